@@ -1,0 +1,60 @@
+#include "cli/EffectsCommand.h"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+
+#include "resources/EffectTable.h"
+#include "standalone/EmbeddedHost.h"
+#include "standalone/ParamText.h"
+
+namespace tv::cli {
+
+namespace {
+
+void PrintTable(const standalone::InstalledEffect& effect) {
+    fmt::print("{}  ({})\n", effect.displayName, effect.matchName);
+    if (effect.params.size() <= 1) {
+        fmt::print("  no parameters yet\n");
+        return;
+    }
+    fmt::print("  {:>5}  {:>4}  {:<8}  {:<36}  {}\n", "index", "disk", "kind", "name",
+               "default / range");
+    for (const ParamSpec& spec : effect.params) {
+        if (spec.index == 0) continue;
+        fmt::print("  {:>5}  {:>4}  {:<8}  {:<36}  {}\n", spec.index, spec.diskId,
+                   standalone::ParamKindName(spec.type), spec.name,
+                   standalone::DescribeParamRange(spec));
+    }
+}
+
+}  // namespace
+
+int RunEffectsCommand(const std::string& name) {
+    standalone::EmbeddedHost host;
+    if (name.empty()) {
+        fmt::print("{:<32}  {:<30}  {:<9}  {}\n", "effect", "match name", "role", "state");
+        for (const EffectInfo& info : EffectTable())
+            fmt::print("{:<32}  {:<30}  {:<9}  {}\n", info.displayName, info.matchName,
+                       RoleName(info.role), info.built ? "built" : "not built yet");
+        return 0;
+    }
+    const EffectInfo* info = FindEffectByDisplayName(name);
+    if (!info) info = FindEffectByMatchName(name);
+    if (!info) {
+        fmt::print(stderr, "tavrin effects: no effect named \"{}\"; `tavrin effects` lists them\n",
+                   name);
+        return 2;
+    }
+    // Build the effect's table the way a host does: by running its parameter setup.
+    auto& comp = host.addComp("effects", 16, 16);
+    auto& layer = host.addLayer(comp, "probe", standalone::LayerKind::Solid);
+    host.applyEffectInstance(layer, info->matchName, true);
+    const auto* installed = host.findInstalledByMatchName(info->matchName);
+    fmt::print("{}\n", host.aboutText(installed->key));
+    fmt::print("role: {}; {}\n\n", RoleName(info->role), info->built ? "built" : "not built yet");
+    PrintTable(*installed);
+    return 0;
+}
+
+}  // namespace tv::cli

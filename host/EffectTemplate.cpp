@@ -1,0 +1,141 @@
+#include "host/EffectTemplate.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "host/SequenceRecord.h"
+#include "host/SuiteCache.h"
+
+namespace tv {
+
+void WriteAbout(PF_OutData* out_data, const char* name, const char* description) {
+    std::snprintf(out_data->return_msg, sizeof(out_data->return_msg), "%s %i.%i.%i\n%s", name,
+                  kVersionMajor, kVersionMinor, kVersionBug, description);
+}
+
+bool HostSupportsRenderGuid(const PF_InData* in_data) {
+    return in_data->version.major >= 13 && in_data->version.minor >= 8;
+}
+
+PF_Err CopyWorld(const PF_EffectWorld& from, PF_EffectWorld& to) {
+    if (!from.data || !to.data) return PF_Err_BAD_CALLBACK_PARAM;
+    if (from.width != to.width || from.height != to.height || from.format != to.format)
+        return PF_Err_BAD_CALLBACK_PARAM;
+    const size_t pixelBytes = from.format == PF_PixelFormat_ARGB128  ? 16
+                              : from.format == PF_PixelFormat_ARGB64 ? 8
+                                                                     : 4;
+    for (int32_t y = 0; y < from.height; ++y)
+        std::memcpy(to.data + size_t(y) * to.rowbytes, from.data + size_t(y) * from.rowbytes,
+                    pixelBytes * size_t(from.width));
+    return PF_Err_NONE;
+}
+
+namespace {
+
+PF_Err SmartRenderPassThrough(const EffectInfo& info, PF_InData* in_data) {
+    SuiteCache suites(in_data);
+    suites->diagnostic(std::string(info.displayName) + " Common render called");
+    PF_EffectWorld* input = nullptr;
+    PF_EffectWorld* output = nullptr;
+    PF_Err err = suites->checkoutLayerPixels(in_data->effect_ref, 0, &input);
+    if (!err) err = suites->checkoutOutput(in_data->effect_ref, &output);
+    if (!err && input && output) err = CopyWorld(*input, *output);
+    if (input) {
+        const PF_Err err2 = suites->checkinLayerPixels(in_data->effect_ref, 0);
+        if (!err) err = err2;
+    }
+    return err;
+}
+
+PF_Err Dispatch(const EffectInfo& info, const SubEffectHandlers& h, PF_Cmd cmd,
+                PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[],
+                PF_LayerDef* output, void* extra) {
+    switch (cmd) {
+        case PF_Cmd_ABOUT:
+            WriteAbout(out_data, h.aboutName ? h.aboutName : info.displayName,
+                       h.aboutDescription ? h.aboutDescription : info.description);
+            return PF_Err_NONE;
+        case PF_Cmd_GLOBAL_SETUP:
+            out_data->my_version = kEffectVersionWord;
+            out_data->out_flags = info.outFlags;
+            out_data->out_flags2 = info.outFlags2;
+            // Only effects that answer QUERY_DYNAMIC_FLAGS announce it.
+            if (h.queryDynamicFlags) out_data->out_flags2 |= PF_OutFlag2_SUPPORTS_QUERY_DYNAMIC_FLAGS;
+            return PF_Err_NONE;
+        case PF_Cmd_GLOBAL_SETDOWN:
+            return PF_Err_NONE;
+        case PF_Cmd_PARAMS_SETUP:
+            return SetupParams(in_data, out_data, info.params());
+        case PF_Cmd_SEQUENCE_SETUP:
+            return SetupSequence(in_data, out_data);
+        case PF_Cmd_SEQUENCE_RESETUP:
+            return ResetupSequence(in_data, out_data);
+        case PF_Cmd_SEQUENCE_FLATTEN:
+            return FlattenSequence(in_data, out_data);
+        case PF_Cmd_SEQUENCE_SETDOWN:
+            return SetdownSequence(in_data, out_data);
+        case PF_Cmd_RENDER:
+            if (!params || !params[0] || !params[0]->u.ld || !output)
+                return PF_Err_BAD_CALLBACK_PARAM;
+            return CopyWorld(*params[0]->u.ld, *output);
+        case PF_Cmd_USER_CHANGED_PARAM:
+            return h.userChangedParam ? h.userChangedParam(in_data, out_data, params, extra)
+                                      : PF_Err_NONE;
+        case PF_Cmd_UPDATE_PARAMS_UI:
+            return h.updateParamsUI ? h.updateParamsUI(in_data, out_data, params) : PF_Err_NONE;
+        case PF_Cmd_EVENT:
+            return h.event ? h.event(in_data, out_data, params, extra) : PF_Err_NONE;
+        case PF_Cmd_ARBITRARY_CALLBACK:
+            return h.arbitraryCallback ? h.arbitraryCallback(in_data, out_data, extra)
+                                       : PF_Err_NONE;
+        case PF_Cmd_FRAME_SETUP:
+            return h.frameSetup ? h.frameSetup(in_data, out_data, params) : PF_Err_NONE;
+        case PF_Cmd_COMPLETELY_GENERAL: {
+            if (!extra) return PF_Err_NONE;
+            auto& message = *static_cast<ObjectMessage*>(extra);
+            if (message.magic != kTavrMagic) return PF_Err_NONE;
+            if (message.command == kObjGetInstanceId) {
+                std::array<uint8_t, 16> id{};
+                if (!ReadInstanceId(in_data, id)) {
+                    SuiteCache(in_data)->diagnostic("No Sequence Data Detected");
+                    return PF_Err_INTERNAL_STRUCT_DAMAGED;
+                }
+                std::memcpy(message.payload, id.data(), 16);
+                return PF_Err_NONE;
+            }
+            return h.message ? h.message(in_data, out_data, message) : PF_Err_NONE;
+        }
+        case PF_Cmd_QUERY_DYNAMIC_FLAGS:
+            if (h.queryDynamicFlags && HostSupportsRenderGuid(in_data)) {
+                out_data->out_flags &= ~PF_OutFlag_NON_PARAM_VARY;
+                out_data->out_flags2 &= ~(PF_OutFlag2_I_USE_3D_CAMERA | PF_OutFlag2_I_USE_3D_LIGHTS);
+            }
+            return PF_Err_NONE;
+        case PF_Cmd_SMART_PRE_RENDER: {
+            if (auto* pre = static_cast<PF_PreRenderExtra*>(extra)) {
+                pre->result_rect = PF_LRect{};
+                pre->max_result_rect = PF_LRect{};
+            }
+            return PF_Err_NONE;
+        }
+        case PF_Cmd_SMART_RENDER:
+            return SmartRenderPassThrough(info, in_data);
+        default:
+            return PF_Err_NONE;
+    }
+}
+
+}  // namespace
+
+PF_Err SubEffectEntry(const EffectInfo& info, const SubEffectHandlers& handlers, PF_Cmd cmd,
+                      PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[],
+                      PF_LayerDef* output, void* extra) {
+    if (cmd < 0 || cmd >= PF_Cmd_NUM_CMDS) return PF_Err_NONE;
+    try {
+        return Dispatch(info, handlers, cmd, in_data, out_data, params, output, extra);
+    } catch (const HostErrorCode& e) {
+        return e.code;
+    }
+}
+
+}  // namespace tv

@@ -1,0 +1,40 @@
+// The dispatch shared by every sub-effect (sources, effectors, renderers): one entry template,
+// with each effect supplying only what differs.
+#pragma once
+
+#include "host/HostTypes.h"
+#include "host/ObjectMessage.h"
+#include "host/ParamTable.h"
+#include "resources/EffectTable.h"
+
+namespace tv {
+
+struct SubEffectHandlers {
+    // Answers an ObjectMessage (PF_Cmd_COMPLETELY_GENERAL). Null: the effect adds nothing.
+    PF_Err (*message)(PF_InData*, PF_OutData*, ObjectMessage&) = nullptr;
+    PF_Err (*userChangedParam)(PF_InData*, PF_OutData*, PF_ParamDef*[], void* extra) = nullptr;
+    PF_Err (*updateParamsUI)(PF_InData*, PF_OutData*, PF_ParamDef*[]) = nullptr;
+    PF_Err (*event)(PF_InData*, PF_OutData*, PF_ParamDef*[], void* extra) = nullptr;
+    PF_Err (*arbitraryCallback)(PF_InData*, PF_OutData*, void* extra) = nullptr;
+    PF_Err (*frameSetup)(PF_InData*, PF_OutData*, PF_ParamDef*[]) = nullptr;
+    bool queryDynamicFlags = true;  // Transform and Legacy have no such case
+    // About box name and description when they differ from the effect's own row.
+    const char* aboutName = nullptr;
+    const char* aboutDescription = nullptr;
+};
+
+// The about text: "%s %i.%i.%i\n%s".
+void WriteAbout(PF_OutData* out_data, const char* name, const char* description);
+
+// The dynamic-flags rule; the API's major and minor numbers are compared independently.
+bool HostSupportsRenderGuid(const PF_InData* in_data);
+
+// Runs one command for the sub-effect described by its table row and handlers.
+PF_Err SubEffectEntry(const EffectInfo& info, const SubEffectHandlers& handlers, PF_Cmd cmd,
+                      PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[],
+                      PF_LayerDef* output, void* extra);
+
+// Copies one world to another of the same size and depth.
+PF_Err CopyWorld(const PF_EffectWorld& from, PF_EffectWorld& to);
+
+}  // namespace tv

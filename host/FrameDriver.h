@@ -1,0 +1,12 @@
+// The main effect's frame: pre-render (result rectangle and the frame's cache key) and render
+// (gather, draw, unpremultiply).
+#pragma once
+
+#include "host/HostTypes.h"
+
+namespace tv {
+
+PF_Err MainPreRender(PF_InData* in_data, PF_OutData* out_data, PF_PreRenderExtra* extra);
+PF_Err MainSmartRender(PF_InData* in_data, PF_OutData* out_data, PF_SmartRenderExtra* extra);
+
+}  // namespace tv

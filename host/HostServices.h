@@ -1,0 +1,137 @@
+// THE seam between the effects and whatever hosts them. Every question an effect asks of its host
+// goes through this interface, with plain value types. The effects know nothing of who implements
+// it: the embedded host (standalone/) does, and a plug-in adapter for a commercial host would.
+//
+// A service the host does not provide fails the way a suite fetch fails: it throws
+// HostErrorCode{PF_Err_BAD_CALLBACK_PARAM}. The base class implements every operation that way,
+// so a host overrides what it offers and the rest fails loudly, never silently.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "host/HostTypes.h"
+#include "host/ParamTable.h"
+
+namespace tv {
+
+[[noreturn]] inline void ThrowMissingService() { throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM}; }
+
+// The task queue that runs work at idle on the host's main thread.
+class IdleSuite {
+public:
+    virtual ~IdleSuite() = default;
+    // Runs the task later, at idle, on the host's main thread.
+    virtual void queueTask(std::function<void()> task) = 0;
+    // Called just before a task is queued at sequence setup, and by the object-panel button.
+    virtual void panelNotify() = 0;
+    // Called when an effect instance receives a new instance id.
+    virtual void instanceIdChanged() = 0;
+};
+
+class HostServices {
+public:
+    virtual ~HostServices() = default;
+
+    // ---- effects of a layer ----------------------------------------------------------------
+    virtual int32_t layerNumEffects(AEGP_LayerH) { ThrowMissingService(); }
+    // Returns a new reference; the caller disposes it.
+    virtual AEGP_EffectRefH layerEffectByIndex(AEGP_PluginID, AEGP_LayerH, int32_t) {
+        ThrowMissingService();
+    }
+    virtual AEGP_InstalledEffectKey installedKeyFromLayerEffect(AEGP_EffectRefH) {
+        ThrowMissingService();
+    }
+    virtual std::string effectMatchName(AEGP_InstalledEffectKey) { ThrowMissingService(); }
+    virtual std::string effectDisplayName(AEGP_InstalledEffectKey) { ThrowMissingService(); }
+    virtual uint32_t effectFlags(AEGP_EffectRefH) { ThrowMissingService(); }
+    virtual PF_Err disposeEffect(AEGP_EffectRefH) { ThrowMissingService(); }
+    // Calls the effect's entry function with the command and the extra record.
+    virtual PF_Err effectCallGeneric(AEGP_PluginID, AEGP_EffectRefH, const A_Time&, PF_Cmd,
+                                     void*) {
+        ThrowMissingService();
+    }
+    // The effect reference of the calling instance; the caller disposes it.
+    virtual AEGP_EffectRefH effectFromInstance(AEGP_PluginID, PF_ProgPtr) { ThrowMissingService(); }
+    // The layer an effect sits on.
+    virtual AEGP_LayerH effectLayer(AEGP_EffectRefH) { ThrowMissingService(); }
+
+    // ---- installed effects ---------------------------------------------------------------
+    virtual int32_t numInstalledEffects() { ThrowMissingService(); }
+    // 0 starts the walk; returns 0 after the last.
+    virtual AEGP_InstalledEffectKey nextInstalledEffect(AEGP_InstalledEffectKey) {
+        ThrowMissingService();
+    }
+    // Appends a new instance of the installed effect to the layer's stack.
+    virtual AEGP_EffectRefH applyEffect(AEGP_PluginID, AEGP_LayerH, AEGP_InstalledEffectKey) {
+        ThrowMissingService();
+    }
+
+    // ---- layers, items and comps -----------------------------------------------------------
+    virtual uint32_t layerId(AEGP_LayerH) { ThrowMissingService(); }
+    virtual AEGP_LayerH layerFromLayerId(AEGP_CompH, uint32_t) { ThrowMissingService(); }
+    virtual AEGP_CompH layerParentComp(AEGP_LayerH) { ThrowMissingService(); }
+    virtual uint32_t layerFlags(AEGP_LayerH) { ThrowMissingService(); }
+    virtual std::string layerName(AEGP_LayerH) { ThrowMissingService(); }
+    virtual AEGP_ItemH layerSourceItem(AEGP_LayerH) { ThrowMissingService(); }
+    virtual AEGP_ItemType itemType(AEGP_ItemH) { ThrowMissingService(); }
+    virtual AEGP_CompH compFromItem(AEGP_ItemH) { ThrowMissingService(); }
+    virtual int32_t compNumLayers(AEGP_CompH) { ThrowMissingService(); }
+    virtual AEGP_LayerH compLayerByIndex(AEGP_CompH, int32_t) { ThrowMissingService(); }
+    // Whether the layer is present (between its in and out points) at a comp time.
+    virtual bool layerActiveAtTime(AEGP_LayerH, const A_Time&) { ThrowMissingService(); }
+
+    // ---- time ------------------------------------------------------------------------------
+    virtual A_Time convertCompToLayerTime(AEGP_LayerH, const A_Time&) { ThrowMissingService(); }
+    virtual A_Time convertLayerToCompTime(AEGP_LayerH, const A_Time&) { ThrowMissingService(); }
+
+    // ---- parameters of the calling instance ------------------------------------------------
+    // Adds one parameter during PF_Cmd_PARAMS_SETUP, in table order.
+    virtual PF_Err addParam(PF_ProgPtr, const ParamSpec&) { ThrowMissingService(); }
+    // The value of parameter `index` at `time` (in `scale` ticks per second).
+    virtual PF_Err checkoutParam(PF_ProgPtr, int32_t, int32_t, int32_t, uint32_t,
+                                 PF_ParamDef*) {
+        ThrowMissingService();
+    }
+    virtual PF_Err checkinParam(PF_ProgPtr, PF_ParamDef*) { ThrowMissingService(); }
+    // Writes a new (static) value of parameter `index`, as the stream suite's set-value does.
+    virtual PF_Err setParamValue(PF_ProgPtr, int32_t, const PF_ParamDef&) {
+        ThrowMissingService();
+    }
+    // Shows or hides parameter `index` in the host's panel.
+    virtual PF_Err setParamHidden(PF_ProgPtr, int32_t, bool) { ThrowMissingService(); }
+
+    // ---- pixels of the smart-render protocol ------------------------------------------------
+    // The input layer's pixels (index 0) or a layer parameter's, at the current time.
+    virtual PF_Err checkoutLayerPixels(PF_ProgPtr, int32_t, PF_EffectWorld**) {
+        ThrowMissingService();
+    }
+    virtual PF_Err checkinLayerPixels(PF_ProgPtr, int32_t) { ThrowMissingService(); }
+    virtual PF_Err checkoutOutput(PF_ProgPtr, PF_EffectWorld**) { ThrowMissingService(); }
+
+    // ---- handles -----------------------------------------------------------------------------
+    virtual PF_Handle newHandle(uint64_t) { ThrowMissingService(); }
+    // Returns the bytes, or null when the handle cannot be locked.
+    virtual void* lockHandle(PF_Handle) { ThrowMissingService(); }
+    virtual void unlockHandle(PF_Handle) { ThrowMissingService(); }
+    virtual void disposeHandle(PF_Handle) { ThrowMissingService(); }
+    virtual uint64_t handleSize(PF_Handle) { ThrowMissingService(); }
+
+    // ---- system ------------------------------------------------------------------------------
+    // A fresh 16-byte GUID in the field order of CoCreateGuid.
+    virtual void newGuid(uint8_t[16]) { ThrowMissingService(); }
+    // The idle task queue; null when the host has none.
+    virtual IdleSuite* acquireIdleSuite() { ThrowMissingService(); }
+    virtual void releaseIdleSuite(IdleSuite*) { ThrowMissingService(); }
+    // Runs fn(i) for i in 0..count-1, possibly in parallel; the first non-zero result wins.
+    virtual PF_Err iterate(int32_t, const std::function<PF_Err(int32_t)>&) {
+        ThrowMissingService();
+    }
+    // A diagnostic line: what the effects print on standard output.
+    virtual void diagnostic(const std::string&) { ThrowMissingService(); }
+    // A message for the user, outside of a command's return message.
+    virtual void reportInfo(const std::string&) { ThrowMissingService(); }
+};
+
+}  // namespace tv

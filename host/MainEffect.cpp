@@ -1,0 +1,163 @@
+// The main effect, "Tavrin": the only effect that draws. It finds its siblings on the layer,
+// drives them for each frame and renders what they contribute.
+#include <array>
+#include <cstdio>
+#include <cstring>
+
+#include "host/EffectTemplate.h"
+#include "host/FrameDriver.h"
+#include "host/Gather.h"
+#include "host/MainParams.h"
+#include "host/SequenceRecord.h"
+#include "host/SuiteCache.h"
+#include "resources/EntryPoints.h"
+
+namespace tv {
+
+namespace {
+
+constexpr uint32_t kMainOutFlags = 0x88001;
+constexpr uint32_t kMainOutFlags2AtSetup = 0x201406;
+constexpr uint32_t kMainOutFlags2OnExit = 0x200001;
+constexpr const char* kIdleSuiteLoadError = "Couldn't load Tavr suite.";
+constexpr const char* kIdleSuiteMissing = "No Tavr Idle Suite Found! Cannot Add to Stack.";
+
+// The main effect's global data: word 0 reserved, word 1 the GL framework (null without one).
+struct GlobalRecord {
+    uint64_t reserved = 0;
+    void* glFramework = nullptr;
+};
+static_assert(sizeof(GlobalRecord) == 16);
+
+PF_Err GlobalSetup(PF_InData* in_data, PF_OutData* out_data) {
+    SuiteCache suites(in_data);
+    out_data->my_version = kEffectVersionWord;
+    out_data->out_flags = kMainOutFlags;
+    out_data->out_flags2 = kMainOutFlags2AtSetup;
+    const PF_Handle handle = suites->newHandle(sizeof(GlobalRecord));
+    if (!handle) return PF_Err_OUT_OF_MEMORY;
+    auto* record = static_cast<GlobalRecord*>(suites->lockHandle(handle));
+    if (record) {
+        *record = GlobalRecord{};
+        // No GL framework is built into this module yet, so the unified path stays off.
+        suites->diagnostic("No Setup Found");
+        suites->unlockHandle(handle);
+    }
+    out_data->global_data = handle;
+    out_data->out_flags2 |= kMainOutFlags2OnExit;
+    return PF_Err_NONE;
+}
+
+PF_Err GlobalSetdown(PF_InData* in_data) {
+    SuiteCache suites(in_data);
+    if (in_data->global_data) suites->disposeHandle(in_data->global_data);
+    return PF_Err_NONE;
+}
+
+PF_Err SequenceSetup(PF_InData* in_data, PF_OutData* out_data) {
+    const PF_Err err = SetupSequence(in_data, out_data);
+    if (err || (in_data->in_flags & PF_InFlag_PROJECT_IS_RENDER_ONLY)) return err;
+    SuiteCache suites(in_data);
+    IdleSuite* idle = suites->acquireIdleSuite();
+    if (!idle) {
+        suites->diagnostic(kIdleSuiteLoadError);
+        std::snprintf(out_data->return_msg, sizeof(out_data->return_msg), "%s", kIdleSuiteMissing);
+        return PF_Err_NONE;
+    }
+    AEGP_EffectRefH self = suites->effectFromInstance(0, in_data->effect_ref);
+    const AEGP_LayerH layer = suites->effectLayer(self);
+    suites->disposeEffect(self);
+    HostServices* host = &suites.host();
+    idle->panelNotify();
+    idle->queueTask([host, layer] { AddDefaultRenderer(*host, layer); });
+    suites->releaseIdleSuite(idle);
+    return PF_Err_NONE;
+}
+
+PF_Err CompletelyGeneral(PF_InData* in_data, ObjectMessage* message) {
+    if (!message || message->magic != kTavrMagic) return PF_Err_NONE;
+    switch (message->command) {
+        case kObjGetGroup:
+            message->setPayloadGroup(static_cast<int16_t>(0xFFFF));
+            return PF_Err_NONE;
+        case kObjSetGroup:
+        case kObjGetTarget:
+        case kObjMixHash:
+            return PF_Err_NONE;
+        case kObjGetInstanceId: {
+            std::array<uint8_t, 16> id{};
+            if (!ReadInstanceId(in_data, id)) {
+                SuiteCache(in_data)->diagnostic("No Sequence Data Detected");
+                return PF_Err_INTERNAL_STRUCT_DAMAGED;
+            }
+            std::memcpy(message->payload, id.data(), 16);
+            return PF_Err_NONE;
+        }
+        default:
+            // Other numbers matter only to the SVG pass, which is not built yet.
+            return PF_Err_NONE;
+    }
+}
+
+PF_Err Dispatch(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[],
+                void* extra) {
+    switch (cmd) {
+        case PF_Cmd_ABOUT:
+            WriteAbout(out_data, "Tavrin",
+                       "Next Gen 3D Plugin to Create Organic Structures & Networks.");
+            return PF_Err_NONE;
+        case PF_Cmd_GLOBAL_SETUP: return GlobalSetup(in_data, out_data);
+        case PF_Cmd_GLOBAL_SETDOWN: return GlobalSetdown(in_data);
+        case PF_Cmd_PARAMS_SETUP: return SetupParams(in_data, out_data, MainEffectParams());
+        case PF_Cmd_SEQUENCE_SETUP: return SequenceSetup(in_data, out_data);
+        case PF_Cmd_SEQUENCE_RESETUP: return ResetupSequence(in_data, out_data);
+        case PF_Cmd_SEQUENCE_FLATTEN: return FlattenSequence(in_data, out_data);
+        case PF_Cmd_SEQUENCE_SETDOWN: return SetdownSequence(in_data, out_data);
+        case PF_Cmd_USER_CHANGED_PARAM:
+            return MainUserChangedParam(in_data, out_data, params,
+                                        static_cast<const PF_UserChangedParamExtra*>(extra));
+        case PF_Cmd_UPDATE_PARAMS_UI: return MainUpdateParamsUI(in_data, out_data, params);
+        case PF_Cmd_COMPLETELY_GENERAL:
+            return CompletelyGeneral(in_data, static_cast<ObjectMessage*>(extra));
+        case PF_Cmd_QUERY_DYNAMIC_FLAGS:
+            if (HostSupportsRenderGuid(in_data)) {
+                out_data->out_flags &= ~PF_OutFlag_NON_PARAM_VARY;
+                out_data->out_flags2 &= ~PF_OutFlag2_I_USE_3D_LIGHTS;
+            }
+            return PF_Err_NONE;
+        case PF_Cmd_ARBITRARY_CALLBACK: {
+            const auto* arb = static_cast<const PF_ArbParamsExtra*>(extra);
+            if (!arb || reinterpret_cast<uintptr_t>(arb->refconPV) != 0x41537472) return PF_Err_NONE;
+            // The text parameter's handler is not built yet.
+            return PF_Err_NONE;
+        }
+        case PF_Cmd_SMART_PRE_RENDER:
+            return MainPreRender(in_data, out_data, static_cast<PF_PreRenderExtra*>(extra));
+        case PF_Cmd_SMART_RENDER:
+            return MainSmartRender(in_data, out_data, static_cast<PF_SmartRenderExtra*>(extra));
+        default: return PF_Err_NONE;
+    }
+}
+
+}  // namespace
+
+bool MainHasGLFramework(PF_InData* in_data) {
+    SuiteCache suites(in_data);
+    auto* record = static_cast<GlobalRecord*>(suites->lockHandle(in_data->global_data));
+    if (!record) return false;
+    const bool has = record->glFramework != nullptr;
+    suites->unlockHandle(in_data->global_data);
+    return has;
+}
+
+PF_Err EntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
+                      PF_ParamDef* params[], PF_LayerDef* /*output*/, void* extra) {
+    if (cmd < 0 || cmd >= PF_Cmd_NUM_CMDS) return PF_Err_NONE;
+    try {
+        return Dispatch(cmd, in_data, out_data, params, extra);
+    } catch (const HostErrorCode& e) {
+        return e.code;
+    }
+}
+
+}  // namespace tv

@@ -1,0 +1,60 @@
+// An effect's parameters as data, declared once per effect. The table drives the params-setup
+// command, the document loader (names to indices, ranges, defaults) and `tavrin effects`.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include "host/HostTypes.h"
+
+namespace tv {
+
+inline constexpr uint32_t PF_ParamFlag_CANNOT_TIME_VARY = 0x2;
+inline constexpr uint32_t PF_ParamFlag_CANNOT_INTERP = 0x4;
+inline constexpr uint32_t PF_ParamFlag_SUPERVISE = 0x40;
+inline constexpr uint32_t kParamFlagsSup = 0x46;  // cannot time-vary, cannot interp, supervise
+
+inline constexpr uint32_t PF_PUI_NO_ECW_UI = 0x8;
+inline constexpr uint32_t PF_PUI_INVISIBLE = 0x200;
+
+// How a number reads in user units, for documents and listings.
+enum class ParamUnit : uint8_t { None, Percent, Pixels, Degrees };
+
+struct ParamSpec {
+    int32_t index = 0;   // position in the params array; 0 is the input layer
+    int32_t diskId = 0;  // the id a saved project stores; never changes
+    PF_ParamType type = PF_Param_RESERVED;
+    const char* name = "";
+    // Default: sliders, popups (1-based), checkboxes (0/1), angles (degrees); points use x, y(, z);
+    // colours use r, g, b in 0..1.
+    double def[3] = {0, 0, 0};
+    double validMin = 0, validMax = 0;
+    double sliderMin = 0, sliderMax = 0;
+    int16_t precision = 0;
+    uint32_t flags = 0;    // PF_ParamFlag_*
+    uint32_t uiFlags = 0;  // PF_PUI_*
+    // Popup choices "A|B|(-|C"; the label of a button or checkbox.
+    const char* text = "";
+    int32_t arbId = 0;  // arbitrary data: its id
+    uint32_t arbRefcon = 0;
+    int16_t uiWidth = 0, uiHeight = 0;
+    ParamUnit unit = ParamUnit::None;
+};
+
+using ParamTable = std::span<const ParamSpec>;
+
+// Popup helpers: entries counted from 1, separators "(-" included.
+int32_t PopupEntryCount(const ParamSpec& spec);
+std::string_view PopupEntry(const ParamSpec& spec, int32_t oneBased);
+
+// The default value of a parameter in the host's representation.
+PF_ParamDef DefaultParamValue(const ParamSpec& spec);
+
+// Adds each row of the table through the host, in order; sets out_data->num_params.
+PF_Err SetupParams(PF_InData* in_data, PF_OutData* out_data, ParamTable table);
+
+// Shows or hides one parameter of the calling instance.
+PF_Err ShowParameter(PF_InData* in_data, int32_t index, bool hidden);
+
+}  // namespace tv

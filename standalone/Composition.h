@@ -1,0 +1,74 @@
+// The embedded host's composition model: a project of comps, their layers, and the effect
+// instances on each layer with their parameter values in the host's representation.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/HostTypes.h"
+
+namespace tv::standalone {
+
+enum class LayerKind : uint8_t { Solid, Null, Camera, Light, Image, Obj, Audio, Text, Precomp };
+
+// One parameter stream of an effect instance.
+struct ParamState {
+    PF_ParamDef value;            // static value, in the host's representation
+    bool hidden = false;          // the stream's hidden flag, as the effect set it
+    uint32_t changeFlags = 0;     // PF_ChangeFlag_* of the last write
+};
+
+struct EffectInstance {
+    uint64_t uid = 0;  // also the PF_ProgPtr the effect sees as effect_ref
+    AEGP_InstalledEffectKey key = 0;
+    bool active = true;
+    std::vector<ParamState> params;  // index 0 is the input layer
+    PF_Handle sequenceData = 0;
+};
+
+struct Layer {
+    uint64_t uid = 0;  // the AEGP_LayerH of this layer
+    uint32_t id = 0;   // the layer id, unique in the project
+    std::string name;
+    LayerKind kind = LayerKind::Solid;
+    bool enabled = true;  // the video switch
+    bool is3D = false;
+    bool motionBlur = false;
+    bool collapse = false;
+    double inPoint = 0;    // seconds, comp time
+    double outPoint = 0;   // seconds, comp time
+    double startTime = 0;  // comp time of the layer's own time 0
+    int32_t width = 0;     // the layer's source size in pixels
+    int32_t height = 0;
+    uint64_t sourceComp = 0;  // precomp: the uid of the comp it shows
+    std::vector<std::unique_ptr<EffectInstance>> effects;
+};
+
+struct Comp {
+    uint64_t uid = 0;  // AEGP_CompH; also its item handle
+    std::string name;
+    int32_t width = 1920;
+    int32_t height = 1080;
+    double pixelAspect = 1.0;
+    int32_t fpsNum = 30;
+    int32_t fpsDen = 1;
+    double duration = 10.0;  // seconds
+    double shutterAngle = 180.0;
+    double shutterPhase = -180.0;
+    bool motionBlur = false;
+    std::vector<std::unique_ptr<Layer>> layers;  // index 0 is the top of the stack
+
+    // Ticks per second of this comp's times: at least 1000 ticks per frame, so that
+    // motion-blur samples fall between frames.
+    uint32_t timeScale() const;
+    int32_t ticksPerFrame() const;
+    A_Time frameTime(int64_t frame) const;
+};
+
+struct Project {
+    std::vector<std::unique_ptr<Comp>> comps;
+};
+
+}  // namespace tv::standalone

@@ -1,0 +1,198 @@
+// The embedded host: owns a project, registers the effect table, calls entry functions exactly
+// as a compositing host would, and implements HostServices over its composition model.
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "host/HostServices.h"
+#include "resources/EffectTable.h"
+#include "standalone/Composition.h"
+
+namespace tv::standalone {
+
+// An effect the host knows: the 21 of the table, plus any a program registers itself.
+struct InstalledEffect {
+    AEGP_InstalledEffectKey key = 0;
+    std::string displayName;
+    std::string matchName;
+    PF_EntryFunc entry = nullptr;
+    bool globalSetupDone = false;
+    PF_Handle globalData = 0;
+    uint32_t outFlags = 0;
+    uint32_t outFlags2 = 0;
+    std::vector<ParamSpec> params;  // as the effect added them at PARAMS_SETUP, index 0 first
+};
+
+class EmbeddedHost : public HostServices {
+public:
+    // Registers the 21 effects of the table.
+    EmbeddedHost();
+    ~EmbeddedHost() override;
+    EmbeddedHost(const EmbeddedHost&) = delete;
+    EmbeddedHost& operator=(const EmbeddedHost&) = delete;
+
+    // ---- building the project ----------------------------------------------------------------
+    AEGP_InstalledEffectKey registerEffect(const std::string& displayName,
+                                           const std::string& matchName, PF_EntryFunc entry);
+    const InstalledEffect* installedEffect(AEGP_InstalledEffectKey key) const;
+    const InstalledEffect* findInstalledByMatchName(const std::string& matchName) const;
+    const InstalledEffect* findInstalledByDisplayName(const std::string& displayName) const;
+    const std::deque<InstalledEffect>& installedEffects() const { return installed_; }
+
+    Project& project() { return project_; }
+    Comp& addComp(const std::string& name, int32_t width, int32_t height, int32_t fpsNum = 30,
+                  int32_t fpsDen = 1, double duration = 10.0);
+    // Appends a layer at the bottom of the comp's stack; its in and out points span the comp.
+    Layer& addLayer(Comp& comp, const std::string& name, LayerKind kind);
+    // Applies an installed effect to a layer as a host does: GLOBAL_SETUP on first use,
+    // PARAMS_SETUP, default values, SEQUENCE_SETUP. Returns the instance.
+    EffectInstance& applyEffectInstance(Layer& layer, AEGP_InstalledEffectKey key,
+                                        bool renderOnly = false);
+    EffectInstance& applyEffectInstance(Layer& layer, const std::string& matchName,
+                                        bool renderOnly = false);
+
+    Comp* compByUid(uint64_t uid) const;
+    Comp* compByName(const std::string& name) const;
+    Layer* layerByUid(uint64_t uid) const;
+    Comp* compOfLayer(const Layer& layer) const;
+    EffectInstance* instanceByUid(uint64_t uid) const;
+    Layer* layerOfInstance(uint64_t instanceUid) const;
+
+    // Calls one command of an instance's entry function, with in_data filled as a host does;
+    // keeps what the effect hands back (global and sequence data). `out` receives the record.
+    PF_Err callEffect(EffectInstance& instance, PF_Cmd cmd, const A_Time& time, void* extra,
+                      PF_OutData* out = nullptr, PF_ParamDef** params = nullptr,
+                      PF_LayerDef* output = nullptr, uint32_t inFlags = 0);
+    // The about text of an installed effect.
+    std::string aboutText(AEGP_InstalledEffectKey key);
+
+    // Runs and empties the idle queue, as a host does when it is idle.
+    void runIdleTasks();
+    size_t pendingIdleTasks() const;
+    // Makes the idle suite unavailable (as when its companion is missing).
+    void setIdleSuiteAvailable(bool available) { idleAvailable_ = available; }
+
+    // The diagnostic lines the effects printed, and the user messages they reported.
+    std::vector<std::string> takeDiagnostics();
+    std::vector<std::string> takeReports();
+    void setEchoDiagnostics(bool echo) { echoDiagnostics_ = echo; }
+
+    // Worlds for the smart-render protocol of the instance rendering on this thread.
+    struct RenderWorlds {
+        uint64_t instance = 0;
+        PF_EffectWorld* input = nullptr;
+        PF_EffectWorld* output = nullptr;
+    };
+    void pushRenderWorlds(const RenderWorlds& worlds);
+    void popRenderWorlds();
+
+    // ---- HostServices ------------------------------------------------------------------------
+    int32_t layerNumEffects(AEGP_LayerH) override;
+    AEGP_EffectRefH layerEffectByIndex(AEGP_PluginID, AEGP_LayerH, int32_t) override;
+    AEGP_InstalledEffectKey installedKeyFromLayerEffect(AEGP_EffectRefH) override;
+    std::string effectMatchName(AEGP_InstalledEffectKey) override;
+    std::string effectDisplayName(AEGP_InstalledEffectKey) override;
+    uint32_t effectFlags(AEGP_EffectRefH) override;
+    PF_Err disposeEffect(AEGP_EffectRefH) override;
+    PF_Err effectCallGeneric(AEGP_PluginID, AEGP_EffectRefH, const A_Time&, PF_Cmd,
+                             void*) override;
+    AEGP_EffectRefH effectFromInstance(AEGP_PluginID, PF_ProgPtr) override;
+    AEGP_LayerH effectLayer(AEGP_EffectRefH) override;
+    int32_t numInstalledEffects() override;
+    AEGP_InstalledEffectKey nextInstalledEffect(AEGP_InstalledEffectKey) override;
+    AEGP_EffectRefH applyEffect(AEGP_PluginID, AEGP_LayerH, AEGP_InstalledEffectKey) override;
+
+    uint32_t layerId(AEGP_LayerH) override;
+    AEGP_LayerH layerFromLayerId(AEGP_CompH, uint32_t) override;
+    AEGP_CompH layerParentComp(AEGP_LayerH) override;
+    uint32_t layerFlags(AEGP_LayerH) override;
+    std::string layerName(AEGP_LayerH) override;
+    AEGP_ItemH layerSourceItem(AEGP_LayerH) override;
+    AEGP_ItemType itemType(AEGP_ItemH) override;
+    AEGP_CompH compFromItem(AEGP_ItemH) override;
+    int32_t compNumLayers(AEGP_CompH) override;
+    AEGP_LayerH compLayerByIndex(AEGP_CompH, int32_t) override;
+    bool layerActiveAtTime(AEGP_LayerH, const A_Time&) override;
+
+    A_Time convertCompToLayerTime(AEGP_LayerH, const A_Time&) override;
+    A_Time convertLayerToCompTime(AEGP_LayerH, const A_Time&) override;
+
+    PF_Err addParam(PF_ProgPtr, const ParamSpec&) override;
+    PF_Err checkoutParam(PF_ProgPtr, int32_t, int32_t, int32_t, uint32_t, PF_ParamDef*) override;
+    PF_Err checkinParam(PF_ProgPtr, PF_ParamDef*) override;
+    PF_Err setParamValue(PF_ProgPtr, int32_t, const PF_ParamDef&) override;
+    PF_Err setParamHidden(PF_ProgPtr, int32_t, bool) override;
+
+    PF_Err checkoutLayerPixels(PF_ProgPtr, int32_t, PF_EffectWorld**) override;
+    PF_Err checkinLayerPixels(PF_ProgPtr, int32_t) override;
+    PF_Err checkoutOutput(PF_ProgPtr, PF_EffectWorld**) override;
+
+    PF_Handle newHandle(uint64_t) override;
+    void* lockHandle(PF_Handle) override;
+    void unlockHandle(PF_Handle) override;
+    void disposeHandle(PF_Handle) override;
+    uint64_t handleSize(PF_Handle) override;
+    // Test and loader access: replaces a handle's bytes (a new handle when 0).
+    PF_Handle handleFromBytes(const std::vector<uint8_t>& bytes);
+    std::vector<uint8_t> handleBytes(PF_Handle);
+    size_t liveHandleCount() const;
+
+    void newGuid(uint8_t[16]) override;
+    IdleSuite* acquireIdleSuite() override;
+    void releaseIdleSuite(IdleSuite*) override;
+    PF_Err iterate(int32_t, const std::function<PF_Err(int32_t)>&) override;
+    void diagnostic(const std::string&) override;
+    void reportInfo(const std::string&) override;
+
+private:
+    struct HandleBlock {
+        std::vector<uint8_t> bytes;
+        int32_t locks = 0;
+    };
+    struct EffectRef {
+        uint64_t layer = 0;
+        uint64_t instance = 0;
+    };
+    class Idle;
+
+    EffectInstance* instanceOfRef(AEGP_EffectRefH) const;
+    InstalledEffect* installedMutable(AEGP_InstalledEffectKey key);
+    void ensureGlobalSetup(InstalledEffect& effect);
+    PF_InData makeInData(const EffectInstance& instance, const InstalledEffect& effect,
+                         const A_Time& time, uint32_t inFlags) const;
+
+    Project project_;
+    std::deque<InstalledEffect> installed_;
+    uint64_t nextUid_ = 1;
+    uint32_t nextLayerId_ = 1;
+
+    mutable std::mutex handlesMutex_;
+    std::unordered_map<PF_Handle, HandleBlock> handles_;
+    PF_Handle nextHandle_ = 1;
+
+    mutable std::mutex refsMutex_;
+    std::unordered_map<AEGP_EffectRefH, EffectRef> refs_;
+    AEGP_EffectRefH nextRef_ = 1;
+
+    mutable std::mutex paramsMutex_;  // parameter writes during rendering
+    mutable std::mutex idleMutex_;
+    std::vector<std::function<void()>> idleTasks_;
+    std::unique_ptr<Idle> idle_;
+    bool idleAvailable_ = true;
+
+    mutable std::mutex messagesMutex_;
+    std::vector<std::string> diagnostics_;
+    std::vector<std::string> reports_;
+    bool echoDiagnostics_ = false;
+
+    mutable std::mutex guidMutex_;
+    uint64_t guidState_[2] = {0, 0};
+};
+
+}  // namespace tv::standalone
