@@ -86,7 +86,8 @@ IndexRange GroupVertexRange(GeometryStore& store, int32_t group);
 IndexRange GroupFaceRange(GeometryStore& store, int32_t group);
 
 // Derived arrays, in the driver's order.
-void ComputeFaceCentroids(GeometryStore& store);
+// False when a face had a corner outside the store and got no centroid.
+bool ComputeFaceCentroids(GeometryStore& store);
 void ComputeFaceColors(GeometryStore& store);
 void ResetFaceRotations(GeometryStore& store);
 void FillScales(GeometryStore& store);

@@ -291,12 +291,19 @@ PF_Err EmbeddedHost::callEffect(EffectInstance& instance, PF_Cmd cmd, const A_Ti
     PF_OutData& o = out ? *out : local;
     o.sequence_data = instance.sequenceData;
     o.global_data = effect->globalData;
+    const PF_Handle oldSequence = instance.sequenceData;
     const PF_Err err = effect->entry(cmd, &in, &o, params, output, extra);
     switch (cmd) {
         case PF_Cmd_SEQUENCE_SETUP:
+            instance.sequenceData = o.sequence_data;
+            break;
         case PF_Cmd_SEQUENCE_RESETUP:
         case PF_Cmd_SEQUENCE_FLATTEN:
-            instance.sequenceData = o.sequence_data;
+            // The host owns the data it handed in; the effect returned a new record.
+            if (!err && o.sequence_data != oldSequence) {
+                if (oldSequence) disposeHandle(oldSequence);
+                instance.sequenceData = o.sequence_data;
+            }
             break;
         case PF_Cmd_SEQUENCE_SETDOWN:
             instance.sequenceData = 0;

@@ -1,0 +1,91 @@
+#include "host/GeometryStore.h"
+
+#include <cstddef>
+
+#include "host/Noise.h"
+
+namespace tv {
+
+using std::size_t;
+
+namespace {
+
+IndexRange LookupRange(std::map<int32_t, GroupRange>& groups, int32_t group, size_t whole) {
+    if (group == kAllGroups) return IndexRange{0, static_cast<uint32_t>(whole)};
+    // Get-or-insert: a group no source filled gains an unset, empty entry.
+    const GroupRange& range = groups[group];
+    if (range.start == GroupRange::kUnsetStart) return IndexRange{0, 0};
+    return IndexRange{range.start, range.count};
+}
+
+}  // namespace
+
+IndexRange GroupVertexRange(GeometryStore& store, int32_t group) {
+    return LookupRange(store.vertexGroups, group, store.positions.size());
+}
+
+IndexRange GroupFaceRange(GeometryStore& store, int32_t group) {
+    return LookupRange(store.faceGroups, group, store.faces.size());
+}
+
+bool ComputeFaceCentroids(GeometryStore& store) {
+    const size_t n = store.positions.size();
+    bool complete = true;
+    for (const ObjectRange& range : store.ranges) {
+        for (uint32_t f = range.faceStart; f < range.faceStart + range.faceCount; ++f) {
+            const Vec3i& face = store.faces.at(f);
+            const int64_t a = int64_t(face.x) + range.vertexStart;
+            const int64_t b = int64_t(face.y) + range.vertexStart;
+            const int64_t c = int64_t(face.z) + range.vertexStart;
+            if (a < 0 || b < 0 || c < 0 || size_t(a) >= n || size_t(b) >= n || size_t(c) >= n)
+            {
+                complete = false;  // a corner outside the store: no centroid
+                continue;
+            }
+            const Vec3f& p0 = store.positions[size_t(a)];
+            const Vec3f& p1 = store.positions[size_t(b)];
+            const Vec3f& p2 = store.positions[size_t(c)];
+            // Summed in the order of corners 1, 0, 2, in single precision.
+            const float third = 0.33333334f;
+            store.faceCentroids.push_back(Vec3f{(p1.x + p0.x + p2.x) * third,
+                                                (p1.y + p0.y + p2.y) * third,
+                                                (p1.z + p0.z + p2.z) * third});
+        }
+    }
+    return complete;
+}
+
+void ComputeFaceColors(GeometryStore& store) {
+    for (const ObjectRange& range : store.ranges) {
+        for (uint32_t f = range.faceStart; f < range.faceStart + range.faceCount; ++f) {
+            const Vec3i& face = store.faces.at(f);
+            store.faceColorsA.push_back(store.colors.at(size_t(face.x + int64_t(range.vertexStart))));
+            store.faceColorsB.push_back(store.colors.at(size_t(face.y + int64_t(range.vertexStart))));
+            store.faceColorsC.push_back(store.colors.at(size_t(face.z + int64_t(range.vertexStart))));
+        }
+    }
+}
+
+void ResetFaceRotations(GeometryStore& store) {
+    store.faceRotations.clear();
+    store.faceRotations.resize(store.faces.size(), Vec3f{});
+}
+
+void FillScales(GeometryStore& store) {
+    store.scales.clear();
+    store.scales.resize(store.positions.size(), 1.0f);
+}
+
+void ComputeJitter(GeometryStore& store) {
+    const Perlin noise(3, 12);
+    const size_t n = store.positions.size();
+    store.jitter.clear();
+    store.jitter.resize(n);
+    for (size_t i = 0; i < n; ++i) {
+        const float x = static_cast<float>(double(i) * 0.1 + 0.1235);
+        const float v = noise.fbm1(x) * 0.1f;
+        store.jitter[i] = Vec3f{v, v * 0.5f, static_cast<float>(v * 3.0 * 0.5)};
+    }
+}
+
+}  // namespace tv
