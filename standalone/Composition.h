@@ -43,6 +43,8 @@ struct Layer {
     int32_t width = 0;     // the layer's source size in pixels
     int32_t height = 0;
     uint64_t sourceComp = 0;  // precomp: the uid of the comp it shows
+    float solidColor[3] = {0, 0, 0};  // solid: straight R, G, B in 0..1
+    std::string imagePath;            // image footage: the resolved file
     std::vector<std::unique_ptr<EffectInstance>> effects;
 };
 
@@ -58,6 +60,7 @@ struct Comp {
     double shutterAngle = 180.0;
     double shutterPhase = -180.0;
     bool motionBlur = false;
+    float background[3] = {0, 0, 0};
     std::vector<std::unique_ptr<Layer>> layers;  // index 0 is the top of the stack
 
     // Ticks per second of this comp's times: at least 1000 ticks per frame, so that
