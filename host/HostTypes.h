@@ -207,8 +207,8 @@ struct PF_InData {
     uint32_t time_scale = 1;
     int32_t width = 0;
     int32_t height = 0;
-    int32_t shutter_angle = 0;  // 16.16 degrees
-    int32_t shutter_phase = 0;  // 16.16 degrees
+    int32_t shutter_angle = 0;  // 16.16 fraction of a turn
+    int32_t shutter_phase = 0;  // 16.16 fraction of a turn
     PF_LRect extent_hint;
     PF_Handle global_data = 0;
     PF_Handle sequence_data = 0;

@@ -272,8 +272,9 @@ PF_InData EmbeddedHost::makeInData(const EffectInstance& instance, const Install
             in.time_step = comp->ticksPerFrame();
             in.local_time_step = comp->ticksPerFrame();
             in.total_time = static_cast<int32_t>(comp->duration * comp->timeScale());
-            in.shutter_angle = DoubleToFixed(comp->shutterAngle);
-            in.shutter_phase = DoubleToFixed(comp->shutterPhase);
+            // The host reports shutter angle and phase as 16.16 fractions of a turn.
+            in.shutter_angle = DoubleToFixed(comp->shutterAngle / 360.0);
+            in.shutter_phase = DoubleToFixed(comp->shutterPhase / 360.0);
         }
         in.extent_hint = PF_LRect{0, 0, in.width, in.height};
     }

@@ -1,0 +1,221 @@
+#include "standalone/CompRenderer.h"
+
+#include <OpenImageIO/imageio.h>
+
+#include <algorithm>
+#include <cstring>
+#include <stdexcept>
+
+#include "host/ParamHash.h"
+
+namespace tv::standalone {
+
+namespace {
+
+constexpr const char* kMainMatchName = "KDL TAVRUS TWO";
+constexpr int kMaxPrecompDepth = 32;
+
+// The key the main effect mixes at pre-render, accumulated per thread.
+thread_local uint64_t tFrameKey = 0;
+
+PF_Err MixIntoFrameKey(PF_ProgPtr, uint32_t size, const void* data) {
+    tFrameKey = HashCombine(tFrameKey, Fnv1a64(data, size));
+    return PF_Err_NONE;
+}
+
+float ChannelAt(const PF_EffectWorld& w, int32_t x, int32_t y, int c) {
+    const uint8_t* row = w.data + size_t(y) * size_t(w.rowbytes);
+    if (w.format == PF_PixelFormat_ARGB128) return reinterpret_cast<const float*>(row)[x * 4 + c];
+    return row[x * 4 + c] / 255.0f;
+}
+
+}  // namespace
+
+LayerWorld::LayerWorld(int32_t width, int32_t height, int32_t bitDepth) {
+    const int32_t pixelBytes = bitDepth == 32 ? 16 : 4;
+    bytes.assign(size_t(width) * size_t(height) * size_t(pixelBytes), 0);
+    world.width = width;
+    world.height = height;
+    world.rowbytes = width * pixelBytes;
+    world.format = bitDepth == 32 ? PF_PixelFormat_ARGB128 : PF_PixelFormat_ARGB32;
+    world.data = bytes.data();
+    world.extent_hint = PF_LRect{0, 0, width, height};
+}
+
+void CompositeOver(FloatImage& frame, const PF_EffectWorld& layer, int32_t left, int32_t top,
+                   float opacity) {
+    const int32_t x0 = std::max(0, left), y0 = std::max(0, top);
+    const int32_t x1 = std::min(frame.width, left + layer.width);
+    const int32_t y1 = std::min(frame.height, top + layer.height);
+    for (int32_t y = y0; y < y1; ++y) {
+        for (int32_t x = x0; x < x1; ++x) {
+            const int32_t lx = x - left, ly = y - top;
+            const float a = ChannelAt(layer, lx, ly, 0) * opacity;
+            if (a <= 0) continue;
+            float* p = frame.pixel(x, y);
+            const float keep = 1.0f - a;
+            p[0] = ChannelAt(layer, lx, ly, 1) * a + p[0] * keep;
+            p[1] = ChannelAt(layer, lx, ly, 2) * a + p[1] * keep;
+            p[2] = ChannelAt(layer, lx, ly, 3) * a + p[2] * keep;
+            p[3] = a + p[3] * keep;
+        }
+    }
+}
+
+void CompRenderer::fillSource(const Layer& layer, const A_Time& compTime, int32_t bitDepth,
+                              LayerWorld& world, std::vector<std::string>& messages, int depth) {
+    PF_EffectWorld& w = world.world;
+    auto put = [&](int32_t x, int32_t y, float a, float r, float g, float b) {
+        uint8_t* row = w.data + size_t(y) * size_t(w.rowbytes);
+        if (bitDepth == 32) {
+            float* p = reinterpret_cast<float*>(row) + x * 4;
+            p[0] = a, p[1] = r, p[2] = g, p[3] = b;
+        } else {
+            uint8_t* p = row + x * 4;
+            auto q = [](float v) { return uint8_t(std::clamp(v, 0.0f, 1.0f) * 255.0f + 0.5f); };
+            p[0] = q(a), p[1] = q(r), p[2] = q(g), p[3] = q(b);
+        }
+    };
+    switch (layer.kind) {
+        case LayerKind::Solid:
+            for (int32_t y = 0; y < w.height; ++y)
+                for (int32_t x = 0; x < w.width; ++x)
+                    put(x, y, 1, layer.solidColor[0], layer.solidColor[1], layer.solidColor[2]);
+            break;
+        case LayerKind::Image: {
+            auto in = OIIO::ImageInput::open(layer.imagePath);
+            if (!in) throw std::runtime_error("cannot read the image " + layer.imagePath + ": " +
+                                              OIIO::geterror());
+            const OIIO::ImageSpec& spec = in->spec();
+            std::vector<float> pixels(size_t(spec.width) * size_t(spec.height) * size_t(spec.nchannels));
+            in->read_image(0, 0, 0, spec.nchannels, OIIO::TypeDesc::FLOAT, pixels.data());
+            for (int32_t y = 0; y < std::min(w.height, spec.height); ++y)
+                for (int32_t x = 0; x < std::min(w.width, spec.width); ++x) {
+                    const float* p = &pixels[(size_t(y) * size_t(spec.width) + size_t(x)) * size_t(spec.nchannels)];
+                    const float g = spec.nchannels > 1 ? p[1] : p[0];
+                    const float b = spec.nchannels > 2 ? p[2] : p[0];
+                    const float a = spec.nchannels > 3 ? p[3] : 1.0f;
+                    put(x, y, a, p[0], g, b);
+                }
+            break;
+        }
+        case LayerKind::Precomp: {
+            const Comp* source = host_.compByUid(layer.sourceComp);
+            if (!source || depth >= kMaxPrecompDepth) break;
+            const double t = TimeToSeconds(compTime) - layer.startTime;
+            const A_Time inner{static_cast<int32_t>(t * source->timeScale()), source->timeScale()};
+            const FloatImage image = renderAtTime(*source, inner, bitDepth, messages, depth + 1);
+            for (int32_t y = 0; y < std::min(w.height, image.height); ++y)
+                for (int32_t x = 0; x < std::min(w.width, image.width); ++x) {
+                    const float* p = image.pixel(x, y);
+                    const float inv = p[3] > 0 ? 1.0f / p[3] : 0.0f;
+                    put(x, y, p[3], p[0] * inv, p[1] * inv, p[2] * inv);
+                }
+            break;
+        }
+        default:
+            break;  // other kinds have no pixels of their own yet
+    }
+}
+
+LayerWorld* CompRenderer::runEffects(Layer& layer, const A_Time& layerTime, int32_t bitDepth,
+                                     LayerWorld& a, LayerWorld& b,
+                                     std::vector<std::string>& messages) {
+    LayerWorld* input = &a;
+    LayerWorld* output = &b;
+    for (auto& instance : layer.effects) {
+        if (!instance->active) continue;
+        const InstalledEffect* installed = host_.installedEffect(instance->key);
+        const bool isMain = installed && installed->matchName == kMainMatchName;
+        PF_OutData out;
+        std::vector<uint8_t>* cached = nullptr;
+        std::tuple<uint64_t, uint64_t, int32_t> key{};
+        if (isMain) {
+            PF_PreRenderExtra pre;
+            pre.guid_mix_in = &MixIntoFrameKey;
+            tFrameKey = 0;
+            const PF_Err err = host_.callEffect(*instance, PF_Cmd_SMART_PRE_RENDER, layerTime, &pre, &out);
+            if (err) throw std::runtime_error(installed->displayName + " failed at pre-render with code " + std::to_string(err));
+            // The effect's own key, its parameter values and the time name the finished frame.
+            ParamHasher h(tFrameKey);
+            for (const ParamState& p : instance->params) h.bytes(&p.value.u, sizeof p.value.u);
+            h.add(layerTime.value).add(layerTime.scale).add(layer.width).add(layer.height);
+            key = {instance->uid, h.value(), bitDepth};
+            std::lock_guard lock(cacheMutex_);
+            const auto it = cache_.find(key);
+            if (it != cache_.end() && it->second.size() == output->bytes.size()) {
+                std::memcpy(output->bytes.data(), it->second.data(), it->second.size());
+                ++cacheHits_;
+                std::swap(input, output);
+                continue;
+            }
+        }
+        host_.pushRenderWorlds({instance->uid, &input->world, &output->world});
+        PF_SmartRenderExtra extra;
+        extra.bit_depth = bitDepth;
+        PF_Err err = PF_Err_NONE;
+        try {
+            err = host_.callEffect(*instance, PF_Cmd_SMART_RENDER, layerTime, &extra, &out);
+        } catch (...) {
+            host_.popRenderWorlds();
+            throw;
+        }
+        host_.popRenderWorlds();
+        if (out.return_msg[0]) messages.emplace_back(out.return_msg);
+        if (err)
+            throw std::runtime_error(installed->displayName + " on layer \"" + layer.name +
+                                     "\" failed with code " + std::to_string(err));
+        if (isMain) {
+            std::lock_guard lock(cacheMutex_);
+            cache_[key] = output->bytes;
+            cached = &cache_[key];
+        }
+        (void)cached;
+        std::swap(input, output);
+    }
+    return input;
+}
+
+FloatImage CompRenderer::renderAtTime(const Comp& comp, const A_Time& time, int32_t bitDepth,
+                                      std::vector<std::string>& messages, int depth) {
+    FloatImage frame;
+    frame.width = comp.width;
+    frame.height = comp.height;
+    frame.rgba.assign(size_t(comp.width) * size_t(comp.height) * 4, 0.0f);
+    const double seconds = TimeToSeconds(time);
+    // Bottom of the stack first.
+    for (auto it = comp.layers.rbegin(); it != comp.layers.rend(); ++it) {
+        Layer& layer = **it;
+        if (!layer.enabled || layer.is3D) continue;
+        if (seconds < layer.inPoint || seconds >= layer.outPoint) continue;
+        if (layer.kind != LayerKind::Solid && layer.kind != LayerKind::Image &&
+            layer.kind != LayerKind::Precomp)
+            continue;
+        LayerWorld a(layer.width, layer.height, bitDepth);
+        LayerWorld b(layer.width, layer.height, bitDepth);
+        fillSource(layer, time, bitDepth, a, messages, depth);
+        const A_Time layerTime = host_.convertCompToLayerTime(layer.uid, time);
+        LayerWorld* result = runEffects(layer, layerTime, bitDepth, a, b, messages);
+        // Layers sit centred on the comp until their 2D transform is modelled.
+        const int32_t left = (comp.width - layer.width) / 2;
+        const int32_t top = (comp.height - layer.height) / 2;
+        CompositeOver(frame, result->world, left, top, 1.0f);
+    }
+    // The background sits under everything.
+    for (size_t i = 0; i < frame.rgba.size(); i += 4) {
+        float* p = &frame.rgba[i];
+        const float keep = 1.0f - p[3];
+        p[0] += comp.background[0] * keep;
+        p[1] += comp.background[1] * keep;
+        p[2] += comp.background[2] * keep;
+        p[3] += keep;
+    }
+    return frame;
+}
+
+FloatImage CompRenderer::renderFrame(const Comp& comp, int64_t frame, int32_t bitDepth,
+                                     std::vector<std::string>& messages) {
+    return renderAtTime(comp, comp.frameTime(frame), bitDepth, messages);
+}
+
+}  // namespace tv::standalone

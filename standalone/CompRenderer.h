@@ -1,0 +1,57 @@
+// Comp frames: each visible 2D layer's pixels through its effect stack, then "over" the frame,
+// bottom to top, on the comp's background.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "standalone/EmbeddedHost.h"
+#include "standalone/ImageOutput.h"
+
+namespace tv::standalone {
+
+// A layer's pixels in the host's representation: straight A, R, G, B at 8 bits or float.
+struct LayerWorld {
+    PF_EffectWorld world;
+    std::vector<uint8_t> bytes;
+    LayerWorld() = default;
+    LayerWorld(int32_t width, int32_t height, int32_t bitDepth);
+    LayerWorld(const LayerWorld&) = delete;
+    LayerWorld& operator=(const LayerWorld&) = delete;
+};
+
+class CompRenderer {
+public:
+    explicit CompRenderer(EmbeddedHost& host) : host_(host) {}
+
+    // Renders one frame of a comp. Messages the effects returned are appended to `messages`.
+    FloatImage renderFrame(const Comp& comp, int64_t frame, int32_t bitDepth,
+                           std::vector<std::string>& messages);
+    // Renders the comp at a comp time (precomps are rendered at their layer's time).
+    FloatImage renderAtTime(const Comp& comp, const A_Time& time, int32_t bitDepth,
+                            std::vector<std::string>& messages, int depth = 0);
+
+    size_t cacheHits() const { return cacheHits_; }
+
+private:
+    void fillSource(const Layer& layer, const A_Time& compTime, int32_t bitDepth, LayerWorld& world,
+                    std::vector<std::string>& messages, int depth);
+    // Runs the layer's effect stack; returns the world that holds the result.
+    LayerWorld* runEffects(Layer& layer, const A_Time& layerTime, int32_t bitDepth, LayerWorld& a,
+                           LayerWorld& b, std::vector<std::string>& messages);
+
+    EmbeddedHost& host_;
+    std::mutex cacheMutex_;
+    std::map<std::tuple<uint64_t, uint64_t, int32_t>, std::vector<uint8_t>> cache_;
+    size_t cacheHits_ = 0;
+};
+
+// "Over" of a straight-alpha layer world onto a premultiplied frame at an integer offset.
+void CompositeOver(FloatImage& frame, const PF_EffectWorld& layer, int32_t left, int32_t top,
+                   float opacity);
+
+}  // namespace tv::standalone
