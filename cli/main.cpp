@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "cli/EffectsCommand.h"
+#include "cli/RenderCommand.h"
 
 int main(int argc, char** argv) {
     CLI::App app{"tavrin: 3D particle and network graphics from composition documents"};
@@ -14,17 +15,24 @@ int main(int argc, char** argv) {
     effects->add_option("name", effectName, "display name or match name of one effect");
 
     auto* render = app.add_subcommand("render", "Render a composition document to image files");
-    std::string document;
-    render->add_option("document", document, "the composition document (JSON)");
+    tv::cli::RenderOptions renderOptions;
+    render->add_option("document", renderOptions.document,
+                       "the composition document (JSON); none renders the bundled example");
+    render->add_option("-o,--output", renderOptions.output,
+                       "output file pattern; #### becomes the frame number");
+    render->add_option("--comp", renderOptions.comp, "the comp to render");
+    render->add_option("--frames", renderOptions.frames, "frames to render: 0-47 or 0,10,20");
+    render->add_option("--bit-depth", renderOptions.bitDepth, "8 (PNG) or 32 (EXR)");
+    render->add_option("--threads", renderOptions.threads, "threads to use; 0 means all cores");
+    render->add_flag("-v,--verbose", renderOptions.verbose, "print the effects' diagnostic lines");
 
     CLI11_PARSE(app, argc, argv);
 
     if (effects->parsed()) return tv::cli::RunEffectsCommand(effectName);
-    if (render->parsed() || app.get_subcommands().empty()) {
-        std::fprintf(stderr,
-                     "tavrin render: document loading and the frame renderer are not built yet.\n"
-                     "The effect family is registered; `tavrin effects` lists it.\n");
-        return 3;
+    if (render->parsed()) return tv::cli::RunRenderCommand(renderOptions);
+    if (app.get_subcommands().empty()) {
+        std::printf("%s", app.help().c_str());
+        return 0;
     }
     return 0;
 }
