@@ -30,6 +30,17 @@ public:
     virtual void instanceIdChanged() = 0;
 };
 
+struct HostCameraMatrix {
+    double matrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    double imagePlaneDistance = 1.0;
+    int16_t imagePlaneWidth = 1;
+    int16_t imagePlaneHeight = 1;
+};
+
+inline constexpr int32_t AEGP_ObjectType_LIGHT = 1;
+inline constexpr int32_t AEGP_ObjectType_CAMERA = 2;
+inline constexpr int32_t AEGP_LightType_POINT = 2;
+
 class HostServices {
 public:
     virtual ~HostServices() = default;
@@ -81,6 +92,32 @@ public:
     virtual AEGP_LayerH compLayerByIndex(AEGP_CompH, int32_t) { ThrowMissingService(); }
     // Whether the layer is present (between its in and out points) at a comp time.
     virtual bool layerActiveAtTime(AEGP_LayerH, const A_Time&) { ThrowMissingService(); }
+
+    // ---- camera and lights ------------------------------------------------------------------
+    // The effect's time as comp time.
+    virtual A_Time convertEffectToCompTime(PF_ProgPtr, int32_t, uint32_t) { ThrowMissingService(); }
+    // The comp's active camera as seen by the effect: row-major camera-to-world matrix, the
+    // distance to the image plane and the image plane's size. Without a camera layer, the
+    // default view.
+    virtual HostCameraMatrix effectCameraMatrix(PF_ProgPtr, const A_Time&) {
+        ThrowMissingService();
+    }
+    // The active camera layer at a comp time; 0 when the comp has none.
+    virtual AEGP_LayerH effectCamera(PF_ProgPtr, const A_Time&) { ThrowMissingService(); }
+    // Film size units (1 horizontal, 2 vertical, 3 diagonal) and size.
+    virtual void cameraFilmSize(AEGP_LayerH, int32_t*, double*) { ThrowMissingService(); }
+    virtual int32_t cameraType(AEGP_LayerH) { ThrowMissingService(); }  // 0 persp., 1 ortho.
+    // A layer stream's value at a comp time (stream numbers of the host: 11 zoom, 12 depth of
+    // field, 13 focus distance, 14 aperture, 15 blur level, 16 intensity, 17 colour, 20 shadow
+    // darkness, 21 shadow diffusion).
+    virtual void layerStreamValue(AEGP_LayerH, int32_t, const A_Time&, double[4]) {
+        ThrowMissingService();
+    }
+    virtual int32_t layerObjectType(AEGP_LayerH) { ThrowMissingService(); }  // 1 light, 2 camera
+    virtual int32_t layerLightType(AEGP_LayerH) { ThrowMissingService(); }   // 2 point
+    // Row-major layer-to-world matrix at a comp time.
+    virtual void layerToWorldXform(AEGP_LayerH, const A_Time&, double[16]) { ThrowMissingService(); }
+    virtual void compDimensions(AEGP_CompH, int32_t*, int32_t*) { ThrowMissingService(); }
 
     // ---- time ------------------------------------------------------------------------------
     virtual A_Time convertCompToLayerTime(AEGP_LayerH, const A_Time&) { ThrowMissingService(); }

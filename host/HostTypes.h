@@ -195,6 +195,11 @@ struct PF_SpecVersion {
     int16_t minor = 28;
 };
 
+struct PF_RationalScale {
+    int32_t num = 1;
+    uint32_t den = 1;
+};
+
 struct PF_InData {
     HostServices* pica_basicP = nullptr;  // the host's services; null means none are reachable
     PF_SpecVersion version;
@@ -210,6 +215,9 @@ struct PF_InData {
     int32_t shutter_angle = 0;  // 16.16 fraction of a turn
     int32_t shutter_phase = 0;  // 16.16 fraction of a turn
     PF_LRect extent_hint;
+    PF_RationalScale downsample_x;
+    PF_RationalScale downsample_y;
+    PF_RationalScale pixel_aspect_ratio;
     PF_Handle global_data = 0;
     PF_Handle sequence_data = 0;
 };

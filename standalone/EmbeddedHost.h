@@ -120,6 +120,17 @@ public:
     AEGP_LayerH compLayerByIndex(AEGP_CompH, int32_t) override;
     bool layerActiveAtTime(AEGP_LayerH, const A_Time&) override;
 
+    A_Time convertEffectToCompTime(PF_ProgPtr, int32_t, uint32_t) override;
+    HostCameraMatrix effectCameraMatrix(PF_ProgPtr, const A_Time&) override;
+    AEGP_LayerH effectCamera(PF_ProgPtr, const A_Time&) override;
+    void cameraFilmSize(AEGP_LayerH, int32_t*, double*) override;
+    int32_t cameraType(AEGP_LayerH) override;
+    void layerStreamValue(AEGP_LayerH, int32_t, const A_Time&, double[4]) override;
+    int32_t layerObjectType(AEGP_LayerH) override;
+    int32_t layerLightType(AEGP_LayerH) override;
+    void layerToWorldXform(AEGP_LayerH, const A_Time&, double[16]) override;
+    void compDimensions(AEGP_CompH, int32_t*, int32_t*) override;
+
     A_Time convertCompToLayerTime(AEGP_LayerH, const A_Time&) override;
     A_Time convertLayerToCompTime(AEGP_LayerH, const A_Time&) override;
 
