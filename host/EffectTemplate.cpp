@@ -30,6 +30,16 @@ PF_Err CopyWorld(const PF_EffectWorld& from, PF_EffectWorld& to) {
     return PF_Err_NONE;
 }
 
+PF_ParamDef CheckoutParam(PF_InData* in_data, int32_t index) {
+    SuiteCache suites(in_data);
+    PF_ParamDef def;
+    const PF_Err err = suites->checkoutParam(in_data->effect_ref, index, in_data->current_time,
+                                             in_data->time_step, in_data->time_scale, &def);
+    if (err) throw HostErrorCode{err};
+    suites->checkinParam(in_data->effect_ref, &def);
+    return def;
+}
+
 namespace {
 
 PF_Err SmartRenderPassThrough(const EffectInfo& info, PF_InData* in_data) {

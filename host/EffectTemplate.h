@@ -34,6 +34,9 @@ PF_Err SubEffectEntry(const EffectInfo& info, const SubEffectHandlers& handlers,
                       PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[],
                       PF_LayerDef* output, void* extra);
 
+// The value of the calling instance's parameter `index` at the command's time.
+PF_ParamDef CheckoutParam(PF_InData* in_data, int32_t index);
+
 // Copies one world to another of the same size and depth.
 PF_Err CopyWorld(const PF_EffectWorld& from, PF_EffectWorld& to);
 

@@ -2,6 +2,7 @@
 
 #include <ctime>
 
+#include "host/ParamBuilders.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "resources/EntryPoints.h"
@@ -17,60 +18,10 @@ constexpr const char* kPolygonVisibility = "Front & Back Facing|Front Facing|Bac
 constexpr const char* kRenderQualities = "1x|2x|3x|4x|5x|6x|7x|8x";
 constexpr uint32_t kTextRefcon = 0x41537472;  // "AStr"
 
-// Float rows: default; valid range; slider range; display precision.
-constexpr ParamSpec Float(int32_t index, int32_t disk, const char* name, double def, double vmin,
-                          double vmax, double smin, double smax, int16_t precision) {
-    ParamSpec s;
-    s.index = index;
-    s.diskId = disk;
-    s.type = PF_Param_FLOAT_SLIDER;
-    s.name = name;
-    s.def[0] = def;
-    s.validMin = vmin;
-    s.validMax = vmax;
-    s.sliderMin = smin;
-    s.sliderMax = smax;
-    s.precision = precision;
-    return s;
-}
-
-constexpr ParamSpec Row(int32_t index, int32_t disk, PF_ParamType type, const char* name,
-                        double def = 0, uint32_t flags = 0, const char* text = "") {
-    ParamSpec s;
-    s.index = index;
-    s.diskId = disk;
-    s.type = type;
-    s.name = name;
-    s.def[0] = def;
-    s.flags = flags;
-    s.text = text;
-    if (type == PF_Param_POPUP) {
-        s.validMin = s.sliderMin = 1;
-    }
-    return s;
-}
-
-constexpr ParamSpec Int(int32_t index, int32_t disk, const char* name, double def, double vmin,
-                        double vmax, double smin, double smax, uint32_t flags,
-                        uint32_t uiFlags = 0) {
-    ParamSpec s = Row(index, disk, PF_Param_SLIDER, name, def, flags);
-    s.validMin = vmin;
-    s.validMax = vmax;
-    s.sliderMin = smin;
-    s.sliderMax = smax;
-    s.uiFlags = uiFlags;
-    return s;
-}
-
-constexpr ParamSpec Popup(int32_t index, int32_t disk, const char* name, const char* choices,
-                          double def, uint32_t flags = 0) {
-    ParamSpec s = Row(index, disk, PF_Param_POPUP, name, def, flags, choices);
-    int32_t n = 1;
-    for (const char* c = choices; *c; ++c)
-        if (*c == '|') ++n;
-    s.validMax = s.sliderMax = n;
-    return s;
-}
+using params::Float;
+using params::Int;
+using params::Popup;
+using params::Row;
 
 constexpr ParamSpec TextArb() {
     ParamSpec s = Row(4, 3, PF_Param_ARBITRARY_DATA, "Light(s) Name Begins with");

@@ -29,7 +29,7 @@ const EffectInfo kEffects[] = {
     {11, "Tavrin Toolkit", "KDL TAVRKIT", "TavrKitEntryPointFunc", &TavrKitEntryPointFunc, 0x208000, 0x1400, EffectRole::Toolkit,
      "Utility to add New Objects and Effectors.", false, &TavrKitParams},
     {12, "Tavrin Primitives Object", "KDL TAVRSRC Primitives", "PrimitiveSourceEntryPointFunc", &PrimitiveSourceEntryPointFunc, 0x200000, 0x1401, EffectRole::Source,
-     "Creates Primitives like Cube/Sphere/Grid", false, &PrimitiveSourceParams},
+     "Creates Primitives like Cube/Sphere/Grid", true, &PrimitiveSourceParams},
     {13, "Tavrin Points Renderer", "KDL TAVRREN Points", "PointsRenderEntryPointFunc", &PointsRenderEntryPointFunc, 0x200002, 0x1401, EffectRole::Renderer,
      "Points Renderer, Renders 3D Points/Sprites.", false, &PointsRenderParams},
     {14, "Tavrin Lines Renderer", "KDL TAVRREN Lines", "LinesRenderEntryPointFunc", &LinesRenderEntryPointFunc, 0x208000, 0x1401, EffectRole::Renderer,

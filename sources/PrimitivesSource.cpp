@@ -1,24 +1,155 @@
-// "Tavrin Primitives Object": Creates Primitives like Cube/Sphere/Grid
-// Its own logic is not built yet: it answers the host's commands, keeps its sequence record and
-// adds nothing to a frame.
+// "Tavrin Primitives Object": appends a cube or sphere lattice, with faces, to the store.
+#include <cmath>
+#include <cstring>
+
 #include "host/EffectTemplate.h"
+#include "host/ParamBuilders.h"
+#include "host/SequenceRecord.h"
+#include "host/SuiteCache.h"
 #include "resources/EntryPoints.h"
+#include "sources/PrimitivesGenerate.h"
 
 namespace tv {
 
 namespace {
+
+using namespace params;
+
+enum : int32_t {
+    kType = 1, kCubeGroup = 2, kXPoints = 3, kYPoints = 4, kZPoints = 5, kCubeWidth = 6,
+    kCubeHeight = 7, kCubeDepth = 8, kSphereGroup = 10, kSphereRadius = 11, kSlices = 12,
+    kStacks = 13, kLayers = 14, kFaces = 16, kCenterXY = 18, kCenterZ = 19, kRotateX = 20,
+    kRotateY = 21, kRotateZ = 22, kColor = 24, kOpacity = 25, kGroup = 26,
+};
+
+constexpr ParamSpec kTable[] = {
+    Row(0, 0, PF_Param_LAYER, "input"),
+    Popup(1, 1, "Primitive Type", "Cube|Sphere", 1, kParamFlagsSup),
+    GroupStart(2, 2, "Cube"),
+    Int(3, 3, "X Points", 10, 1, 30000, 1, 100),
+    Int(4, 4, "Y Points", 10, 1, 30000, 1, 100),
+    Int(5, 5, "Z Points", 10, 1, 30000, 1, 100),
+    Float(6, 6, "Cube Width", 500, 0, 1000000, 0, 100, 1),
+    Float(7, 7, "Cube Height", 500, 0, 1000000, 0, 100, 1),
+    Float(8, 8, "Cube Depth", 500, 0, 1000000, 0, 100, 1),
+    GroupEnd(9, 9),
+    GroupStart(10, 10, "Sphere"),
+    Float(11, 11, "Sphere Radius", 250, 0, 1000000, 0, 100, 1),
+    Int(12, 12, "Sphere Slices", 40, 1, 30000, 1, 100),
+    Int(13, 13, "Sphere Stacks", 40, 1, 30000, 1, 100),
+    Int(14, 14, "Sphere Layers", 1, 1, 30000, 1, 5),
+    GroupEnd(15, 15),
+    Popup(16, 16, "Generate Faces", "None|XY|XZ|YZ", 2),
+    GroupStart(17, 17, "Transform"),
+    PointPercent(18, 18, "Center XY", 50, 50),
+    Float(19, 19, "Center Z", 0, -1000000, 1000000, -100, 100, 1),
+    Angle(20, 20, "X Rotate"),
+    Angle(21, 21, "Y Rotate"),
+    Angle(22, 22, "Z Rotate"),
+    GroupEnd(23, 23),
+    Color(24, 24, "Color", 1, 1, 1),
+    Fixed(25, 25, "Opacity", 50, 0, 100, 0, 100, 1),
+    Popup(26, 26, "Group", kGroupChoicesNone, 12, kParamFlagsSup),
+};
+
+PrimitiveSettings ReadSettings(PF_InData* in) {
+    PrimitiveSettings s;
+    s.cubeWidth = float(CheckoutParam(in, kCubeWidth).u.floatValue);
+    s.cubeHeight = float(CheckoutParam(in, kCubeHeight).u.floatValue);
+    s.cubeDepth = float(CheckoutParam(in, kCubeDepth).u.floatValue);
+    s.sphereRadius = float(CheckoutParam(in, kSphereRadius).u.floatValue);
+    s.xPoints = CheckoutParam(in, kXPoints).u.slider;
+    s.yPoints = CheckoutParam(in, kYPoints).u.slider;
+    s.zPoints = CheckoutParam(in, kZPoints).u.slider;
+    s.sphereSlices = CheckoutParam(in, kSlices).u.slider;
+    s.sphereStacks = CheckoutParam(in, kStacks).u.slider;
+    s.sphereLayers = CheckoutParam(in, kLayers).u.slider;
+    s.primitiveType = static_cast<uint16_t>(CheckoutParam(in, kType).u.popup);
+    const PF_ParamDef center = CheckoutParam(in, kCenterXY);
+    s.center[0] = float(center.u.point[0] / 65536.0 * in->downsample_x.den / in->downsample_x.num);
+    s.center[1] = float(center.u.point[1] / 65536.0 * in->downsample_y.den / in->downsample_y.num);
+    s.center[2] = float(CheckoutParam(in, kCenterZ).u.floatValue);
+    s.rotation[0] = float(CheckoutParam(in, kRotateX).u.fixed / 65536.0);
+    s.rotation[1] = float(CheckoutParam(in, kRotateY).u.fixed / 65536.0);
+    s.rotation[2] = float(CheckoutParam(in, kRotateZ).u.fixed / 65536.0);
+    const PF_Pixel8 color = CheckoutParam(in, kColor).u.color;
+    s.color[0] = color.red / 255.0f;
+    s.color[1] = color.green / 255.0f;
+    s.color[2] = color.blue / 255.0f;
+    s.color[3] = float(CheckoutParam(in, kOpacity).u.fixed / 65536.0 / 100.0);
+    s.group = static_cast<uint16_t>(CheckoutParam(in, kGroup).u.popup);
+    s.faceMode = CheckoutParam(in, kFaces).u.popup;
+    // Records converted from the older format (flag 2) keep the old sphere size.
+    SuiteCache suites(in);
+    if (auto* record = static_cast<const SequenceRecord*>(suites->lockHandle(in->sequence_data))) {
+        s.legacySphereScale = (record->flags & kSeqFlagFromV2) != 0;
+        suites->unlockHandle(in->sequence_data);
+    }
+    DeriveCounts(s);
+    return s;
+}
+
+PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
+    switch (m.command) {
+        case kObjGetGroup:
+            m.setPayloadGroup(static_cast<int16_t>(CheckoutParam(in, kGroup).u.popup));
+            return PF_Err_NONE;
+        case kObjGetTarget:
+            return PF_Err_NONE;
+        case kObjSetGroup: {
+            const int16_t g = m.payloadGroup();
+            PF_ParamDef value = DefaultParamValue(kTable[kGroup]);
+            value.u.popup = (g >= 1 && g <= 10) ? g : 12;
+            return SuiteCache(in)->setParamValue(in->effect_ref, kGroup, value);
+        }
+        case kObjMixHash: {
+            const uint64_t h = PrimitiveHash(ReadSettings(in));
+            m.mixIn(m.hash, &h, 8);
+            return PF_Err_NONE;
+        }
+        default: {
+            const PrimitiveSettings s = ReadSettings(in);
+            m.setPayloadInt(0);
+            m.setPayloadGroup(static_cast<int16_t>(s.group));
+            AppendPrimitive(s, GeneratePrimitive(s), *m.geometry);
+            return PF_Err_NONE;
+        }
+    }
+}
+
+PF_Err UpdateVisibility(PF_InData* in) {
+    const bool sphere = CheckoutParam(in, kType).u.popup == kPrimitiveSphere;
+    if (const PF_Err err = ShowParameter(in, kCubeGroup, sphere)) return err;
+    return ShowParameter(in, kSphereGroup, !sphere);
+}
+
+PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) { return UpdateVisibility(in); }
+
+PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
+    SuiteCache suites(in);
+    auto* record = static_cast<SequenceRecord*>(suites->lockHandle(in->sequence_data));
+    if (!record) return PF_Err_NONE;
+    const bool current = record->flags & kSeqFlagVisibilityCurrent;
+    record->flags |= kSeqFlagVisibilityCurrent;
+    suites->unlockHandle(in->sequence_data);
+    return current ? PF_Err_NONE : UpdateVisibility(in);
+}
+
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
-
+    h.message = &Message;
+    h.userChangedParam = &UserChanged;
+    h.updateParamsUI = &UpdateUI;
     return h;
 }
 const SubEffectHandlers kHandlers = MakeHandlers();
+
 }  // namespace
 
-ParamTable PrimitiveSourceParams() { return {}; }
+ParamTable PrimitiveSourceParams() { return kTable; }
 
-PF_Err PrimitiveSourceEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[],
-                  PF_LayerDef* output, void* extra) {
+PF_Err PrimitiveSourceEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
+                                     PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
     return SubEffectEntry(EffectTable()[11], kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }

@@ -190,6 +190,11 @@ EffectInstance& EmbeddedHost::applyEffectInstance(Layer& layer, AEGP_InstalledEf
     for (const ParamSpec& spec : effect->params) {
         ParamState state;
         state.value = DefaultParamValue(spec);
+        if (spec.type == PF_Param_POINT && spec.unit == ParamUnit::Percent) {
+            // Point defaults are given in percent of the layer's size.
+            state.value.u.point[0] = DoubleToFixed(layer.width * spec.def[0] / 100.0);
+            state.value.u.point[1] = DoubleToFixed(layer.height * spec.def[1] / 100.0);
+        }
         instance->params.push_back(state);
     }
     layer.effects.push_back(std::move(instance));
