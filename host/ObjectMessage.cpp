@@ -1,5 +1,7 @@
 #include "host/ObjectMessage.h"
 
+#include "host/RenderPayloads.h"
+
 #include <cstring>
 #include <mutex>
 #include <new>
@@ -128,6 +130,8 @@ void RegisterRenderItemReleaser(uint32_t kind, RenderItemReleaser releaser) {
 }
 
 void FreeRenderItem(RenderItem& item) {
+    static std::once_flag standardKinds;
+    std::call_once(standardKinds, &RegisterStandardPayloadReleasers);
     RenderItemReleaser releaser = nullptr;
     {
         std::lock_guard lock(gReleasersMutex);

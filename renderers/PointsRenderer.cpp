@@ -1,24 +1,200 @@
-// "Tavrin Points Renderer": Points Renderer, Renders 3D Points/Sprites.
-// Its own logic is not built yet: it answers the host's commands, keeps its sequence record and
-// adds nothing to a frame.
+// "Tavrin Points Renderer": lists the vertices of a group to be drawn as discs (or sprites),
+// with the sprite sample each vertex shows.
+#include <algorithm>
+
 #include "host/EffectTemplate.h"
+#include "host/ParamBuilders.h"
+#include "host/ParamHash.h"
+#include "host/RenderPayloads.h"
+#include "host/SuiteCache.h"
+#include "renderers/PointsSamples.h"
 #include "resources/EntryPoints.h"
 
 namespace tv {
 
 namespace {
+
+using namespace params;
+
+enum : int32_t {
+    kSize = 1, kScaleFromVertices = 2, kXOffset = 4, kYOffset = 5, kZOffset = 6,
+    kColorFromVertices = 8, kColor = 9, kOpacityFromVertices = 10, kOpacity = 11, kSprite = 12,
+    kSpriteGroup = 13, kTimeSampling = 14, kLoopType = 15, kSeed = 16, kMaxSamples = 17,
+    kPerspective = 19, kOnlyConnected = 20, kGroup = 21,
+};
+
+constexpr ParamSpec kTable[] = {
+    Row(0, 0, PF_Param_LAYER, "input"),
+    Float(1, 1, "Points Size", 2, 0, 1000, 0, 10, 2),
+    Row(2, 20, PF_Param_CHECKBOX, "Get Scale From Vertices", 1, kParamFlagsSup),
+    GroupStart(3, 2, "Offset"),
+    Float(4, 3, "X Offset", 0, -1000000, 1000000, 0, 100, 2),
+    Float(5, 4, "Y Offset", 0, -1000000, 1000000, 0, 100, 2),
+    Float(6, 5, "Z Offset", 0, -1000000, 1000000, 0, 100, 2),
+    GroupEnd(7, 6),
+    Row(8, 7, PF_Param_CHECKBOX, "Get Color From Vertices", 1, kParamFlagsSup),
+    Color(9, 8, "Points Color", 1, 1, 1),
+    Row(10, 9, PF_Param_CHECKBOX, "Get Opacity From Vertices", 1, kParamFlagsSup),
+    Fixed(11, 10, "Points Opacity", 50, 0, 100, 0, 100, 1),
+    Row(12, 11, PF_Param_LAYER, "Textured Sprite", 0, kParamFlagsSup),
+    GroupStart(13, 12, "Sprite Controls"),
+    Popup(14, 13, "Time Sampling", "Current Time|Random Still|Random Loop", 1, kParamFlagsSup),
+    Popup(15, 14, "Loop Type", "Normal|Ping-Pong|Freeze", 1),
+    Int(16, 15, "Random Seed", 1, 1, 100000, 1, 100),
+    Int(17, 21, "Max No. of Samples", 64, 1, 100000, 1, 100, kParamFlagsSup),
+    GroupEnd(18, 16),
+    Row(19, 17, PF_Param_CHECKBOX, "Points Perspective Aware", 1),
+    Row(20, 18, PF_Param_CHECKBOX, "Draw Only Connected Points", 0),
+    Popup(21, 19, "Effect Only Group", kGroupChoicesAll, 12, kParamFlagsSup),
+};
+
+struct PointsParams {
+    bool perspective, overrideColor, overrideOpacity, onlyConnected, hasSprite, overrideScale;
+    float color[4];
+    float size;
+    float offset[3];
+    int32_t timeSampling, loopType, randomSeed, maxSamples, group, spriteLayer;
+};
+
+PointsParams Read(PF_InData* in) {
+    PointsParams p{};
+    p.perspective = CheckoutParam(in, kPerspective).u.checkbox != 0;
+    p.overrideColor = CheckoutParam(in, kColorFromVertices).u.checkbox == 0;
+    p.overrideOpacity = CheckoutParam(in, kOpacityFromVertices).u.checkbox == 0;
+    p.onlyConnected = CheckoutParam(in, kOnlyConnected).u.checkbox != 0;
+    p.spriteLayer = CheckoutParam(in, kSprite).u.layerId;
+    p.hasSprite = p.spriteLayer != 0;
+    p.overrideScale = CheckoutParam(in, kScaleFromVertices).u.checkbox == 0;
+    const PF_Pixel8 c = CheckoutParam(in, kColor).u.color;
+    p.color[0] = c.red / 255.0f;
+    p.color[1] = c.green / 255.0f;
+    p.color[2] = c.blue / 255.0f;
+    p.color[3] = float(CheckoutParam(in, kOpacity).u.fixed / 65536.0 / 100.0);
+    p.size = float(CheckoutParam(in, kSize).u.floatValue);
+    p.offset[0] = float(CheckoutParam(in, kXOffset).u.floatValue);
+    p.offset[1] = float(CheckoutParam(in, kYOffset).u.floatValue);
+    p.offset[2] = float(CheckoutParam(in, kZOffset).u.floatValue);
+    p.timeSampling = CheckoutParam(in, kTimeSampling).u.popup;
+    p.loopType = CheckoutParam(in, kLoopType).u.popup;
+    p.randomSeed = CheckoutParam(in, kSeed).u.slider;
+    p.maxSamples = CheckoutParam(in, kMaxSamples).u.slider;
+    p.group = CheckoutParam(in, kGroup).u.popup;
+    return p;
+}
+
+uint64_t Hash(const PointsParams& p) {
+    ParamHasher h(237);
+    for (bool b : {p.perspective, p.overrideColor, p.overrideOpacity, p.onlyConnected, p.hasSprite,
+                   p.overrideScale})
+        h.add(int32_t(b));
+    for (float v : p.color) h.add(v);
+    h.add(p.size);
+    for (float v : p.offset) h.add(v);
+    h.add(p.group);
+    return h.value();
+}
+
+PF_Err Contribute(PF_InData* in, ObjectMessage& m, const PointsParams& p) {
+    SuiteCache suites(in);
+    const A_Time now = suites->convertEffectToCompTime(in->effect_ref, in->current_time, in->time_scale);
+    GeometryStore& store = *m.geometry;
+    const IndexRange range = GroupVertexRange(store, p.group);
+    RenderItem item;
+    item.kind = kRenderPoints;
+    PointsPayload& payload = item.as<PointsPayload>();
+    payload = PointsPayload{};
+    payload.vertexCount = range.count;
+    payload.vertices = new uint32_t[range.count];
+    for (uint32_t i = 0; i < range.count; ++i) payload.vertices[i] = range.start + i;
+    std::vector<A_Time> times{now};
+    std::vector<uint32_t> indices(range.count, 0);
+    if (p.timeSampling != kSampleCurrent && p.hasSprite) {
+        // The sprite's own duration comes with sprite drawing; until then the samples use the
+        // comp frame as the sprite's scale and leave the discs as they are.
+        SampleInputs s;
+        s.timeSampling = p.timeSampling;
+        s.loopType = p.loopType;
+        s.randomSeed = p.randomSeed;
+        s.maxSamples = p.maxSamples;
+        s.count = range.count;
+        s.spriteDuration = A_Time{in->total_time, in->time_scale};
+        s.compFrame = A_Time{in->time_step, in->time_scale};
+        s.now = now;
+        BuildSpriteSamples(s, times, indices);
+    }
+    payload.timeCount = uint32_t(times.size());
+    payload.times = new A_Time[times.size()];
+    std::copy(times.begin(), times.end(), payload.times);
+    payload.sampleIndex = new uint32_t[indices.size()];
+    std::copy(indices.begin(), indices.end(), payload.sampleIndex);
+    payload.overrideColor = p.overrideColor;
+    payload.overrideOpacity = p.overrideOpacity;
+    payload.overrideScale = p.overrideScale;
+    payload.perspective = p.perspective;
+    payload.onlyConnected = p.onlyConnected;
+    payload.hasSprite = p.hasSprite;
+    payload.size = p.size;
+    std::copy(std::begin(p.color), std::end(p.color), payload.color);
+    std::copy(std::begin(p.offset), std::end(p.offset), payload.offset);
+    payload.spriteLayer = p.spriteLayer;
+    m.pushRenderItem(m.renders, &item);
+    return PF_Err_NONE;
+}
+
+PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
+    switch (m.command) {
+        case kObjGetGroup:
+            m.setPayloadGroup(int16_t(CheckoutParam(in, kGroup).u.popup));
+            return PF_Err_NONE;
+        case kObjGetTarget:
+            return PF_Err_NONE;
+        case kObjSetGroup: {
+            const int16_t g = m.payloadGroup();
+            PF_ParamDef v = DefaultParamValue(kTable[kGroup]);
+            v.u.popup = (g >= 1 && g <= 10) ? g : 12;
+            return SuiteCache(in)->setParamValue(in->effect_ref, kGroup, v);
+        }
+        case kObjMixHash: {
+            const uint64_t h = Hash(Read(in));
+            m.mixIn(m.hash, &h, 8);
+            return PF_Err_NONE;
+        }
+        default:
+            return Contribute(in, m, Read(in));
+    }
+}
+
+PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+    const PointsParams p = Read(in);
+    const std::pair<int32_t, bool> rules[] = {
+        {kOpacity, !p.overrideOpacity}, {kColor, !p.overrideColor},
+        {kLoopType, p.timeSampling != kSampleRandomLoop}, {kSeed, p.timeSampling == kSampleCurrent},
+        {kSpriteGroup, !p.hasSprite},
+    };
+    for (const auto& [index, hidden] : rules)
+        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
+    return PF_Err_NONE;
+}
+
+PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
+    return Visibility(in, out, params, nullptr);
+}
+
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
-
+    h.message = &Message;
+    h.userChangedParam = &Visibility;
+    h.updateParamsUI = &UpdateUI;
     return h;
 }
 const SubEffectHandlers kHandlers = MakeHandlers();
+
 }  // namespace
 
-ParamTable PointsRenderParams() { return {}; }
+ParamTable PointsRenderParams() { return kTable; }
 
-PF_Err PointsRenderEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[],
-                  PF_LayerDef* output, void* extra) {
+PF_Err PointsRenderEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
+                                  PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
     return SubEffectEntry(EffectTable()[12], kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }

@@ -31,7 +31,7 @@ const EffectInfo kEffects[] = {
     {12, "Tavrin Primitives Object", "KDL TAVRSRC Primitives", "PrimitiveSourceEntryPointFunc", &PrimitiveSourceEntryPointFunc, 0x200000, 0x1401, EffectRole::Source,
      "Creates Primitives like Cube/Sphere/Grid", true, &PrimitiveSourceParams},
     {13, "Tavrin Points Renderer", "KDL TAVRREN Points", "PointsRenderEntryPointFunc", &PointsRenderEntryPointFunc, 0x200002, 0x1401, EffectRole::Renderer,
-     "Points Renderer, Renders 3D Points/Sprites.", false, &PointsRenderParams},
+     "Points Renderer, Renders 3D Points/Sprites.", true, &PointsRenderParams},
     {14, "Tavrin Lines Renderer", "KDL TAVRREN Lines", "LinesRenderEntryPointFunc", &LinesRenderEntryPointFunc, 0x208000, 0x1401, EffectRole::Renderer,
      "Lines Renderer, Renders 3D Lines.", false, &LinesRenderParams},
     {15, "Tavrin Facets Renderer", "KDL TAVRREN Facets", "FacetsRenderEntryPointFunc", &FacetsRenderEntryPointFunc, 0x208000, 0x1401, EffectRole::Renderer,

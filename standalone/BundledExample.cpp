@@ -9,7 +9,15 @@ Comp& BuildBundledExample(EmbeddedHost& host) {
     comp.background[2] = 0.05f;
     Layer& layer = host.addLayer(comp, "Network", LayerKind::Solid);
     host.applyEffectInstance(layer, "KDL TAVRUS TWO");
-    host.applyEffectInstance(layer, "KDL TAVRSRC Primitives");
+    EffectInstance& sphere = host.applyEffectInstance(layer, "KDL TAVRSRC Primitives");
+    sphere.params[1].value.u.popup = 2;             // "Primitive Type": Sphere
+    sphere.params[11].value.u.floatValue = 260;     // "Sphere Radius"
+    sphere.params[12].value.u.slider = 48;          // "Sphere Slices"
+    sphere.params[13].value.u.slider = 32;          // "Sphere Stacks"
+    sphere.params[21].value.u.fixed = DoubleToFixed(25);  // "Y Rotate"
+    sphere.params[20].value.u.fixed = DoubleToFixed(20);  // "X Rotate"
+    sphere.params[24].value.u.color = PF_Pixel8{255, 120, 200, 255};  // "Color"
+    sphere.params[25].value.u.fixed = DoubleToFixed(90);  // "Opacity"
     host.applyEffectInstance(layer, "KDL TAVRREN Points");
     host.applyEffectInstance(layer, "KDL TAVRREN Lines");
     host.runIdleTasks();

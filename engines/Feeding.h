@@ -1,0 +1,25 @@
+// The feeding step: turns one render item into flat draw records and hands them to an engine.
+#pragma once
+
+#include <vector>
+
+#include "engines/RenderEngine.h"
+#include "host/GeometryStore.h"
+#include "host/RenderItem.h"
+
+namespace tv {
+
+// Which vertices the items of a frame use: lines, triangles and beams.
+struct UsageMasks {
+    std::vector<uint8_t> lines;
+    std::vector<uint8_t> triangles;
+    std::vector<uint8_t> beams;
+};
+UsageMasks BuildUsageMasks(const std::vector<RenderItem>& items, size_t vertexCount);
+
+// Each step looks at the item's kind and does nothing for the others.
+PF_Err FeedPoints(TV_Base_Render& engine, const RenderItem& item, const GeometryStore& store,
+                  const UsageMasks& masks);
+PF_Err FeedLines(TV_Base_Render& engine, const RenderItem& item, const GeometryStore& store);
+
+}  // namespace tv

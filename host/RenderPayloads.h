@@ -1,0 +1,52 @@
+// The payloads of RenderItem kinds, shared by the renderers that push them and the engines'
+// feeding steps that read them. Arrays are owned by the item and freed by its kind's releaser.
+#pragma once
+
+#include <cstdint>
+
+#include "host/HostTypes.h"
+#include "host/RenderItem.h"
+
+namespace tv {
+
+struct PointsPayload {
+    uint32_t* vertices = nullptr;      // indices into the store
+    A_Time* times = nullptr;           // sprite sample times
+    uint32_t* sampleIndex = nullptr;   // per listed vertex, into times
+    uint32_t vertexCount = 0;
+    uint32_t timeCount = 0;
+    uint8_t overrideColor = 0;
+    uint8_t overrideOpacity = 0;
+    uint8_t overrideScale = 0;
+    uint8_t perspective = 1;
+    uint8_t onlyConnected = 0;
+    uint8_t hasSprite = 0;
+    float size = 2;
+    float color[4] = {1, 1, 1, 0.5f};
+    float offset[3] = {0, 0, 0};
+    int32_t spriteLayer = 0;
+};
+static_assert(sizeof(PointsPayload) <= sizeof(RenderItem::data));
+
+struct IndexPair {
+    int32_t a = 0, b = 0;
+};
+
+// Kind 1: lines between pairs of vertices, with per-pair opacity and thickness factors.
+struct LinesPayload {
+    IndexPair* pairs = nullptr;
+    float* opacity = nullptr;    // per pair, 0..1
+    float* thickness = nullptr;  // per pair, a factor of the size
+    uint32_t pairCount = 0;
+    float size = 1;
+    float color[4] = {1, 1, 1, 1};
+    uint8_t overrideColor = 0;
+    uint8_t perspective = 1;
+    uint8_t depthSort = 1;
+};
+static_assert(sizeof(LinesPayload) <= sizeof(RenderItem::data));
+
+// Registers the releasers of the kinds above.
+void RegisterStandardPayloadReleasers();
+
+}  // namespace tv
