@@ -87,9 +87,11 @@ PF_Err FeedLines(TV_Base_Render& engine, const RenderItem& item, const GeometryS
             l.startColor[c] = p.overrideColor ? p.color[c] : sa[c];
             l.endColor[c] = p.overrideColor ? p.color[c] : sb[c];
         }
-        l.startColor[3] = (p.overrideColor ? p.color[3] : sa[3]) * opacity;
-        l.endColor[3] = (p.overrideColor ? p.color[3] : sb[3]) * opacity;
-        l.startSize = l.endSize = p.size * thickness;
+        l.startColor[3] = (p.overrideOpacity ? p.color[3] : sa[3]) * opacity;
+        l.endColor[3] = (p.overrideOpacity ? p.color[3] : sb[3]) * opacity;
+        const bool scaled = !p.overrideScale && store.scales.size() == n;
+        l.startSize = p.size * thickness * (scaled ? store.scales[size_t(pair.a)] : 1.0f);
+        l.endSize = p.size * thickness * (scaled ? store.scales[size_t(pair.b)] : 1.0f);
         records.push_back(l);
     }
     engine.perspectiveSizes = p.perspective != 0;

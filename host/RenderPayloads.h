@@ -41,6 +41,8 @@ struct LinesPayload {
     float size = 1;
     float color[4] = {1, 1, 1, 1};
     uint8_t overrideColor = 0;
+    uint8_t overrideOpacity = 0;
+    uint8_t overrideScale = 0;
     uint8_t perspective = 1;
     uint8_t depthSort = 1;
 };

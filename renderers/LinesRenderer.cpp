@@ -1,24 +1,327 @@
-// "Tavrin Lines Renderer": Lines Renderer, Renders 3D Lines.
-// Its own logic is not built yet: it answers the host's commands, keeps its sequence record and
-// adds nothing to a frame.
+// "Tavrin Lines Renderer": joins each vertex to its nearest neighbours within a distance, with
+// opacity and thickness following two curves over distance; optionally from other frames.
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
 #include "host/EffectTemplate.h"
+#include "host/ParamBuilders.h"
+#include "host/ParamHash.h"
+#include "host/RenderPayloads.h"
+#include "host/SuiteCache.h"
+#include "renderers/NeighbourSearch.h"
 #include "resources/EntryPoints.h"
 
 namespace tv {
 
 namespace {
+
+using namespace params;
+
+enum : int32_t {
+    kMaxVertices = 1, kMaxDistance = 2, kColorsFromVertices = 3, kLinesColor = 4,
+    kOpacityFromVertices = 5, kLinesOpacity = 6, kOpacityCurve = 7, kThickness = 8,
+    kThicknessCurve = 9, kScaleFromPoints = 10, kPerspective = 11, kCalcMode = 12,
+    kFrameButton = 13, kFrameNum = 14, kInterval = 15, kDrawBetween = 16, kFirstGroup = 17,
+    kSecondGroup = 18,
+};
+
+constexpr const char* kTenGroups =
+    "Group 1|Group 2|Group 3|Group 4|Group 5|Group 6|Group 7|Group 8|Group 9|Group 10";
+constexpr const char* kVertexCountMessage =
+    "Vertex Count not constant over time. Cannot create Lines at given times.\nPlease switch "
+    "back to Calculating Lines Every Frame.";
+constexpr const char* kFrameCountMessage = "Error - Invalid No. of Frames for Line Calculation.";
+
+constexpr ParamSpec CurveParam(int32_t index, int32_t disk, const char* name) {
+    ParamSpec s = Row(index, disk, PF_Param_ARBITRARY_DATA, name);
+    s.arbId = disk;
+    s.arbRefcon = 'rGvT';
+    s.uiWidth = 350;
+    s.uiHeight = 100;
+    return s;
+}
+
+constexpr ParamSpec kTable[] = {
+    Row(0, 0, PF_Param_LAYER, "input"),
+    Int(1, 3, "Max No. of Vertices to Search", 10, 0, 10000, 0, 100),
+    Float(2, 1, "Maximum Distance", 100, 0, 100000, 0, 100, 2),
+    Row(3, 4, PF_Param_CHECKBOX, "Get Colors From Vertices", 1, kParamFlagsSup),
+    Color(4, 5, "Lines Color", 1, 1, 1),
+    Row(5, 6, PF_Param_CHECKBOX, "Get Opacity From Vertices", 1, kParamFlagsSup),
+    Fixed(6, 7, "Lines Opacity", 50, 0, 100, 0, 100, 1),
+    CurveParam(7, 15, "Opacity over Distance"),
+    Float(8, 9, "Line Thickness", 1, 0, 1000, 0, 100, 2),
+    CurveParam(9, 9, "Thickness over Distance"),
+    Row(10, 8, PF_Param_CHECKBOX, "Get Scale From Points", 1),
+    Row(11, 10, PF_Param_CHECKBOX, "Lines Perpspective Aware", 1),
+    Popup(12, 11, "Calc Lines Distance", "Every Frame|Only One Frame|Over Time Interval", 1,
+          kParamFlagsSup),
+    Row(13, 12, PF_Param_CHECKBOX, "Calc Lines based on this Frame", 0, kParamFlagsSup, "None"),
+    Int(14, 13, "Lines Frame Num", 0, -100000, 100000, 0, 100, kParamFlagsSup),
+    Float(15, 20, "Calc Time Interval", 1, 0, 1000000, 0, 5, 3, kParamFlagsSup),
+    Popup(16, 14, "Draw Lines Between",
+          "Same Group|Different Groups|All Groups|One Group|Two Groups", 3, kParamFlagsSup),
+    Popup(17, 18, "First Group", kTenGroups, 1, kParamFlagsSup),
+    Popup(18, 19, "Second Group", kTenGroups, 2, kParamFlagsSup),
+};
+
+struct LinesParams {
+    SearchSettings search;
+    float thickness = 1;
+    float color[4] = {1, 1, 1, 1};
+    bool getOpacity = true, getColors = true, getScale = true, perspective = true;
+    int32_t calcMode = 1;
+    int32_t frameNum = 0;
+    float interval = 1;
+    int32_t t0 = 0, t1 = 0, frameTime = 0, duration = 0;
+    uint32_t scale = 1;
+    float factorA = 1, factorB = 0;
+};
+
+DistanceCurve ReadCurve(PF_InData* in, int32_t index, const DistanceCurve& fallback) {
+    const PF_Handle h = CheckoutParam(in, index).u.arbData;
+    if (!h) return fallback;
+    SuiteCache suites(in);
+    DistanceCurve c = fallback;
+    if (suites->handleSize(h) >= sizeof(DistanceCurve))
+        if (const void* bytes = suites->lockHandle(h)) {
+            std::memcpy(&c, bytes, sizeof c);
+            suites->unlockHandle(h);
+        }
+    return c;
+}
+
+LinesParams Read(PF_InData* in) {
+    LinesParams p;
+    SearchSettings& s = p.search;
+    s.maxVertices = CheckoutParam(in, kMaxVertices).u.slider;
+    s.maxDistance = float(CheckoutParam(in, kMaxDistance).u.floatValue);
+    s.drawBetween = CheckoutParam(in, kDrawBetween).u.popup;
+    s.firstGroup = CheckoutParam(in, kFirstGroup).u.popup;
+    s.secondGroup = CheckoutParam(in, kSecondGroup).u.popup;
+    // The larger group is always the searched set, so that query vertices have lower indices.
+    if (s.drawBetween == kTwoGroups) {
+        const int32_t a = s.firstGroup, b = s.secondGroup;
+        s.firstGroup = std::max(a, b);
+        s.secondGroup = std::min(a, b);
+    } else if (s.drawBetween == kOneGroup) {
+        s.secondGroup = s.firstGroup;
+    }
+    s.opacityCurve = ReadCurve(in, kOpacityCurve, DistanceCurve::DefaultOpacity());
+    s.thicknessCurve = ReadCurve(in, kThicknessCurve, DistanceCurve::DefaultThickness());
+    p.thickness = float(CheckoutParam(in, kThickness).u.floatValue);
+    const PF_Pixel8 c = CheckoutParam(in, kLinesColor).u.color;
+    p.color[0] = c.red / 255.0f;
+    p.color[1] = c.green / 255.0f;
+    p.color[2] = c.blue / 255.0f;
+    p.color[3] = float(CheckoutParam(in, kLinesOpacity).u.fixed / 65536.0 / 100.0);
+    p.getOpacity = CheckoutParam(in, kOpacityFromVertices).u.checkbox != 0;
+    p.getColors = CheckoutParam(in, kColorsFromVertices).u.checkbox != 0;
+    p.getScale = CheckoutParam(in, kScaleFromPoints).u.checkbox != 0;
+    p.perspective = CheckoutParam(in, kPerspective).u.checkbox != 0;
+    p.calcMode = CheckoutParam(in, kCalcMode).u.popup;
+    p.frameNum = CheckoutParam(in, kFrameNum).u.slider;
+    p.interval = float(CheckoutParam(in, kInterval).u.floatValue);
+    // The frame plan.
+    p.scale = in->time_scale;
+    const int64_t now = in->current_time, step = in->time_step;
+    const int64_t length = int64_t(double(in->time_scale) * p.interval);
+    const int64_t k = length > 0 ? now / length : 0;
+    const int64_t start = k * length, end = (k + 1) * length;
+    p.t0 = int32_t(std::max<int64_t>(start, 0));
+    p.t1 = int32_t(end);
+    p.frameTime = int32_t(std::max<int64_t>(step * p.frameNum, 0));
+    p.duration = int32_t(end - p.t0);
+    if (p.duration >= 1) {
+        p.factorA = float(double(now - p.t0) / p.duration);
+        p.factorB = float(double(end - now) / p.duration);
+    } else {
+        p.factorA = 1;
+        p.factorB = 0;
+    }
+    p.factorA = std::clamp(p.factorA, 0.0f, 1.0f);
+    p.factorB = std::clamp(p.factorB, 0.0f, 1.0f);
+    return p;
+}
+
+// Layer-time frames whose geometry the lines come from.
+std::vector<int32_t> FrameList(const PF_InData* in, const LinesParams& p) {
+    if (p.calcMode == 2) return {p.frameTime};
+    if (p.calcMode == 3) {
+        std::vector<int32_t> times{p.t0};
+        if (p.t1 < in->total_time && p.t1 != p.t0) times.push_back(p.t1);
+        return times;
+    }
+    return {};
+}
+
+uint64_t Hash(const LinesParams& p) {
+    ParamHasher h(243);
+    for (float c : p.color) h.add(c);
+    h.add(p.thickness).add(p.search.maxDistance);
+    h.add(p.search.maxVertices).add(p.search.drawBetween).add(p.search.firstGroup).add(p.search.secondGroup);
+    for (bool b : {p.getOpacity, p.getColors, p.getScale, p.perspective}) h.add(int32_t(b));
+    h.add(p.calcMode).add(p.t0).add(p.t1).add(p.frameTime).add(p.duration).add(p.scale);
+    for (float v : p.search.opacityCurve.samples) h.add(v);
+    for (float v : p.search.thicknessCurve.samples) h.add(v);
+    return h.value();
+}
+
+void CopyToPayload(const ConnectionSet& set, const LinesParams& p, LinesPayload& out) {
+    out = LinesPayload{};
+    out.pairCount = uint32_t(set.size());
+    out.pairs = new IndexPair[set.size()];
+    out.opacity = new float[set.size()];
+    out.thickness = new float[set.size()];
+    for (size_t i = 0; i < set.size(); ++i) {
+        out.pairs[i] = IndexPair{set.pairs[2 * i], set.pairs[2 * i + 1]};
+        out.opacity[i] = set.opacityFactors[i];
+        out.thickness[i] = set.thicknessFactors[i];
+    }
+    out.size = p.thickness;
+    std::copy(std::begin(p.color), std::end(p.color), out.color);
+    out.overrideColor = !p.getColors;
+    out.overrideOpacity = !p.getOpacity;
+    out.overrideScale = !p.getScale;
+    out.perspective = p.perspective;
+}
+
+PF_Err Contribute(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
+    SuiteCache suites(in);
+    HostServices& host = suites.host();
+    const LinesParams p = Read(in);
+    const ParallelFor parallel = [&host](int32_t count, const std::function<void(int32_t)>& job) {
+        host.iterate(count, [&job](int32_t i) {
+            job(i);
+            return PF_Err_NONE;
+        });
+    };
+    ConnectionSet set;
+    if (!(m.flags & kMsgNeedsLayers)) {
+        if (p.calcMode != 1) {
+            const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
+            const AEGP_LayerH layer = host.effectLayer(self);
+            host.disposeEffect(self);
+            m.flags |= kMsgNeedsLayers;
+            for (int32_t t : FrameList(in, p)) {
+                const A_Time comp = host.convertLayerToCompTime(layer, A_Time{t, in->time_scale});
+                m.requestLayer(m.renders, host.layerId(layer), PackTime(comp));
+            }
+            return PF_Err_NONE;
+        }
+        ConnectionsOfGeometry(p.search, *m.geometry, set, parallel);
+    } else {
+        uint32_t count = 0;
+        m.gatheredCount(m.renders, &count);
+        std::vector<GeometryStore*> stores;
+        for (uint32_t i = 0; i < count; ++i) {
+            ObjectMessage* g = nullptr;
+            m.gatheredAt(m.renders, int32_t(i), &g);
+            if (g) stores.push_back(g->geometry);
+        }
+        for (GeometryStore* s : stores)
+            if (s->positions.size() != m.geometry->positions.size()) {
+                std::snprintf(out->return_msg, sizeof out->return_msg, "%s", kVertexCountMessage);
+                return PF_Err_NONE;
+            }
+        if (stores.empty() || stores.size() > 2) {
+            std::snprintf(out->return_msg, sizeof out->return_msg, "%s", kFrameCountMessage);
+            return PF_Err_NONE;
+        }
+        if (stores.size() == 1) {
+            ConnectionsOfGeometry(p.search, *stores[0], set, parallel);
+        } else {
+            ConnectionSet a, b;
+            ConnectionsOfGeometry(p.search, *stores[0], a, parallel);
+            ConnectionsOfGeometry(p.search, *stores[1], b, parallel);
+            BlendConnections(a, b, p.factorA, p.factorB, set);
+        }
+    }
+    RenderItem item;
+    item.kind = kRenderLines;
+    CopyToPayload(set, p, item.as<LinesPayload>());
+    m.pushRenderItem(m.renders, &item);
+    return PF_Err_NONE;
+}
+
+PF_Err Message(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
+    switch (m.command) {
+        case kObjGetGroup:
+            m.setPayloadGroup(12);
+            return PF_Err_NONE;
+        case kObjGetTarget:
+            return PF_Err_NONE;
+        case kObjSetGroup: {
+            const int16_t g = m.payloadGroup();
+            PF_ParamDef v = DefaultParamValue(kTable[kDrawBetween]);
+            v.u.popup = (g >= 1 && g <= 10) ? g : 12;
+            return SuiteCache(in)->setParamValue(in->effect_ref, kDrawBetween, v);
+        }
+        case kObjMixHash: {
+            const LinesParams p = Read(in);
+            const uint64_t h = Hash(p);
+            m.mixIn(m.hash, &h, 8);
+            if (p.calcMode != 1) {
+                SuiteCache suites(in);
+                const AEGP_EffectRefH self = suites->effectFromInstance(0, in->effect_ref);
+                const AEGP_LayerH layer = suites->effectLayer(self);
+                suites->disposeEffect(self);
+                for (int32_t t : FrameList(in, p))
+                    m.addDependency(m.hash, layer, PackTime(suites->convertLayerToCompTime(layer, A_Time{t, in->time_scale})));
+            }
+            return PF_Err_NONE;
+        }
+        default:
+            return Contribute(in, out, m);
+    }
+}
+
+PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+    SuiteCache suites(in);
+    if (CheckoutParam(in, kFrameButton).u.checkbox) {
+        // The checkbox works as a button that captures the current frame.
+        PF_ParamDef off = DefaultParamValue(kTable[kFrameButton]);
+        suites->setParamValue(in->effect_ref, kFrameButton, off);
+        PF_ParamDef frame = DefaultParamValue(kTable[kFrameNum]);
+        frame.u.slider = in->time_step ? in->current_time / in->time_step : 0;
+        suites->setParamValue(in->effect_ref, kFrameNum, frame);
+    }
+    const int32_t calc = CheckoutParam(in, kCalcMode).u.popup;
+    const int32_t between = CheckoutParam(in, kDrawBetween).u.popup;
+    const std::pair<int32_t, bool> rules[] = {
+        {kLinesOpacity, CheckoutParam(in, kOpacityFromVertices).u.checkbox != 0},
+        {kLinesColor, CheckoutParam(in, kColorsFromVertices).u.checkbox != 0},
+        {kFrameNum, true},
+        {kFrameButton, calc != 2},
+        {kFirstGroup, between != kOneGroup && between != kTwoGroups},
+        {kSecondGroup, between != kTwoGroups},
+        {kInterval, calc != 3},
+    };
+    for (const auto& [index, hidden] : rules)
+        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
+    return PF_Err_NONE;
+}
+
+PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
+    return Visibility(in, out, params, nullptr);
+}
+
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
-
+    h.message = &Message;
+    h.userChangedParam = &Visibility;
+    h.updateParamsUI = &UpdateUI;
     return h;
 }
 const SubEffectHandlers kHandlers = MakeHandlers();
+
 }  // namespace
 
-ParamTable LinesRenderParams() { return {}; }
+ParamTable LinesRenderParams() { return kTable; }
 
-PF_Err LinesRenderEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[],
-                  PF_LayerDef* output, void* extra) {
+PF_Err LinesRenderEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
+                                 PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
     return SubEffectEntry(EffectTable()[13], kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }

@@ -33,7 +33,7 @@ const EffectInfo kEffects[] = {
     {13, "Tavrin Points Renderer", "KDL TAVRREN Points", "PointsRenderEntryPointFunc", &PointsRenderEntryPointFunc, 0x200002, 0x1401, EffectRole::Renderer,
      "Points Renderer, Renders 3D Points/Sprites.", true, &PointsRenderParams},
     {14, "Tavrin Lines Renderer", "KDL TAVRREN Lines", "LinesRenderEntryPointFunc", &LinesRenderEntryPointFunc, 0x208000, 0x1401, EffectRole::Renderer,
-     "Lines Renderer, Renders 3D Lines.", false, &LinesRenderParams},
+     "Lines Renderer, Renders 3D Lines.", true, &LinesRenderParams},
     {15, "Tavrin Facets Renderer", "KDL TAVRREN Facets", "FacetsRenderEntryPointFunc", &FacetsRenderEntryPointFunc, 0x208000, 0x1401, EffectRole::Renderer,
      "Facets Renderer, Renders 3D Facets from the Geometry Objects.", false, &FacetsRenderParams},
     {16, "Tavrin Triangulation Renderer", "KDL TAVRREN Triangles", "TriangleRenderEntryPointFunc", &TriangleRenderEntryPointFunc, 0x208000, 0x1401, EffectRole::Renderer,

@@ -19,7 +19,9 @@ Comp& BuildBundledExample(EmbeddedHost& host) {
     sphere.params[24].value.u.color = PF_Pixel8{255, 120, 200, 255};  // "Color"
     sphere.params[25].value.u.fixed = DoubleToFixed(90);  // "Opacity"
     host.applyEffectInstance(layer, "KDL TAVRREN Points");
-    host.applyEffectInstance(layer, "KDL TAVRREN Lines");
+    EffectInstance& lines = host.applyEffectInstance(layer, "KDL TAVRREN Lines");
+    lines.params[2].value.u.floatValue = 70;  // "Maximum Distance"
+    lines.params[8].value.u.floatValue = 0.6;  // "Line Thickness"
     host.runIdleTasks();
     return comp;
 }

@@ -1,0 +1,202 @@
+#include "renderers/NeighbourSearch.h"
+
+#include <nanoflann.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numeric>
+
+namespace tv {
+
+namespace {
+
+// Reads a run of the store's positions in place: no copy.
+struct PositionsAdaptor {
+    const Vec3f* points;
+    size_t count;
+    size_t kdtree_get_point_count() const { return count; }
+    float kdtree_get_pt(size_t i, size_t dim) const {
+        const Vec3f& p = points[i];
+        return dim == 0 ? p.x : dim == 1 ? p.y : p.z;
+    }
+    template <class Box>
+    bool kdtree_get_bbox(Box&) const {
+        return false;
+    }
+};
+
+using KdTree = nanoflann::KDTreeSingleIndexAdaptor<
+    nanoflann::L2_Simple_Adaptor<float, PositionsAdaptor>, PositionsAdaptor, 3, uint32_t>;
+
+constexpr int32_t kQueriesPerJob = 1024;
+
+}  // namespace
+
+void SearchNeighbours(const SearchSettings& s, const std::vector<Vec3f>& search,
+                      const std::vector<Vec3f>& queries, uint32_t searchStart,
+                      uint32_t searchCount, uint32_t queryStart, uint32_t queryCount,
+                      ConnectionSet& out, const ParallelFor& parallel,
+                      const std::vector<uint32_t>* indexMap) {
+    if (s.maxVertices <= 0 || search.empty() || queries.empty()) return;
+    if (searchStart >= search.size() || queryStart >= queries.size()) return;
+    if (size_t(searchStart) + searchCount > search.size() ||
+        size_t(queryStart) + queryCount > queries.size())
+        return;
+    if (searchCount == 0 || queryCount == 0) return;
+    const float limit = s.maxDistance * s.maxDistance;
+    const PositionsAdaptor adaptor{search.data() + searchStart, searchCount};
+    KdTree tree(3, adaptor, nanoflann::KDTreeSingleIndexAdaptorParams(32));
+    const size_t k = size_t(s.maxVertices);
+    // Flat result tables, allocated once per call: one row of k slots per query.
+    std::vector<uint32_t> indices(size_t(queryCount) * k, std::numeric_limits<uint32_t>::max());
+    std::vector<float> dists(size_t(queryCount) * k, -1.0f);
+    const int32_t jobs = int32_t((queryCount + kQueriesPerJob - 1) / kQueriesPerJob);
+    auto job = [&](int32_t j) {
+        const uint32_t first = uint32_t(j) * kQueriesPerJob;
+        const uint32_t last = std::min<uint32_t>(queryCount, first + kQueriesPerJob);
+        for (uint32_t q = first; q < last; ++q) {
+            nanoflann::KNNResultSet<float, uint32_t> result(k);
+            uint32_t* rowIndices = &indices[size_t(q) * k];
+            float* rowDists = &dists[size_t(q) * k];
+            result.init(rowIndices, rowDists);
+            const Vec3f& p = queries[queryStart + q];
+            const float point[3] = {p.x, p.y, p.z};
+            tree.findNeighbors(result, point, nanoflann::SearchParams(32, 0, false));
+            // Slots the search did not fill stay empty.
+            for (size_t e = result.size(); e < k; ++e) {
+                rowIndices[e] = std::numeric_limits<uint32_t>::max();
+                rowDists[e] = -1.0f;
+            }
+        }
+    };
+    if (parallel && jobs > 1)
+        parallel(jobs, job);
+    else
+        for (int32_t j = 0; j < jobs; ++j) job(j);
+
+    for (size_t e = 0; e < indices.size(); ++e) {
+        const uint32_t n = indices[e];
+        const float d = dists[e];
+        if (n == std::numeric_limits<uint32_t>::max() || d == -1.0f || d > limit) continue;
+        const int64_t a = int64_t(e / k) + queryStart;
+        const int64_t b = indexMap ? int64_t((*indexMap)[n]) : int64_t(n) + searchStart;
+        if (a >= b) continue;  // only from the lower index to the higher
+        const float dist = std::sqrt(d);
+        const float t = s.maxDistance == 0 ? 0.0f : dist / s.maxDistance;
+        out.pairs.push_back(int32_t(a));
+        out.pairs.push_back(int32_t(b));
+        out.opacityFactors.push_back(s.opacityCurve.eval(t));
+        out.thicknessFactors.push_back(s.thicknessCurve.eval(t));
+    }
+}
+
+namespace {
+
+bool ValidRange(const GroupRange& r) { return r.start != GroupRange::kUnsetStart && r.count >= 1; }
+
+void Shift(GeometryStore& store, float factor) {
+    const size_t n = std::min(store.positions.size(), store.jitter.size());
+    for (size_t i = 0; i < n; ++i) {
+        store.positions[i].x += store.jitter[i].x * factor;
+        store.positions[i].y += store.jitter[i].y * factor;
+        store.positions[i].z += store.jitter[i].z * factor;
+    }
+}
+
+}  // namespace
+
+void ConnectionsOfGeometry(const SearchSettings& s, GeometryStore& store, ConnectionSet& out,
+                           const ParallelFor& parallel) {
+    const auto n = uint32_t(store.positions.size());
+    Shift(store, 1.0f);
+    const std::vector<Vec3f>& pos = store.positions;
+    switch (s.drawBetween) {
+        case kAllGroupsLines:
+            SearchNeighbours(s, pos, pos, 0, n, 0, n, out, parallel);
+            break;
+        case kSameGroup:
+            for (int32_t g = 1; g <= 10; ++g) {
+                const GroupRange r = store.vertexGroups[g];
+                if (ValidRange(r)) SearchNeighbours(s, pos, pos, r.start, r.count, r.start, r.count, out, parallel);
+            }
+            break;
+        case kOneGroup:
+        case kTwoGroups: {
+            const GroupRange a = store.vertexGroups[s.firstGroup];
+            const GroupRange b = store.vertexGroups[s.secondGroup];
+            if (ValidRange(a) && ValidRange(b))
+                SearchNeighbours(s, pos, pos, a.start, a.count, b.start, b.count, out, parallel);
+            break;
+        }
+        case kDifferentGroups:
+            for (int32_t g = 1; g <= 10; ++g) {
+                const GroupRange r = store.vertexGroups[g];
+                if (!ValidRange(r)) continue;
+                // The group's own vertices are out of reach (as if at infinity): search the rest.
+                std::vector<Vec3f> others;
+                std::vector<uint32_t> map;
+                others.reserve(n);
+                map.reserve(n);
+                for (uint32_t i = 0; i < n; ++i) {
+                    if (i >= r.start && i < r.start + r.count) continue;
+                    others.push_back(pos[i]);
+                    map.push_back(i);
+                }
+                if (!others.empty())
+                    SearchNeighbours(s, others, pos, 0, uint32_t(others.size()), r.start, r.count,
+                                     out, parallel, &map);
+            }
+            break;
+        default:
+            break;
+    }
+    Shift(store, -1.0f);
+}
+
+bool BlendConnections(const ConnectionSet& a, const ConnectionSet& b, float factorA,
+                      float factorB, ConnectionSet& out) {
+    auto order = [](const ConnectionSet& s) {
+        std::vector<size_t> idx(s.size());
+        std::iota(idx.begin(), idx.end(), size_t(0));
+        std::sort(idx.begin(), idx.end(), [&s](size_t x, size_t y) {
+            return std::pair(s.pairs[2 * x], s.pairs[2 * x + 1]) <
+                   std::pair(s.pairs[2 * y], s.pairs[2 * y + 1]);
+        });
+        return idx;
+    };
+    const std::vector<size_t> ia = order(a), ib = order(b);
+    auto key = [](const ConnectionSet& s, size_t i) { return std::pair(s.pairs[2 * i], s.pairs[2 * i + 1]); };
+    auto append = [&out](std::pair<int32_t, int32_t> p, float op, float th) {
+        out.pairs.push_back(p.first);
+        out.pairs.push_back(p.second);
+        out.opacityFactors.push_back(op);
+        out.thicknessFactors.push_back(th);
+    };
+    // Common pairs first, in sorted order; then the pairs of one side, merged in sorted order.
+    std::vector<std::pair<size_t, size_t>> common;
+    std::vector<std::pair<int, size_t>> alone;  // side 0 = a, 1 = b
+    size_t i = 0, j = 0;
+    while (i < ia.size() || j < ib.size()) {
+        if (j == ib.size() || (i < ia.size() && key(a, ia[i]) < key(b, ib[j]))) {
+            alone.push_back({0, ia[i++]});
+        } else if (i == ia.size() || key(b, ib[j]) < key(a, ia[i])) {
+            alone.push_back({1, ib[j++]});
+        } else {
+            common.push_back({ia[i++], ib[j++]});
+        }
+    }
+    for (const auto& [x, y] : common) {
+        const float op = (b.opacityFactors[y] - a.opacityFactors[x]) * factorA + a.opacityFactors[x];
+        const float th = (b.thicknessFactors[y] - a.thicknessFactors[x]) * factorA + a.thicknessFactors[x];
+        append(key(a, x), op, th);
+    }
+    for (const auto& [side, x] : alone) {
+        const ConnectionSet& s = side == 0 ? a : b;
+        const float fade = side == 0 ? 1 - factorA : 1 - factorB;
+        append(key(s, x), s.opacityFactors[x] * fade, s.thicknessFactors[x]);
+    }
+    return true;
+}
+
+}  // namespace tv
