@@ -2,8 +2,9 @@
 
 namespace tv::standalone {
 
-Comp& BuildBundledExample(EmbeddedHost& host) {
-    Comp& comp = host.addComp(kBundledCompName, 1280, 720, 30, 1, 2.0);
+Comp& BuildBundledExample(EmbeddedHost& host, int32_t width, int32_t height) {
+    Comp& comp = host.addComp(kBundledCompName, width, height, 30, 1, 2.0);
+    const double s = width / 1280.0;  // sizes follow the frame, so small renders look the same
     comp.background[0] = 0.02f;
     comp.background[1] = 0.02f;
     comp.background[2] = 0.05f;
@@ -11,17 +12,18 @@ Comp& BuildBundledExample(EmbeddedHost& host) {
     host.applyEffectInstance(layer, "KDL TAVRUS TWO");
     EffectInstance& sphere = host.applyEffectInstance(layer, "KDL TAVRSRC Primitives");
     sphere.params[1].value.u.popup = 2;             // "Primitive Type": Sphere
-    sphere.params[11].value.u.floatValue = 260;     // "Sphere Radius"
+    sphere.params[11].value.u.floatValue = 260 * s;     // "Sphere Radius"
     sphere.params[12].value.u.slider = 48;          // "Sphere Slices"
     sphere.params[13].value.u.slider = 32;          // "Sphere Stacks"
     sphere.params[21].value.u.fixed = DoubleToFixed(25);  // "Y Rotate"
     sphere.params[20].value.u.fixed = DoubleToFixed(20);  // "X Rotate"
     sphere.params[24].value.u.color = PF_Pixel8{255, 120, 200, 255};  // "Color"
     sphere.params[25].value.u.fixed = DoubleToFixed(90);  // "Opacity"
-    host.applyEffectInstance(layer, "KDL TAVRREN Points");
+    EffectInstance& points = host.applyEffectInstance(layer, "KDL TAVRREN Points");
+    points.params[1].value.u.floatValue = 2 * s;  // "Points Size"
     EffectInstance& lines = host.applyEffectInstance(layer, "KDL TAVRREN Lines");
-    lines.params[2].value.u.floatValue = 70;  // "Maximum Distance"
-    lines.params[8].value.u.floatValue = 0.6;  // "Line Thickness"
+    lines.params[2].value.u.floatValue = 70 * s;  // "Maximum Distance"
+    lines.params[8].value.u.floatValue = 0.6 * s;  // "Line Thickness"
     host.runIdleTasks();
     return comp;
 }

@@ -9,6 +9,6 @@ namespace tv::standalone {
 inline constexpr const char* kBundledCompName = "Network";
 
 // Builds the example into the host's project and returns its comp.
-Comp& BuildBundledExample(EmbeddedHost& host);
+Comp& BuildBundledExample(EmbeddedHost& host, int32_t width = 1280, int32_t height = 720);
 
 }  // namespace tv::standalone

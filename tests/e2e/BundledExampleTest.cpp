@@ -1,0 +1,76 @@
+// End to end: the bundled example rendered small, against committed reference images.
+// Set TAVRIN_UPDATE_REFS=1 to rewrite the references (then look at them before committing).
+#include <gtest/gtest.h>
+#include <OpenImageIO/imageio.h>
+#include <tbb/global_control.h>
+
+#include <cmath>
+#include <cstdlib>
+
+#include "standalone/BundledExample.h"
+#include "standalone/CompRenderer.h"
+#include "standalone/ImageOutput.h"
+
+namespace tv {
+namespace {
+
+std::string RefPath(const std::string& name) { return std::string(TAVRIN_TEST_DATA) + "/e2e/refs/" + name; }
+
+standalone::FloatImage RenderExample(int32_t bitDepth) {
+    standalone::EmbeddedHost host;
+    standalone::Comp& comp = standalone::BuildBundledExample(host, 320, 180);
+    standalone::CompRenderer renderer(host);
+    std::vector<std::string> messages;
+    return renderer.renderFrame(comp, 0, bitDepth, messages);
+}
+
+// Compares with the reference: every channel within `maxDiff`, mean difference within `meanDiff`.
+void ExpectMatchesReference(const standalone::FloatImage& image, const std::string& name,
+                            int32_t bitDepth, float maxDiff, float meanDiff) {
+    const std::string path = RefPath(name);
+    if (std::getenv("TAVRIN_UPDATE_REFS")) standalone::WriteImage(path, image, bitDepth);
+    auto in = OIIO::ImageInput::open(path);
+    ASSERT_TRUE(in) << "missing reference " << path;
+    const OIIO::ImageSpec& spec = in->spec();
+    ASSERT_EQ(spec.width, image.width);
+    ASSERT_EQ(spec.height, image.height);
+    std::vector<float> ref(size_t(spec.width) * size_t(spec.height) * 4);
+    ASSERT_TRUE(in->read_image(0, 0, 0, 4, OIIO::TypeDesc::FLOAT, ref.data()));
+    std::vector<float> mine(ref.size());
+    if (bitDepth == 8) {
+        const auto bytes = standalone::ToStraight8(image);
+        for (size_t i = 0; i < bytes.size(); ++i) mine[i] = bytes[i] / 255.0f;
+    } else {
+        mine = image.rgba;
+    }
+    double sum = 0, worst = 0;
+    for (size_t i = 0; i < ref.size(); ++i) {
+        const double d = std::fabs(double(ref[i]) - mine[i]);
+        sum += d;
+        worst = std::max(worst, d);
+    }
+    EXPECT_LE(worst, maxDiff);
+    EXPECT_LE(sum / double(ref.size()), meanDiff);
+}
+
+TEST(EndToEnd, BundledExampleAt8Bits) {
+    // Stated tolerance: each channel within 2/255, mean within 0.1/255.
+    ExpectMatchesReference(RenderExample(8), "network_320x180.png", 8, 2.0f / 255, 0.1f / 255);
+}
+
+TEST(EndToEnd, BundledExampleAt32Bits) {
+    ExpectMatchesReference(RenderExample(32), "network_320x180.exr", 32, 1e-4f, 1e-6f);
+}
+
+TEST(EndToEnd, OneThreadAndAllThreadsGiveIdenticalPixels) {
+    standalone::FloatImage one, all;
+    {
+        tbb::global_control limit(tbb::global_control::max_allowed_parallelism, 1);
+        one = RenderExample(8);
+    }
+    all = RenderExample(8);
+    EXPECT_EQ(one.rgba, all.rgba);
+}
+
+}  // namespace
+}  // namespace tv
