@@ -16,6 +16,7 @@
 #include "resources/EffectTable.h"
 #include "standalone/BundledExample.h"
 #include "standalone/CompRenderer.h"
+#include "standalone/Document.h"
 #include "standalone/ImageOutput.h"
 
 namespace tv::cli {
@@ -62,13 +63,23 @@ int RunRenderCommand(const RenderOptions& options) {
     try {
         if (options.bitDepth != 8 && options.bitDepth != 32)
             throw std::runtime_error("--bit-depth must be 8 (PNG) or 32 (EXR)");
-        if (!options.document.empty())
-            throw std::runtime_error(
-                "reading composition documents is not built yet; run `tavrin render` without a "
-                "document to render the bundled example");
         standalone::EmbeddedHost host;
         host.setEchoDiagnostics(options.verbose);
-        standalone::Comp& comp = standalone::BuildBundledExample(host);
+        standalone::Comp* chosen = nullptr;
+        if (options.document.empty()) {
+            chosen = &standalone::BuildBundledExample(host);
+        } else {
+            standalone::LoadDocumentFile(options.document, host);
+            if (options.comp.empty()) {
+                chosen = host.project().comps.front().get();
+            } else if (!(chosen = host.compByName(options.comp))) {
+                std::vector<std::string> names;
+                for (const auto& c : host.project().comps) names.push_back(c->name);
+                throw std::runtime_error("--comp: no comp named \"" + options.comp + "\"; " +
+                                         standalone::NearestNames(options.comp, names));
+            }
+        }
+        standalone::Comp& comp = *chosen;
         const int64_t frameCount =
             std::max<int64_t>(1, int64_t(comp.duration * comp.fpsNum / std::max(comp.fpsDen, 1)));
         const std::vector<int64_t> frames = ParseFrames(options.frames, frameCount);

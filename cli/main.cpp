@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "cli/EffectsCommand.h"
+#include "cli/InfoCommand.h"
 #include "cli/RenderCommand.h"
 
 int main(int argc, char** argv) {
@@ -26,7 +27,16 @@ int main(int argc, char** argv) {
     render->add_option("--threads", renderOptions.threads, "threads to use; 0 means all cores");
     render->add_flag("-v,--verbose", renderOptions.verbose, "print the effects' diagnostic lines");
 
+    std::string checkDocument, infoDocument;
+    auto* validate = app.add_subcommand("validate", "Check a composition document and report the first error");
+    validate->add_option("document", checkDocument, "the composition document (JSON)")->required();
+    auto* info = app.add_subcommand("info", "Show a document's comps, layers, effects and parameter values");
+    info->add_option("document", infoDocument, "the composition document (JSON)")->required();
+
     CLI11_PARSE(app, argc, argv);
+
+    if (validate->parsed()) return tv::cli::RunValidateCommand(checkDocument);
+    if (info->parsed()) return tv::cli::RunInfoCommand(infoDocument);
 
     if (effects->parsed()) return tv::cli::RunEffectsCommand(effectName);
     if (render->parsed()) return tv::cli::RunRenderCommand(renderOptions);

@@ -5,9 +5,9 @@ namespace tv::standalone {
 Comp& BuildBundledExample(EmbeddedHost& host, int32_t width, int32_t height) {
     Comp& comp = host.addComp(kBundledCompName, width, height, 30, 1, 2.0);
     const double s = width / 1280.0;  // sizes follow the frame, so small renders look the same
-    comp.background[0] = 0.02f;
-    comp.background[1] = 0.02f;
-    comp.background[2] = 0.05f;
+    comp.background[0] = 5 / 255.0f;  // "#05050d", as examples/network.json says
+    comp.background[1] = 5 / 255.0f;
+    comp.background[2] = 13 / 255.0f;
     Layer& layer = host.addLayer(comp, "Network", LayerKind::Solid);
     host.applyEffectInstance(layer, "KDL TAVRUS TWO");
     EffectInstance& sphere = host.applyEffectInstance(layer, "KDL TAVRSRC Primitives");

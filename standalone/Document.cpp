@@ -1,0 +1,448 @@
+#include "standalone/Document.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <set>
+#include <sstream>
+
+#include "resources/EffectTable.h"
+
+namespace tv::standalone {
+
+using nlohmann::json;
+
+namespace {
+
+size_t EditDistance(const std::string& a, const std::string& b) {
+    std::vector<size_t> row(b.size() + 1);
+    for (size_t j = 0; j <= b.size(); ++j) row[j] = j;
+    for (size_t i = 1; i <= a.size(); ++i) {
+        size_t prev = row[0];
+        row[0] = i;
+        for (size_t j = 1; j <= b.size(); ++j) {
+            const size_t cur = row[j];
+            const bool same = std::tolower(a[i - 1]) == std::tolower(b[j - 1]);
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, prev + (same ? 0 : 1)});
+            prev = cur;
+        }
+    }
+    return row[b.size()];
+}
+
+// What a document reader needs while it walks: the file, for messages and relative paths.
+struct Reader {
+    std::string file;
+    std::filesystem::path base;
+    EmbeddedHost& host;
+
+    [[noreturn]] void fail(const std::string& path, const std::string& message) const {
+        throw DocumentError(file, path, message);
+    }
+
+    void checkKeys(const json& object, const std::string& path,
+                   const std::vector<std::string>& allowed) const {
+        if (!object.is_object()) fail(path, "expected an object {...}, found " + std::string(object.type_name()));
+        for (const auto& [key, value] : object.items()) {
+            if (std::find(allowed.begin(), allowed.end(), key) != allowed.end()) continue;
+            fail(path + "." + key, "unknown key \"" + key + "\"; " + NearestNames(key, allowed));
+        }
+    }
+
+    double number(const json& v, const std::string& path, double lo, double hi) const {
+        if (!v.is_number()) fail(path, "expected a number, found " + std::string(v.type_name()));
+        const double d = v.get<double>();
+        if (!std::isfinite(d) || d < lo || d > hi) {
+            std::ostringstream s;
+            s << "value " << v.dump() << " is outside the valid range " << lo << " to " << hi;
+            fail(path, s.str());
+        }
+        return d;
+    }
+
+    int32_t integer(const json& v, const std::string& path, double lo, double hi) const {
+        const double d = number(v, path, lo, hi);
+        if (d != std::floor(d)) fail(path, "expected a whole number, found " + v.dump());
+        return int32_t(d);
+    }
+
+    bool boolean(const json& v, const std::string& path) const {
+        if (!v.is_boolean()) fail(path, "expected true or false, found " + v.dump());
+        return v.get<bool>();
+    }
+
+    std::string text(const json& v, const std::string& path) const {
+        if (!v.is_string()) fail(path, "expected a string, found " + v.dump());
+        return v.get<std::string>();
+    }
+
+    // "#rrggbb" or [r, g, b] with components 0..1.
+    void color(const json& v, const std::string& path, float out[3]) const {
+        if (v.is_string()) {
+            const std::string s = v.get<std::string>();
+            if (s.size() == 7 && s[0] == '#' &&
+                s.find_first_not_of("0123456789abcdefABCDEF", 1) == std::string::npos) {
+                for (int i = 0; i < 3; ++i) out[i] = std::stoi(s.substr(size_t(1 + 2 * i), 2), nullptr, 16) / 255.0f;
+                return;
+            }
+        } else if (v.is_array() && v.size() == 3) {
+            for (size_t i = 0; i < 3; ++i) out[i] = float(number(v[i], path + "[" + std::to_string(i) + "]", 0, 1));
+            return;
+        }
+        fail(path, "expected a colour as \"#rrggbb\" or [r, g, b] with components 0 to 1, found " + v.dump());
+    }
+};
+
+// Frame rates: 30, 29.97 or "30000/1001".
+void ReadFps(const Reader& r, const json& v, const std::string& path, Comp& comp) {
+    if (v.is_number_integer()) {
+        comp.fpsNum = r.integer(v, path, 1, 1000);
+        comp.fpsDen = 1;
+        return;
+    }
+    if (v.is_string()) {
+        const std::string s = v.get<std::string>();
+        const auto slash = s.find('/');
+        try {
+            if (slash != std::string::npos) {
+                size_t used = 0;
+                const int num = std::stoi(s.substr(0, slash), &used);
+                const int den = std::stoi(s.substr(slash + 1));
+                if (num > 0 && den > 0 && den <= 1000 && num <= 1000000) {
+                    comp.fpsNum = num;
+                    comp.fpsDen = den;
+                    return;
+                }
+            }
+        } catch (const std::exception&) {
+        }
+    }
+    r.fail(path, "expected a frame rate such as 30 or \"30000/1001\", found " + v.dump());
+}
+
+const std::vector<std::string> kDocumentKeys = {"tavrin", "comps"};
+const std::vector<std::string> kCompKeys = {"name", "width", "height", "fps", "duration",
+                                            "pixelAspect", "background", "shutterAngle",
+                                            "shutterPhase", "motionBlur", "layers"};
+const std::vector<std::string> kLayerKeys = {"name", "solid", "null", "image", "precomp",
+                                             "enabled", "inPoint", "outPoint", "startTime",
+                                             "collapse", "motionBlur", "effects"};
+const std::vector<std::string> kLayerKinds = {"solid", "null", "image", "precomp"};
+const std::vector<std::string> kUnsupportedKinds = {"camera", "light", "obj", "audio", "text"};
+const std::vector<std::string> kEffectKeys = {"effect", "enabled", "params"};
+
+struct PendingLayerParam {
+    EffectInstance* instance;
+    int32_t index;
+    std::string layerName;
+    std::string path;
+    Comp* comp;
+};
+
+// The parameter a document key names: its display name, "Name#2" for the second of a repeated
+// name, or "#11" for index 11.
+const ParamSpec* FindParam(const InstalledEffect& effect, const std::string& key) {
+    if (key.size() > 1 && key[0] == '#') {
+        try {
+            const int index = std::stoi(key.substr(1));
+            if (index >= 1 && size_t(index) < effect.params.size()) return &effect.params[size_t(index)];
+        } catch (const std::exception&) {
+        }
+        return nullptr;
+    }
+    std::string name = key;
+    int occurrence = 1;
+    const auto hash = key.rfind('#');
+    if (hash != std::string::npos && hash + 1 < key.size() &&
+        key.find_first_not_of("0123456789", hash + 1) == std::string::npos) {
+        name = key.substr(0, hash);
+        occurrence = std::stoi(key.substr(hash + 1));
+    }
+    for (const ParamSpec& spec : effect.params) {
+        if (spec.index == 0 || name != spec.name) continue;
+        if (--occurrence == 0) return &spec;
+    }
+    return nullptr;
+}
+
+bool Settable(const ParamSpec& spec) {
+    return spec.type != PF_Param_GROUP_START && spec.type != PF_Param_GROUP_END &&
+           spec.type != PF_Param_BUTTON && spec.index != 0;
+}
+
+void ReadParam(const Reader& r, const ParamSpec& spec, const json& v, const std::string& path,
+               EffectInstance& instance, Comp& comp, std::vector<PendingLayerParam>& layers) {
+    PF_ParamDef& def = instance.params[size_t(spec.index)].value;
+    switch (spec.type) {
+        case PF_Param_FLOAT_SLIDER:
+            def.u.floatValue = r.number(v, path, spec.validMin, spec.validMax);
+            break;
+        case PF_Param_SLIDER:
+            def.u.slider = r.integer(v, path, spec.validMin, spec.validMax);
+            break;
+        case PF_Param_FIX_SLIDER:
+            def.u.fixed = DoubleToFixed(r.number(v, path, spec.validMin, spec.validMax));
+            break;
+        case PF_Param_ANGLE:
+            def.u.fixed = DoubleToFixed(r.number(v, path, -1e6, 1e6));
+            break;
+        case PF_Param_CHECKBOX:
+            def.u.checkbox = r.boolean(v, path) ? 1 : 0;
+            break;
+        case PF_Param_COLOR: {
+            float c[3];
+            r.color(v, path, c);
+            def.u.color = PF_Pixel8{255, uint8_t(c[0] * 255 + 0.5f), uint8_t(c[1] * 255 + 0.5f),
+                                    uint8_t(c[2] * 255 + 0.5f)};
+            break;
+        }
+        case PF_Param_POINT:
+            if (!v.is_array() || v.size() != 2)
+                r.fail(path, "expected a point [x, y] in pixels, found " + v.dump());
+            def.u.point[0] = DoubleToFixed(r.number(v[0], path + "[0]", -1e6, 1e6));
+            def.u.point[1] = DoubleToFixed(r.number(v[1], path + "[1]", -1e6, 1e6));
+            break;
+        case PF_Param_POPUP: {
+            const int32_t n = PopupEntryCount(spec);
+            std::vector<std::string> entries;
+            for (int32_t i = 1; i <= n; ++i) entries.emplace_back(PopupEntry(spec, i));
+            if (v.is_string()) {
+                const std::string s = v.get<std::string>();
+                for (int32_t i = 1; i <= n; ++i)
+                    if (s == entries[size_t(i - 1)] && s != "(-") {
+                        def.u.popup = i;
+                        return;
+                    }
+                std::vector<std::string> valid;
+                for (const auto& e : entries)
+                    if (e != "(-") valid.push_back(e);
+                r.fail(path, "\"" + s + "\" is not an entry of \"" + spec.name + "\"; " + NearestNames(s, valid));
+            }
+            const int32_t i = r.integer(v, path, 1, n);
+            if (entries[size_t(i - 1)] == "(-") r.fail(path, "entry " + std::to_string(i) + " is a separator");
+            def.u.popup = i;
+            break;
+        }
+        case PF_Param_LAYER:
+            if (v.is_null()) {
+                def.u.layerId = 0;
+                break;
+            }
+            layers.push_back({&instance, spec.index, r.text(v, path), path, &comp});
+            break;
+        default:
+            r.fail(path, "parameters of kind \"" + std::string(spec.type == PF_Param_ARBITRARY_DATA ? "curve/gradient/text" : "other") +
+                             "\" cannot be set from documents yet; leave it at its default");
+    }
+}
+
+void ReadEffect(const Reader& r, const json& e, const std::string& path, Layer& layer, Comp& comp,
+                std::vector<PendingLayerParam>& pending) {
+    r.checkKeys(e, path, kEffectKeys);
+    if (!e.contains("effect")) r.fail(path, "missing \"effect\": the effect's display or match name");
+    const std::string name = r.text(e["effect"], path + ".effect");
+    const InstalledEffect* installed = r.host.findInstalledByDisplayName(name);
+    if (!installed) installed = r.host.findInstalledByMatchName(name);
+    if (!installed) {
+        std::vector<std::string> names;
+        for (const EffectInfo& info : EffectTable()) names.emplace_back(info.displayName);
+        r.fail(path + ".effect", "unknown effect \"" + name + "\"; " + NearestNames(name, names));
+    }
+    EffectInstance& instance = r.host.applyEffectInstance(layer, installed->key, true);
+    if (e.contains("enabled")) instance.active = r.boolean(e["enabled"], path + ".enabled");
+    if (!e.contains("params")) return;
+    const json& params = e["params"];
+    if (!params.is_object()) r.fail(path + ".params", "expected an object of parameter names to values");
+    const InstalledEffect* fx = r.host.installedEffect(instance.key);
+    for (const auto& [key, value] : params.items()) {
+        const std::string ppath = path + ".params." + key;
+        const ParamSpec* spec = FindParam(*fx, key);
+        if (!spec || !Settable(*spec)) {
+            std::vector<std::string> names;
+            for (const ParamSpec& s : fx->params)
+                if (Settable(s)) names.emplace_back(s.name);
+            r.fail(ppath, "\"" + installed->displayName + "\" has no parameter \"" + key + "\"; " +
+                              NearestNames(key, names));
+        }
+        ReadParam(r, *spec, value, ppath, instance, comp, pending);
+    }
+}
+
+void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& comp,
+               std::vector<std::pair<Layer*, std::string>>& precomps,
+               std::vector<PendingLayerParam>& pending) {
+    if (l.is_object())
+        for (const std::string& kind : kUnsupportedKinds)
+            if (l.contains(kind))
+                r.fail(path + "." + kind, "layers of kind \"" + kind +
+                                              "\" are not supported by this version yet; the kinds are " +
+                                              "solid, null, image and precomp");
+    r.checkKeys(l, path, kLayerKeys);
+    std::vector<std::string> kinds;
+    for (const std::string& k : kLayerKinds)
+        if (l.contains(k)) kinds.push_back(k);
+    if (kinds.size() != 1)
+        r.fail(path, kinds.empty() ? "a layer needs one kind: \"solid\", \"null\", \"image\" or \"precomp\""
+                                   : "a layer has one kind, found " + std::to_string(kinds.size()));
+    const std::string name = l.contains("name") ? r.text(l["name"], path + ".name") : kinds[0];
+    const std::string kind = kinds[0];
+    const json& body = l[kind];
+    Layer& layer = r.host.addLayer(comp, name,
+                                   kind == "solid" ? LayerKind::Solid
+                                   : kind == "null" ? LayerKind::Null
+                                   : kind == "image" ? LayerKind::Image
+                                                     : LayerKind::Precomp);
+    const std::string kpath = path + "." + kind;
+    if (kind == "solid") {
+        r.checkKeys(body, kpath, {"color", "width", "height"});
+        if (body.contains("color")) r.color(body["color"], kpath + ".color", layer.solidColor);
+        if (body.contains("width")) layer.width = r.integer(body["width"], kpath + ".width", 1, 30000);
+        if (body.contains("height")) layer.height = r.integer(body["height"], kpath + ".height", 1, 30000);
+    } else if (kind == "null") {
+        r.checkKeys(body, kpath, {});
+    } else if (kind == "image") {
+        r.checkKeys(body, kpath, {"file"});
+        if (!body.contains("file")) r.fail(kpath, "missing \"file\": the image to show");
+        const std::filesystem::path file = r.base / r.text(body["file"], kpath + ".file");
+        if (!std::filesystem::is_regular_file(file))
+            r.fail(kpath + ".file", "no such file: " + file.string());
+        layer.imagePath = file.string();
+    } else {
+        r.checkKeys(body, kpath, {"comp"});
+        if (!body.contains("comp")) r.fail(kpath, "missing \"comp\": the name of the comp to show");
+        precomps.push_back({&layer, r.text(body["comp"], kpath + ".comp")});
+    }
+    if (l.contains("enabled")) layer.enabled = r.boolean(l["enabled"], path + ".enabled");
+    if (l.contains("collapse")) layer.collapse = r.boolean(l["collapse"], path + ".collapse");
+    if (l.contains("motionBlur")) layer.motionBlur = r.boolean(l["motionBlur"], path + ".motionBlur");
+    if (l.contains("startTime")) layer.startTime = r.number(l["startTime"], path + ".startTime", -1e6, 1e6);
+    if (l.contains("inPoint")) layer.inPoint = r.number(l["inPoint"], path + ".inPoint", -1e6, 1e6);
+    if (l.contains("outPoint")) layer.outPoint = r.number(l["outPoint"], path + ".outPoint", -1e6, 1e6);
+    if (layer.outPoint <= layer.inPoint)
+        r.fail(path + ".outPoint", "the out point must come after the in point");
+    if (l.contains("effects")) {
+        const json& effects = l["effects"];
+        if (!effects.is_array()) r.fail(path + ".effects", "expected a list of effects");
+        for (size_t i = 0; i < effects.size(); ++i)
+            ReadEffect(r, effects[i], path + ".effects[" + std::to_string(i) + "]", layer, comp, pending);
+    }
+}
+
+void CheckPrecompCycles(const Reader& r, const Project& project) {
+    // Depth-first walk over "comp shows comp" edges.
+    std::map<uint64_t, int> state;  // 0 new, 1 on the path, 2 done
+    std::function<void(const Comp&, std::vector<std::string>&)> visit = [&](const Comp& c, std::vector<std::string>& trail) {
+        state[c.uid] = 1;
+        trail.push_back(c.name);
+        for (const auto& l : c.layers) {
+            if (l->kind != LayerKind::Precomp) continue;
+            for (const auto& other : project.comps) {
+                if (other->uid != l->sourceComp) continue;
+                if (state[other->uid] == 1) {
+                    std::string chain;
+                    for (const auto& t : trail) chain += "\"" + t + "\" -> ";
+                    r.fail("comps", "precomps form a cycle: " + chain + "\"" + other->name + "\"");
+                }
+                if (state[other->uid] == 0) visit(*other, trail);
+            }
+        }
+        trail.pop_back();
+        state[c.uid] = 2;
+    };
+    for (const auto& c : project.comps)
+        if (state[c->uid] == 0) {
+            std::vector<std::string> trail;
+            visit(*c, trail);
+        }
+}
+
+}  // namespace
+
+std::string NearestNames(const std::string& name, const std::vector<std::string>& candidates) {
+    if (candidates.empty()) return "nothing is valid here";
+    std::vector<std::pair<size_t, std::string>> scored;
+    for (const auto& c : candidates) scored.push_back({EditDistance(name, c), c});
+    std::stable_sort(scored.begin(), scored.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::string out = "did you mean \"" + scored[0].second + "\"?";
+    if (candidates.size() <= 12) {
+        out += " Valid: ";
+        for (size_t i = 0; i < candidates.size(); ++i) out += (i ? ", \"" : "\"") + candidates[i] + "\"";
+    }
+    return out;
+}
+
+void LoadDocumentText(const std::string& text, const std::string& file, EmbeddedHost& host) {
+    Reader r{file, std::filesystem::path(file).parent_path(), host};
+    json doc;
+    try {
+        doc = json::parse(text);
+    } catch (const json::parse_error& e) {
+        r.fail("", std::string("not valid JSON: ") + e.what());
+    }
+    r.checkKeys(doc, "$", kDocumentKeys);
+    if (!doc.contains("tavrin") || doc["tavrin"] != 1)
+        r.fail("$.tavrin", "missing or unknown format version: write \"tavrin\": 1");
+    if (!doc.contains("comps") || !doc["comps"].is_array() || doc["comps"].empty())
+        r.fail("$.comps", "expected a non-empty list of comps");
+    std::vector<std::pair<Layer*, std::string>> precomps;
+    std::vector<PendingLayerParam> pending;
+    std::set<std::string> names;
+    for (size_t ci = 0; ci < doc["comps"].size(); ++ci) {
+        const json& c = doc["comps"][ci];
+        const std::string path = "$.comps[" + std::to_string(ci) + "]";
+        r.checkKeys(c, path, kCompKeys);
+        const std::string name = c.contains("name") ? r.text(c["name"], path + ".name") : "Comp " + std::to_string(ci + 1);
+        if (!names.insert(name).second) r.fail(path + ".name", "two comps are named \"" + name + "\"");
+        const int32_t w = c.contains("width") ? r.integer(c["width"], path + ".width", 1, 30000) : 1920;
+        const int32_t h = c.contains("height") ? r.integer(c["height"], path + ".height", 1, 30000) : 1080;
+        Comp& comp = host.addComp(name, w, h);
+        if (c.contains("fps")) ReadFps(r, c["fps"], path + ".fps", comp);
+        if (c.contains("duration")) comp.duration = r.number(c["duration"], path + ".duration", 1e-3, 86400);
+        if (c.contains("pixelAspect")) comp.pixelAspect = r.number(c["pixelAspect"], path + ".pixelAspect", 0.01, 100);
+        if (c.contains("background")) r.color(c["background"], path + ".background", comp.background);
+        if (c.contains("shutterAngle")) comp.shutterAngle = r.number(c["shutterAngle"], path + ".shutterAngle", 0, 720);
+        if (c.contains("shutterPhase")) comp.shutterPhase = r.number(c["shutterPhase"], path + ".shutterPhase", -360, 360);
+        if (c.contains("motionBlur")) comp.motionBlur = r.boolean(c["motionBlur"], path + ".motionBlur");
+        if (!c.contains("layers")) continue;
+        if (!c["layers"].is_array()) r.fail(path + ".layers", "expected a list of layers");
+        for (size_t li = 0; li < c["layers"].size(); ++li)
+            ReadLayer(r, c["layers"][li], path + ".layers[" + std::to_string(li) + "]", comp, precomps, pending);
+    }
+    std::vector<std::string> compNames(names.begin(), names.end());
+    for (auto& [layer, compName] : precomps) {
+        Comp* source = host.compByName(compName);
+        if (!source) r.fail("layer \"" + layer->name + "\".precomp.comp", "no comp named \"" + compName + "\"; " + NearestNames(compName, compNames));
+        layer->sourceComp = source->uid;
+    }
+    CheckPrecompCycles(r, host.project());
+    for (const PendingLayerParam& p : pending) {
+        std::vector<std::string> layerNames;
+        const Layer* found = nullptr;
+        for (const auto& l : p.comp->layers) {
+            layerNames.push_back(l->name);
+            if (l->name == p.layerName) found = l.get();
+        }
+        if (!found) r.fail(p.path, "no layer named \"" + p.layerName + "\" in this comp; " + NearestNames(p.layerName, layerNames));
+        p.instance->params[size_t(p.index)].value.u.layerId = int32_t(found->id);
+    }
+    // As a host does when it opens a project: each instance brings its panel up to date.
+    for (auto& comp : host.project().comps)
+        for (auto& layer : comp->layers)
+            for (auto& instance : layer->effects) host.callEffect(*instance, PF_Cmd_UPDATE_PARAMS_UI, A_Time{0, comp->timeScale()}, nullptr);
+    host.runIdleTasks();
+}
+
+void LoadDocumentFile(const std::string& file, EmbeddedHost& host) {
+    std::ifstream in(file, std::ios::binary);
+    if (!in) throw DocumentError(file, "", "cannot open the document (does the file exist?)");
+    std::stringstream text;
+    text << in.rdbuf();
+    LoadDocumentText(text.str(), file, host);
+}
+
+}  // namespace tv::standalone

@@ -1,0 +1,136 @@
+#include <gtest/gtest.h>
+
+#include "standalone/BundledExample.h"
+#include "standalone/CompRenderer.h"
+#include "standalone/Document.h"
+
+namespace tv {
+namespace {
+
+using standalone::DocumentError;
+using standalone::EmbeddedHost;
+
+// Loads text and returns the error's JSON path and message ("" when it loads).
+std::pair<std::string, std::string> Error(const std::string& text) {
+    EmbeddedHost host;
+    try {
+        standalone::LoadDocumentText(text, "doc.json", host);
+    } catch (const DocumentError& e) {
+        EXPECT_EQ(e.file(), "doc.json");
+        return {e.jsonPath(), e.message()};
+    }
+    return {"", ""};
+}
+
+std::string Wrap(const std::string& layer) {
+    return R"({"tavrin": 1, "comps": [{"name": "C", "width": 64, "height": 32, "layers": [)" + layer + "]}]}";
+}
+
+TEST(Document, ExampleLoadsAndMatchesTheBundledExample) {
+    EmbeddedHost fromFile;
+    standalone::LoadDocumentFile(std::string(TAVRIN_SOURCE_DIR) + "/examples/network.json", fromFile);
+    EmbeddedHost built;
+    standalone::Comp& comp = standalone::BuildBundledExample(built);
+    standalone::CompRenderer a(fromFile), b(built);
+    std::vector<std::string> m;
+    EXPECT_EQ(a.renderFrame(*fromFile.project().comps.front(), 0, 8, m).rgba,
+              b.renderFrame(comp, 0, 8, m).rgba);
+}
+
+TEST(Document, ValuesInUserUnits) {
+    EmbeddedHost host;
+    standalone::LoadDocumentText(Wrap(R"({"name": "L", "solid": {"color": "#ff8000"}, "effects": [
+        {"effect": "KDL TAVRSRC Primitives", "params": {"Primitive Type": 2, "Y Rotate": 45,
+         "Color": [0, 1, 0], "Opacity": 25, "Center XY": [10, 20], "Group": "Group 3"}},
+        {"effect": "Tavrin", "params": {"Depth of Field#2": "Camera Settings", "#18": 8}}]})"),
+                                 "doc.json", host);
+    const auto& layer = *host.project().comps[0]->layers[0];
+    EXPECT_FLOAT_EQ(layer.solidColor[0], 1.0f);
+    const auto& prim = *layer.effects[0];
+    EXPECT_EQ(prim.params[1].value.u.popup, 2);
+    EXPECT_EQ(prim.params[21].value.u.fixed, 45 * 65536);
+    EXPECT_EQ(prim.params[24].value.u.color.green, 255);
+    EXPECT_EQ(prim.params[25].value.u.fixed, 25 * 65536);
+    EXPECT_EQ(prim.params[18].value.u.point[1], 20 * 65536);
+    EXPECT_EQ(prim.params[26].value.u.popup, 3);
+    const auto& main = *layer.effects[1];
+    EXPECT_EQ(main.params[11].value.u.popup, 2);
+    EXPECT_EQ(main.params[18].value.u.slider, 8);
+    EXPECT_FALSE(main.params[12].hidden);  // "Blur Factor" shows once the popup is 2
+    EXPECT_TRUE(main.params[33].hidden);   // "Re-Render" is always hidden
+}
+
+struct Malformed {
+    const char* text;
+    const char* path;
+    const char* messageStart;
+};
+
+TEST(Document, MalformedDocumentsNameThePlaceAndWhatIsValid) {
+    const Malformed cases[] = {
+        {"{", "", "not valid JSON"},
+        {"[]", "$", "expected an object"},
+        {R"({"tavrin": 2, "comps": []})", "$.tavrin", "missing or unknown format version"},
+        {R"({"tavrin": 1})", "$.comps", "expected a non-empty list"},
+        {R"({"tavrin": 1, "comps": [], "extra": 1})", "$.extra", "unknown key \"extra\""},
+        {R"({"tavrin": 1, "comps": [{"widht": 5}]})", "$.comps[0].widht", "unknown key \"widht\"; did you mean \"width\"?"},
+        {R"({"tavrin": 1, "comps": [{"width": "wide"}]})", "$.comps[0].width", "expected a number"},
+        {R"({"tavrin": 1, "comps": [{"width": 0}]})", "$.comps[0].width", "value 0 is outside the valid range 1 to 30000"},
+        {R"({"tavrin": 1, "comps": [{"width": 10.5}]})", "$.comps[0].width", "expected a whole number"},
+        {R"({"tavrin": 1, "comps": [{"fps": "fast"}]})", "$.comps[0].fps", "expected a frame rate"},
+        {R"({"tavrin": 1, "comps": [{"name": "A"}, {"name": "A"}]})", "$.comps[1].name", "two comps are named \"A\""},
+        {R"({"tavrin": 1, "comps": [{"background": "#12345"}]})", "$.comps[0].background", "expected a colour"},
+        {nullptr, nullptr, nullptr},
+    };
+    for (const Malformed* c = cases; c->text; ++c) {
+        const auto [path, message] = Error(c->text);
+        EXPECT_EQ(path, c->path) << c->text;
+        EXPECT_EQ(message.rfind(c->messageStart, 0), 0u) << c->text << " gave: " << message;
+    }
+}
+
+TEST(Document, MalformedLayersAndEffects) {
+    const Malformed cases[] = {
+        {R"({"solid": {}, "null": {}})", "$.comps[0].layers[0]", "a layer has one kind"},
+        {R"({"name": "x"})", "$.comps[0].layers[0]", "a layer needs one kind"},
+        {R"({"camera": {}})", "$.comps[0].layers[0].camera", "layers of kind \"camera\" are not supported"},
+        {R"({"solid": {"colour": "#fff"}})", "$.comps[0].layers[0].solid.colour", "unknown key \"colour\"; did you mean \"color\"?"},
+        {R"({"image": {"file": "missing.png"}})", "$.comps[0].layers[0].image.file", "no such file"},
+        {R"({"precomp": {"comp": "Nope"}})", "layer \"precomp\".precomp.comp", "no comp named \"Nope\""},
+        {R"({"solid": {}, "inPoint": 2, "outPoint": 1})", "$.comps[0].layers[0].outPoint", "the out point must come after"},
+        {R"({"solid": {}, "effects": [{"effect": "Tavrin Lines Rendrer"}]})", "$.comps[0].layers[0].effects[0].effect", "unknown effect \"Tavrin Lines Rendrer\"; did you mean \"Tavrin Lines Renderer\"?"},
+        {R"({"solid": {}, "effects": [{"params": {}}]})", "$.comps[0].layers[0].effects[0]", "missing \"effect\""},
+        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Render Qualty": 2}}]})", "$.comps[0].layers[0].effects[0].params.Render Qualty", "\"Tavrin\" has no parameter \"Render Qualty\"; did you mean \"Render Quality\"?"},
+        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Render Quality": "9x"}}]})", "$.comps[0].layers[0].effects[0].params.Render Quality", "\"9x\" is not an entry of \"Render Quality\""},
+        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Render Quality": 9}}]})", "$.comps[0].layers[0].effects[0].params.Render Quality", "value 9 is outside the valid range 1 to 8"},
+        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Motion Blur Samples": 0}}]})", "$.comps[0].layers[0].effects[0].params.Motion Blur Samples", "value 0 is outside the valid range 1 to 2048"},
+        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Unified Rendering": 1}}]})", "$.comps[0].layers[0].effects[0].params.Unified Rendering", "expected true or false"},
+        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Depth Map for Occlusion": "Ghost"}}]})", "$.comps[0].layers[0].effects[0].params.Depth Map for Occlusion", "no layer named \"Ghost\""},
+        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Export SVG": true}}]})", "$.comps[0].layers[0].effects[0].params.Export SVG", "\"Tavrin\" has no parameter \"Export SVG\""},
+        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Light(s) Name Begins with": "x"}}]})", "$.comps[0].layers[0].effects[0].params.Light(s) Name Begins with", "parameters of kind \"curve/gradient/text\" cannot be set"},
+        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "enabled": "yes"}]})", "$.comps[0].layers[0].effects[0].enabled", "expected true or false"},
+        {R"({"solid": {}, "effects": {}})", "$.comps[0].layers[0].effects", "expected a list of effects"},
+        {nullptr, nullptr, nullptr},
+    };
+    for (const Malformed* c = cases; c->text; ++c) {
+        const auto [path, message] = Error(Wrap(c->text));
+        EXPECT_EQ(path, c->path) << c->text;
+        EXPECT_EQ(message.rfind(c->messageStart, 0), 0u) << c->text << " gave: " << message;
+    }
+}
+
+TEST(Document, PrecompCyclesAreRefused) {
+    const auto [path, message] = Error(R"({"tavrin": 1, "comps": [
+        {"name": "A", "layers": [{"precomp": {"comp": "B"}}]},
+        {"name": "B", "layers": [{"precomp": {"comp": "A"}}]}]})");
+    EXPECT_EQ(path, "comps");
+    EXPECT_EQ(message, "precomps form a cycle: \"A\" -> \"B\" -> \"A\"");
+}
+
+TEST(Document, MissingFile) {
+    EmbeddedHost host;
+    EXPECT_THROW(standalone::LoadDocumentFile("/nonexistent/doc.json", host), DocumentError);
+}
+
+}  // namespace
+}  // namespace tv
