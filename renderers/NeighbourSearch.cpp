@@ -52,10 +52,16 @@ void SearchNeighbours(const SearchSettings& s, const std::vector<Vec3f>& search,
     std::vector<uint32_t> indices(size_t(queryCount) * k, std::numeric_limits<uint32_t>::max());
     std::vector<float> dists(size_t(queryCount) * k, -1.0f);
     const int32_t jobs = int32_t((queryCount + kQueriesPerJob - 1) / kQueriesPerJob);
+    // When the queries are the searched points themselves, visit them in the tree's leaf order:
+    // neighbouring queries then walk the same nodes, which keeps the caches warm. Results go to
+    // each query's own row, so the output does not depend on the visiting order.
+    const bool sameSet = &search == &queries && searchStart == queryStart && searchCount == queryCount;
+    const auto& leafOrder = tree.vAcc;
     auto job = [&](int32_t j) {
         const uint32_t first = uint32_t(j) * kQueriesPerJob;
         const uint32_t last = std::min<uint32_t>(queryCount, first + kQueriesPerJob);
-        for (uint32_t q = first; q < last; ++q) {
+        for (uint32_t visit = first; visit < last; ++visit) {
+            const uint32_t q = sameSet ? uint32_t(leafOrder[visit]) : visit;
             nanoflann::KNNResultSet<float, uint32_t> result(k);
             uint32_t* rowIndices = &indices[size_t(q) * k];
             float* rowDists = &dists[size_t(q) * k];
