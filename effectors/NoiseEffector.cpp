@@ -1,24 +1,306 @@
-// "Tavrin Noise Effector": Noise Effector, applies noise to the Position/Scale/Color of Particles in a Tavrin.
-// Its own logic is not built yet: it answers the host's commands, keeps its sequence record and
-// adds nothing to a frame.
+// "Tavrin Noise Effector": band-limited noise on the position, size, rotation or colour of
+// vertices or faces, driven by each element's lattice coordinates so the pattern stays attached.
+#include <algorithm>
+#include <cmath>
+
+#include "effectors/EffectorFrame.h"
+#include "effectors/NoiseGenerators.h"
 #include "host/EffectTemplate.h"
+#include "host/ParamBuilders.h"
+#include "host/ParamHash.h"
+#include "host/SequenceRecord.h"
+#include "host/SuiteCache.h"
 #include "resources/EntryPoints.h"
 
 namespace tv {
 
 namespace {
+
+using namespace params;
+
+enum : int32_t {
+    kTarget = 1, kApplyVertices = 2, kApplyFaces = 3, kColorType = 4, kAmplitude = 5,
+    kXScale = 7, kYScale = 8, kZScale = 9, kXOffset = 10, kYOffset = 11, kZOffset = 12,
+    kEvolution = 13, kRate = 14, kLoop = 15, kCycles = 16, kValues = 17, kOctaves = 18,
+    kSeed = 19, kAxis = 21, kAffectOpacity = 22, kUseLights = 23, kNamePopup = 24,
+    kNameText = 25, kRadiusFrom = 26, kAmplitudeFrom = 27, kFadeFrom = 28, kGroup = 29,
+};
+
+constexpr const char* kFromChoices = "None|Intensity|Shadow Darkness|Shadow Diffusion";
+
+constexpr ParamSpec TextParam() {
+    ParamSpec s = Row(25, 34, PF_Param_ARBITRARY_DATA, "Light Name Begins with");
+    s.arbId = 34;
+    s.arbRefcon = 0x41535072;
+    s.uiWidth = 350;
+    s.uiHeight = 100;
+    return s;
+}
+
+constexpr ParamSpec kTable[] = {
+    Row(0, 0, PF_Param_LAYER, "input"),
+    Popup(1, 32, "Effector effects", "Vertices|Faces", 1, kParamFlagsSup),
+    Popup(2, 17, "Apply Noise To (Vertices)", "Position|Scale|Color", 1, kParamFlagsSup),
+    Popup(3, 33, "Apply Noise To (Faces)", "Position|Rotation|Color", 1, kParamFlagsSup),
+    Popup(4, 29, "Color Type", "Alpha|RGB|Red|Green|Blue|HSL|Hue|Saturation|Lightness", 2, kParamFlagsSup),
+    Float(5, 1, "Noise Amplitude", 0, -1000000, 1000000, 0, 100, 1),
+    GroupStart(6, 18, "Noise Details"),
+    Float(7, 2, "Noise X Scale", 0.25, 0, 5, 0, 1, 3),
+    Float(8, 3, "Noise Y Scale", 0.25, 0, 5, 0, 1, 3),
+    Float(9, 30, "Noise Z Scale", 0.25, 0, 5, 0, 1, 3),
+    Angle(10, 4, "Noise X Offset"),
+    Angle(11, 5, "Noise Y Offset"),
+    Angle(12, 31, "Noise Z Offset"),
+    Angle(13, 6, "Noise Evolution"),
+    Fixed(14, 7, "Evolution Rate", 50, 0, 100, 0, 100, 1),
+    Row(15, 35, PF_Param_CHECKBOX, "Loop Evolution", 0, kParamFlagsSup),
+    Int(16, 36, "No. of Cycles to Loop", 1, 1, 10000, 1, 10),
+    Popup(17, 9, "Noise Values", "Positive|Negative|Both", 3),
+    Int(18, 14, "Noise Octaves", 3, 0, 10, 0, 10),
+    Int(19, 15, "Noise Seed", 10, 0, 30000, 0, 100),
+    GroupEnd(20, 19),
+    Popup(21, 8, "Apply Noise to Axis", "X Axis|Y Axis|Z Axis|XY Axis|XZ Axis|YZ Axis|XYZ Axis|Normal", 7),
+    Row(22, 28, PF_Param_CHECKBOX, "Affect Opacity", 1),
+    Row(23, 10, PF_Param_CHECKBOX, "Use Lights for Noise", 0, kParamFlagsSup),
+    Popup(24, 11, "Noise Effector Name Begins", "Lights|Noise|Perlin|Force|Field|(-|Custom|All Lights", 2, kParamFlagsSup),
+    TextParam(),
+    Popup(26, 23, "Get Effector Radius From", kFromChoices, 2, kParamFlagsSup),
+    Popup(27, 27, "Get Amplitude From", kFromChoices, 1),
+    Popup(28, 24, "Get Fade Out From", kFromChoices, 3),
+    Popup(29, 16, "Effect Only Group", kGroupChoicesAll, 12, kParamFlagsSup),
+};
+
+struct NoiseRecord {
+    NoiseSettings noise;
+    int32_t target = 1, apply = 1, colorType = 2, values = 3, axis = 7, group = 12;
+    double amplitude = 0;
+    bool affectOpacity = true, useLights = false, compatibility = false;
+    int32_t namePopup = 2, radiusFrom = 2, amplitudeFrom = 1, fadeFrom = 3;
+};
+
+NoiseRecord Read(PF_InData* in) {
+    NoiseRecord p;
+    p.target = CheckoutParam(in, kTarget).u.popup;
+    p.apply = CheckoutParam(in, p.target == kTargetFaces ? kApplyFaces : kApplyVertices).u.popup;
+    p.colorType = CheckoutParam(in, kColorType).u.popup;
+    p.amplitude = CheckoutParam(in, kAmplitude).u.floatValue;
+    if (p.apply == 3 || (p.apply == 2 && p.target == kTargetVertices)) p.amplitude /= 100.0;
+    NoiseSettings& n = p.noise;
+    n.scale[0] = CheckoutParam(in, kXScale).u.floatValue;
+    n.scale[1] = CheckoutParam(in, kYScale).u.floatValue;
+    n.scale[2] = CheckoutParam(in, kZScale).u.floatValue;
+    n.offset[0] = CheckoutParam(in, kXOffset).u.fixed / 65536.0;
+    n.offset[1] = CheckoutParam(in, kYOffset).u.fixed / 65536.0;
+    n.offset[2] = CheckoutParam(in, kZOffset).u.fixed / 65536.0;
+    n.evolution = CheckoutParam(in, kEvolution).u.fixed / 65536.0;
+    n.rate = CheckoutParam(in, kRate).u.fixed / 65536.0 / 100.0;
+    n.period = CheckoutParam(in, kLoop).u.checkbox ? CheckoutParam(in, kCycles).u.slider : 0x7FFFFFFF;
+    n.octaves = CheckoutParam(in, kOctaves).u.slider;
+    n.seed = CheckoutParam(in, kSeed).u.slider;
+    p.values = CheckoutParam(in, kValues).u.popup;
+    p.axis = CheckoutParam(in, kAxis).u.popup;
+    p.affectOpacity = CheckoutParam(in, kAffectOpacity).u.checkbox != 0;
+    p.useLights = CheckoutParam(in, kUseLights).u.checkbox != 0;
+    p.namePopup = CheckoutParam(in, kNamePopup).u.popup;
+    p.radiusFrom = CheckoutParam(in, kRadiusFrom).u.popup;
+    p.amplitudeFrom = CheckoutParam(in, kAmplitudeFrom).u.popup;
+    p.fadeFrom = CheckoutParam(in, kFadeFrom).u.popup;
+    p.group = CheckoutParam(in, kGroup).u.popup;
+    SuiteCache suites(in);
+    if (auto* record = static_cast<const SequenceRecord*>(suites->lockHandle(in->sequence_data))) {
+        p.compatibility = (record->flags & (kSeqFlagFromV1 | kSeqFlagFromV2)) != 0;
+        suites->unlockHandle(in->sequence_data);
+    }
+    return p;
+}
+
+std::vector<FieldRecord> Fields(PF_InData* in, const NoiseRecord& p) {
+    std::vector<SceneLight> lights;
+    const std::string prefix =
+        LightPrefix(p.namePopup, {"Lights", "Noise", "Perlin", "Force", "Field"}, "");
+    CollectLights(in, lights, prefix, 0.0);
+    std::vector<FieldRecord> fields;
+    const bool fraction = p.apply == 3 || p.apply == 2;
+    for (const SceneLight& l : lights) {
+        FieldRecord f;
+        for (int i = 0; i < 3; ++i) f.center[i] = float(l.position[i]);
+        f.radius = float(LightValue(p.radiusFrom, l, 0.0, false));
+        f.fade = float(std::clamp(LightValue(p.fadeFrom, l, 0.0, true), 0.0, 1.0));
+        f.amount = float(p.amplitudeFrom == 1 ? p.amplitude : LightValue(p.amplitudeFrom, l, 0, fraction));
+        fields.push_back(f);
+    }
+    return fields;
+}
+
+void ApplyColor(const NoiseRecord& p, const float n[4], Color4f& c) {
+    const int32_t t = p.colorType;
+    if (t == 2 || t == 3) c.r += n[0];
+    if (t == 2 || t == 4) c.g += n[1];
+    if (t == 2 || t == 5) c.b += n[2];
+    if (t >= 6) {
+        float h, s, l;
+        RgbToHsl(c.r, c.g, c.b, h, s, l);
+        if (t == 6 || t == 7) h += n[0];
+        if (t == 6 || t == 8) s += n[1];
+        if (t == 6 || t == 9) l += n[2];
+        HslToRgb(h, s, l, c.r, c.g, c.b);
+    }
+    if (t == 1 || p.affectOpacity) c.a += n[3];
+    c.r = std::max(c.r, 0.0f);
+    c.g = std::max(c.g, 0.0f);
+    c.b = std::max(c.b, 0.0f);
+    c.a = std::clamp(c.a, 0.0f, 1.0f);
+}
+
+PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
+    const NoiseRecord p = Read(in);
+    GeometryStore& s = *m.geometry;
+    const bool faces = p.target == kTargetFaces;
+    const IndexRange range = EffectorRange(s, p.group, p.target);
+    const std::vector<FieldRecord> fields = p.useLights ? Fields(in, p) : std::vector<FieldRecord>{};
+    const Perlin table(p.noise.octaves, p.noise.seed);
+    const AxisMask mask = AxisSelection(p.axis);
+    std::vector<Vec3f>& locations = faces ? s.faceCentroids : s.positions;
+    for (uint32_t i = range.start; i < range.start + range.count; ++i) {
+        Vec3i coord;
+        if (faces) {
+            if (i >= s.faces.size()) break;
+            coord = s.faces[i];
+        } else {
+            if (i >= s.lattice.size()) break;
+            coord = s.lattice[i];
+        }
+        float n[4];
+        if (p.compatibility)
+            CompatibilityNoise(p.noise, table, coord.x, coord.y, coord.z, n);
+        else
+            CurrentNoise(p.noise, coord.x, coord.y, coord.z, n);
+        for (int c = 0; c < 3; ++c) {
+            if (p.values == 1) n[c] = std::max(n[c], 0.0f);
+            if (p.values == 2) n[c] = std::min(n[c], 0.0f);
+        }
+        double a = p.amplitude;
+        if (p.useLights) {
+            a = 0;
+            if (i < locations.size()) {
+                const Vec3f& at = locations[i];
+                for (const FieldRecord& f : fields) {
+                    const double d = std::sqrt(double(at.x - f.center[0]) * (at.x - f.center[0]) +
+                                               double(at.y - f.center[1]) * (at.y - f.center[1]) +
+                                               double(at.z - f.center[2]) * (at.z - f.center[2]));
+                    double w;
+                    if (FieldWeight(f, d, w)) a += w * f.amount;
+                }
+            }
+        }
+        for (float& v : n) v = float(v * a);
+        switch (p.apply) {
+            case 1:  // position
+                if (i >= locations.size()) break;
+                if (p.axis == 8 && !faces && i < s.normals.size()) {
+                    locations[i].x += s.normals[i].x * n[0];
+                    locations[i].y += s.normals[i].y * n[0];
+                    locations[i].z += s.normals[i].z * n[0];
+                } else {
+                    if (mask.x) locations[i].x += n[0];
+                    if (mask.y) locations[i].y += n[1];
+                    if (mask.z) locations[i].z += n[2];
+                }
+                break;
+            case 2:
+                if (faces) {
+                    if (i >= s.faceRotations.size()) break;
+                    if (mask.x) s.faceRotations[i].x += n[0];
+                    if (mask.y) s.faceRotations[i].y += n[1];
+                    if (mask.z) s.faceRotations[i].z += n[2];
+                } else if (i < s.scales.size()) {
+                    s.scales[i] = std::max(0.0f, s.scales[i] + n[0]);
+                }
+                break;
+            default:
+                if (faces) {
+                    for (auto* list : {&s.faceColorsA, &s.faceColorsB, &s.faceColorsC})
+                        if (i < list->size()) ApplyColor(p, n, (*list)[i]);
+                } else if (i < s.colors.size()) {
+                    ApplyColor(p, n, s.colors[i]);
+                }
+                break;
+        }
+    }
+    return PF_Err_NONE;
+}
+
+uint64_t Hash(PF_InData* in, const NoiseRecord& p) {
+    ParamHasher h(21);
+    h.add(p.target).add(p.apply).add(p.colorType).add(p.amplitude).add(p.values).add(p.axis).add(p.group);
+    for (int i = 0; i < 3; ++i) h.add(p.noise.scale[i]).add(p.noise.offset[i]);
+    h.add(p.noise.evolution).add(p.noise.rate).add(p.noise.period).add(p.noise.octaves).add(p.noise.seed);
+    h.add(int32_t(p.affectOpacity)).add(int32_t(p.useLights)).add(int32_t(p.compatibility));
+    h.add(p.namePopup).add(p.radiusFrom).add(p.amplitudeFrom).add(p.fadeFrom);
+    if (p.useLights)
+        for (const FieldRecord& f : Fields(in, p)) h.bytes(&f, sizeof f);
+    return h.value();
+}
+
+PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
+    switch (m.command) {
+        case kObjGetGroup:
+            m.setPayloadGroup(int16_t(CheckoutParam(in, kGroup).u.popup));
+            return PF_Err_NONE;
+        case kObjGetTarget:
+            m.flags |= CheckoutParam(in, kTarget).u.popup == kTargetFaces ? kMsgTargetsFaces : kMsgTargetsVertices;
+            return PF_Err_NONE;
+        case kObjSetGroup: {
+            const int16_t g = m.payloadGroup();
+            PF_ParamDef v = DefaultParamValue(kTable[kGroup]);
+            v.u.popup = (g >= 1 && g <= 10) ? g : 12;
+            return SuiteCache(in)->setParamValue(in->effect_ref, kGroup, v);
+        }
+        case kObjMixHash: {
+            const uint64_t h = Hash(in, Read(in));
+            m.mixIn(m.hash, &h, 8);
+            return PF_Err_NONE;
+        }
+        default:
+            return Contribute(in, m);
+    }
+}
+
+PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+    const NoiseRecord p = Read(in);
+    const bool faces = p.target == kTargetFaces;
+    const bool color = p.apply == 3;
+    const bool positional = p.apply == 1 || (faces && p.apply == 2);
+    const std::pair<int32_t, bool> rules[] = {
+        {kApplyVertices, faces}, {kApplyFaces, !faces}, {kColorType, !color}, {kRate, true},
+        {kNamePopup, true}, {kCycles, p.noise.period == 0x7FFFFFFF}, {kAxis, !positional},
+        {kAffectOpacity, !color || p.colorType == 1}, {kRadiusFrom, !p.useLights},
+        {kAmplitudeFrom, !p.useLights}, {kFadeFrom, !p.useLights},
+    };
+    for (const auto& [index, hidden] : rules)
+        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
+    return PF_Err_NONE;
+}
+
+PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
+    return Visibility(in, out, params, nullptr);
+}
+
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
-
+    h.message = &Message;
+    h.userChangedParam = &Visibility;
+    h.updateParamsUI = &UpdateUI;
     return h;
 }
 const SubEffectHandlers kHandlers = MakeHandlers();
+
 }  // namespace
 
-ParamTable NoiseParams() { return {}; }
+ParamTable NoiseParams() { return kTable; }
 
-PF_Err NoiseEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[],
-                  PF_LayerDef* output, void* extra) {
+PF_Err NoiseEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
+                           PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
     return SubEffectEntry(EffectTable()[1], kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }

@@ -9,7 +9,7 @@ const EffectInfo kEffects[] = {
     {1, "Tavrin", "KDL TAVRUS TWO", "EntryPointFunc", &EntryPointFunc, 0x88001, 0x201407, EffectRole::Main,
      "Next Gen 3D Plugin to Create Organic Structures & Networks.", true, &MainEffectParams},
     {2, "Tavrin Noise Effector", "KDL TAVREFF Noise", "NoiseEntryPointFunc", &NoiseEntryPointFunc, 0x208010, 0x1401, EffectRole::Effector,
-     "Noise Effector, applies noise to the Position/Scale/Color of Particles in a Tavrin.", false, &NoiseParams},
+     "Noise Effector, applies noise to the Position/Scale/Color of Particles in a Tavrin.", true, &NoiseParams},
     {3, "Tavrin Spherical Field", "KDL TAVREFF Spherical Field", "SphericalFieldEntryPointFunc", &SphericalFieldEntryPointFunc, 0x208010, 0x1401, EffectRole::Effector,
      "Spherical Field Effector, applies Spherical Field to the Position/Scale/Color of Particles in a Tavrin.", false, &SphericalFieldParams},
     {4, "Tavrin Container", "KDL TAVREFF Container", "ContainerEffectorEntryPointFunc", &ContainerEffectorEntryPointFunc, 0x200004, 0x1401, EffectRole::Effector,
