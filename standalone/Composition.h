@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/HostTypes.h"
+#include "standalone/Keyframes.h"
 
 namespace tv::standalone {
 
@@ -18,7 +19,14 @@ struct ParamState {
     PF_ParamDef value;            // static value, in the host's representation
     bool hidden = false;          // the stream's hidden flag, as the effect set it
     uint32_t changeFlags = 0;     // PF_ChangeFlag_* of the last write
+    std::vector<Key> keys;        // when not empty, the value is animated (times in layer time)
 };
+
+// A parameter value as up to four numbers, for keyframes, and back.
+std::array<double, 4> ParamToNumbers(const PF_ParamDef& def);
+PF_ParamDef NumbersToParam(PF_ParamType type, const std::array<double, 4>& v);
+// Whether a parameter kind changes smoothly between keys (others hold).
+bool Interpolates(PF_ParamType type);
 
 struct EffectInstance {
     uint64_t uid = 0;  // also the PF_ProgPtr the effect sees as effect_ref

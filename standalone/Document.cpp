@@ -174,8 +174,55 @@ bool Settable(const ParamSpec& spec) {
            spec.type != PF_Param_BUTTON && spec.index != 0;
 }
 
+void ReadStaticParam(const Reader& r, const ParamSpec& spec, const json& v, const std::string& path,
+                     EffectInstance& instance, Comp& comp, std::vector<PendingLayerParam>& layers);
+
+// {"keys": [{"t": seconds, "v": value, "interp": "linear|hold|bezier", ...}, ...]}
+void ReadKeys(const Reader& r, const ParamSpec& spec, const json& v, const std::string& path,
+              EffectInstance& instance, Comp& comp, std::vector<PendingLayerParam>& layers) {
+    r.checkKeys(v, path, {"keys"});
+    if (!v.contains("keys") || !v["keys"].is_array() || v["keys"].empty())
+        r.fail(path, "expected {\"keys\": [{\"t\": seconds, \"v\": value}, ...]} with at least one key");
+    if (spec.type == PF_Param_LAYER) r.fail(path, "a layer parameter cannot be keyframed");
+    ParamState& state = instance.params[size_t(spec.index)];
+    const PF_ParamDef saved = state.value;
+    std::vector<Key> keys;
+    for (size_t i = 0; i < v["keys"].size(); ++i) {
+        const json& k = v["keys"][i];
+        const std::string kpath = path + ".keys[" + std::to_string(i) + "]";
+        r.checkKeys(k, kpath, {"t", "v", "interp", "speedIn", "influenceIn", "speedOut", "influenceOut"});
+        if (!k.contains("t") || !k.contains("v")) r.fail(kpath, "a key needs \"t\" (seconds) and \"v\" (its value)");
+        Key key;
+        key.t = r.number(k["t"], kpath + ".t", -1e6, 1e6);
+        if (!keys.empty() && key.t <= keys.back().t)
+            r.fail(kpath + ".t", "keys must be in increasing time; the key before is at " + std::to_string(keys.back().t) + " s");
+        ReadStaticParam(r, spec, k["v"], kpath + ".v", instance, comp, layers);
+        key.v = ParamToNumbers(state.value);
+        const std::string interp = k.contains("interp") ? r.text(k["interp"], kpath + ".interp") : "linear";
+        if (interp == "linear") key.interp = Interp::Linear;
+        else if (interp == "hold") key.interp = Interp::Hold;
+        else if (interp == "bezier") key.interp = Interp::Bezier;
+        else r.fail(kpath + ".interp", "\"" + interp + "\" is not an interpolation; " + NearestNames(interp, {"linear", "hold", "bezier"}));
+        if (!Interpolates(spec.type)) key.interp = Interp::Hold;  // popups and switches step
+        if (k.contains("speedIn")) key.speedIn = r.number(k["speedIn"], kpath + ".speedIn", -1e9, 1e9);
+        if (k.contains("speedOut")) key.speedOut = r.number(k["speedOut"], kpath + ".speedOut", -1e9, 1e9);
+        if (k.contains("influenceIn")) key.influenceIn = r.number(k["influenceIn"], kpath + ".influenceIn", 0.1, 100) / 100.0;
+        if (k.contains("influenceOut")) key.influenceOut = r.number(k["influenceOut"], kpath + ".influenceOut", 0.1, 100) / 100.0;
+        keys.push_back(key);
+    }
+    state.value = saved;
+    state.value = NumbersToParam(saved.param_type, keys.front().v);
+    state.keys = std::move(keys);
+}
+
 void ReadParam(const Reader& r, const ParamSpec& spec, const json& v, const std::string& path,
                EffectInstance& instance, Comp& comp, std::vector<PendingLayerParam>& layers) {
+    if (v.is_object()) return ReadKeys(r, spec, v, path, instance, comp, layers);
+    ReadStaticParam(r, spec, v, path, instance, comp, layers);
+}
+
+void ReadStaticParam(const Reader& r, const ParamSpec& spec, const json& v, const std::string& path,
+                     EffectInstance& instance, Comp& comp, std::vector<PendingLayerParam>& layers) {
     PF_ParamDef& def = instance.params[size_t(spec.index)].value;
     switch (spec.type) {
         case PF_Param_FLOAT_SLIDER:
