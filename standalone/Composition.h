@@ -36,6 +36,37 @@ struct EffectInstance {
     PF_Handle sequenceData = 0;
 };
 
+// A layer property that may be keyframed: its value, or its keys when there are any.
+struct AnimatedValue {
+    std::array<double, 4> value{};
+    std::vector<Key> keys;
+    std::array<double, 4> at(double seconds) const {
+        return keys.empty() ? value : Evaluate(keys, seconds, 4);
+    }
+};
+
+// A camera layer: two-node, looking from its position at its point of interest.
+struct CameraData {
+    AnimatedValue position;         // comp space
+    AnimatedValue pointOfInterest;  // comp space
+    AnimatedValue zoom;             // pixels
+    bool depthOfField = false;
+    AnimatedValue focusDistance;
+    AnimatedValue aperture;
+    AnimatedValue blurLevel;  // percent
+};
+
+enum LightType : int32_t { kLightParallel = 0, kLightSpot = 1, kLightPoint = 2, kLightAmbient = 3 };
+
+struct LightData {
+    int32_t type = kLightPoint;
+    AnimatedValue position;
+    AnimatedValue intensity;  // percent
+    AnimatedValue color;      // 0..1
+    AnimatedValue shadowDarkness;
+    AnimatedValue shadowDiffusion;
+};
+
 struct Layer {
     uint64_t uid = 0;  // the AEGP_LayerH of this layer
     uint32_t id = 0;   // the layer id, unique in the project
@@ -53,6 +84,8 @@ struct Layer {
     uint64_t sourceComp = 0;  // precomp: the uid of the comp it shows
     float solidColor[3] = {0, 0, 0};  // solid: straight R, G, B in 0..1
     std::string imagePath;            // image footage: the resolved file
+    CameraData camera;                // camera layers
+    LightData light;                  // light layers
     std::vector<std::unique_ptr<EffectInstance>> effects;
 };
 

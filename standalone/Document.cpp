@@ -128,11 +128,56 @@ const std::vector<std::string> kDocumentKeys = {"tavrin", "comps"};
 const std::vector<std::string> kCompKeys = {"name", "width", "height", "fps", "duration",
                                             "pixelAspect", "background", "shutterAngle",
                                             "shutterPhase", "motionBlur", "layers"};
-const std::vector<std::string> kLayerKeys = {"name", "solid", "null", "image", "precomp",
+const std::vector<std::string> kLayerKeys = {"name", "solid", "null", "image", "precomp", "camera", "light",
                                              "enabled", "inPoint", "outPoint", "startTime",
                                              "collapse", "motionBlur", "effects"};
-const std::vector<std::string> kLayerKinds = {"solid", "null", "image", "precomp"};
-const std::vector<std::string> kUnsupportedKinds = {"camera", "light", "obj", "audio", "text"};
+const std::vector<std::string> kLayerKinds = {"solid", "null", "image", "precomp", "camera", "light"};
+const std::vector<std::string> kUnsupportedKinds = {"obj", "audio", "text"};
+
+// A keyframable layer property: a number, a list of `n` numbers, or {"keys": [...]}.
+void ReadAnimated(const Reader& r, const json& v, const std::string& path, int n, double lo,
+                  double hi, AnimatedValue& out) {
+    auto numbers = [&](const json& x, const std::string& p) {
+        std::array<double, 4> a{};
+        if (n == 1 && x.is_number()) {
+            a[0] = r.number(x, p, lo, hi);
+            return a;
+        }
+        if (!x.is_array() || int(x.size()) != n)
+            r.fail(p, n == 1 ? "expected a number, found " + x.dump()
+                             : "expected a list of " + std::to_string(n) + " numbers, found " + x.dump());
+        for (int i = 0; i < n; ++i) a[size_t(i)] = r.number(x[size_t(i)], p + "[" + std::to_string(i) + "]", lo, hi);
+        return a;
+    };
+    if (!v.is_object()) {
+        out.value = numbers(v, path);
+        return;
+    }
+    r.checkKeys(v, path, {"keys"});
+    if (!v.contains("keys") || !v["keys"].is_array() || v["keys"].empty())
+        r.fail(path, "expected {\"keys\": [{\"t\": seconds, \"v\": value}, ...]} with at least one key");
+    for (size_t i = 0; i < v["keys"].size(); ++i) {
+        const json& k = v["keys"][i];
+        const std::string kpath = path + ".keys[" + std::to_string(i) + "]";
+        r.checkKeys(k, kpath, {"t", "v", "interp", "speedIn", "influenceIn", "speedOut", "influenceOut"});
+        if (!k.contains("t") || !k.contains("v")) r.fail(kpath, "a key needs \"t\" (seconds) and \"v\" (its value)");
+        Key key;
+        key.t = r.number(k["t"], kpath + ".t", -1e6, 1e6);
+        if (!out.keys.empty() && key.t <= out.keys.back().t)
+            r.fail(kpath + ".t", "keys must be in increasing time");
+        key.v = numbers(k["v"], kpath + ".v");
+        const std::string interp = k.contains("interp") ? r.text(k["interp"], kpath + ".interp") : "linear";
+        if (interp == "hold") key.interp = Interp::Hold;
+        else if (interp == "bezier") key.interp = Interp::Bezier;
+        else if (interp != "linear") r.fail(kpath + ".interp", "\"" + interp + "\" is not an interpolation; " + NearestNames(interp, {"linear", "hold", "bezier"}));
+        if (k.contains("speedIn")) key.speedIn = r.number(k["speedIn"], kpath + ".speedIn", -1e9, 1e9);
+        if (k.contains("speedOut")) key.speedOut = r.number(k["speedOut"], kpath + ".speedOut", -1e9, 1e9);
+        if (k.contains("influenceIn")) key.influenceIn = r.number(k["influenceIn"], kpath + ".influenceIn", 0.1, 100) / 100.0;
+        if (k.contains("influenceOut")) key.influenceOut = r.number(k["influenceOut"], kpath + ".influenceOut", 0.1, 100) / 100.0;
+        out.keys.push_back(key);
+    }
+    out.value = out.keys.front().v;
+}
 const std::vector<std::string> kEffectKeys = {"effect", "enabled", "params"};
 
 struct PendingLayerParam {
@@ -333,7 +378,7 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
     for (const std::string& k : kLayerKinds)
         if (l.contains(k)) kinds.push_back(k);
     if (kinds.size() != 1)
-        r.fail(path, kinds.empty() ? "a layer needs one kind: \"solid\", \"null\", \"image\" or \"precomp\""
+        r.fail(path, kinds.empty() ? "a layer needs one kind: \"solid\", \"null\", \"image\", \"precomp\", \"camera\" or \"light\""
                                    : "a layer has one kind, found " + std::to_string(kinds.size()));
     const std::string name = l.contains("name") ? r.text(l["name"], path + ".name") : kinds[0];
     const std::string kind = kinds[0];
@@ -342,6 +387,8 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
                                    kind == "solid" ? LayerKind::Solid
                                    : kind == "null" ? LayerKind::Null
                                    : kind == "image" ? LayerKind::Image
+                                   : kind == "camera" ? LayerKind::Camera
+                                   : kind == "light" ? LayerKind::Light
                                                      : LayerKind::Precomp);
     const std::string kpath = path + "." + kind;
     if (kind == "solid") {
@@ -351,6 +398,52 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
         if (body.contains("height")) layer.height = r.integer(body["height"], kpath + ".height", 1, 30000);
     } else if (kind == "null") {
         r.checkKeys(body, kpath, {});
+    } else if (kind == "camera") {
+        r.checkKeys(body, kpath, {"zoom", "position", "pointOfInterest", "depthOfField",
+                                  "focusDistance", "aperture", "blurLevel"});
+        CameraData& c = layer.camera;
+        const double zoom = comp.width * 50.0 / 36.0;  // a 50 mm lens on 36 mm film
+        c.zoom.value = {zoom, 0, 0, 0};
+        c.position.value = {comp.width / 2.0, comp.height / 2.0, -zoom, 0};
+        c.pointOfInterest.value = {comp.width / 2.0, comp.height / 2.0, 0, 0};
+        c.focusDistance.value = {zoom, 0, 0, 0};
+        c.aperture.value = {25.3, 0, 0, 0};
+        c.blurLevel.value = {100, 0, 0, 0};
+        if (body.contains("zoom")) ReadAnimated(r, body["zoom"], kpath + ".zoom", 1, 1, 1e6, c.zoom);
+        if (body.contains("position")) ReadAnimated(r, body["position"], kpath + ".position", 3, -1e7, 1e7, c.position);
+        if (body.contains("pointOfInterest")) ReadAnimated(r, body["pointOfInterest"], kpath + ".pointOfInterest", 3, -1e7, 1e7, c.pointOfInterest);
+        if (body.contains("depthOfField")) c.depthOfField = r.boolean(body["depthOfField"], kpath + ".depthOfField");
+        if (body.contains("focusDistance")) ReadAnimated(r, body["focusDistance"], kpath + ".focusDistance", 1, 0, 1e7, c.focusDistance);
+        if (body.contains("aperture")) ReadAnimated(r, body["aperture"], kpath + ".aperture", 1, 0, 1e5, c.aperture);
+        if (body.contains("blurLevel")) ReadAnimated(r, body["blurLevel"], kpath + ".blurLevel", 1, 0, 1e5, c.blurLevel);
+        layer.is3D = true;
+    } else if (kind == "light") {
+        r.checkKeys(body, kpath, {"type", "position", "intensity", "color", "shadowDarkness", "shadowDiffusion"});
+        LightData& li = layer.light;
+        li.position.value = {comp.width / 2.0, comp.height / 2.0, -300, 0};
+        li.intensity.value = {100, 0, 0, 0};
+        li.color.value = {1, 1, 1, 0};
+        if (body.contains("type")) {
+            const std::string t = r.text(body["type"], kpath + ".type");
+            const std::vector<std::string> types = {"parallel", "spot", "point", "ambient"};
+            const auto it = std::find(types.begin(), types.end(), t);
+            if (it == types.end()) r.fail(kpath + ".type", "\"" + t + "\" is not a light type; " + NearestNames(t, types));
+            li.type = int32_t(it - types.begin());
+        }
+        if (body.contains("position")) ReadAnimated(r, body["position"], kpath + ".position", 3, -1e7, 1e7, li.position);
+        if (body.contains("intensity")) ReadAnimated(r, body["intensity"], kpath + ".intensity", 1, -1e6, 1e6, li.intensity);
+        if (body.contains("color")) {
+            if (body["color"].is_string()) {
+                float c[3];
+                r.color(body["color"], kpath + ".color", c);
+                li.color.value = {c[0], c[1], c[2], 0};
+            } else {
+                ReadAnimated(r, body["color"], kpath + ".color", 3, 0, 1, li.color);
+            }
+        }
+        if (body.contains("shadowDarkness")) ReadAnimated(r, body["shadowDarkness"], kpath + ".shadowDarkness", 1, 0, 100, li.shadowDarkness);
+        if (body.contains("shadowDiffusion")) ReadAnimated(r, body["shadowDiffusion"], kpath + ".shadowDiffusion", 1, 0, 1e6, li.shadowDiffusion);
+        layer.is3D = true;
     } else if (kind == "image") {
         r.checkKeys(body, kpath, {"file"});
         if (!body.contains("file")) r.fail(kpath, "missing \"file\": the image to show");

@@ -1,6 +1,6 @@
-// The embedded host's camera and light services. Camera and light layers carry no transforms in
-// the model yet, so the comp is seen through the default view: a 50 mm lens on 36 mm film,
-// centred on the comp's middle, looking along +Z (comp space: X right, Y down, Z away).
+// The embedded host's camera and light services. Comp space: X right, Y down, Z away from the
+// viewer. The active camera is the topmost enabled camera layer at the time; without one the
+// default view: a 50 mm lens on 36 mm film, centred on the comp's middle, looking along +Z.
 #include <cmath>
 
 #include "standalone/EmbeddedHost.h"
@@ -18,22 +18,67 @@ A_Time EmbeddedHost::convertEffectToCompTime(PF_ProgPtr effectRef, int32_t time,
     return convertLayerToCompTime(layer->uid, A_Time{time, scale});
 }
 
-HostCameraMatrix EmbeddedHost::effectCameraMatrix(PF_ProgPtr effectRef, const A_Time&) {
+namespace {
+
+const Layer* ActiveCamera(const Comp& comp, double seconds) {
+    for (const auto& l : comp.layers)
+        if (l->kind == LayerKind::Camera && l->enabled && seconds >= l->inPoint && seconds < l->outPoint)
+            return l.get();
+    return nullptr;
+}
+
+}  // namespace
+
+HostCameraMatrix EmbeddedHost::effectCameraMatrix(PF_ProgPtr effectRef, const A_Time& time) {
     const Layer* layer = layerOfInstance(effectRef);
     const Comp* comp = layer ? compOfLayer(*layer) : nullptr;
     if (!comp) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
     HostCameraMatrix cm;
-    const double zoom = comp->width * kDefaultLensMm / kDefaultFilmMm;
-    cm.matrix[12] = comp->width * 0.5;
-    cm.matrix[13] = comp->height * 0.5;
-    cm.matrix[14] = -zoom;
-    cm.imagePlaneDistance = zoom;
     cm.imagePlaneWidth = static_cast<int16_t>(comp->width);
     cm.imagePlaneHeight = static_cast<int16_t>(comp->height);
+    const double seconds = TimeToSeconds(time);
+    const Layer* camera = ActiveCamera(*comp, seconds);
+    if (!camera) {
+        const double zoom = comp->width * kDefaultLensMm / kDefaultFilmMm;
+        cm.matrix[12] = comp->width * 0.5;
+        cm.matrix[13] = comp->height * 0.5;
+        cm.matrix[14] = -zoom;
+        cm.imagePlaneDistance = zoom;
+        return cm;
+    }
+    const auto p = camera->camera.position.at(seconds);
+    const auto t = camera->camera.pointOfInterest.at(seconds);
+    // Rows: the camera's x, y and z axes in comp space, then its position. z looks at the point
+    // of interest; y stays as close to comp "down" as the view allows.
+    double z[3] = {t[0] - p[0], t[1] - p[1], t[2] - p[2]};
+    double zl = std::sqrt(z[0] * z[0] + z[1] * z[1] + z[2] * z[2]);
+    if (zl == 0) z[2] = zl = 1;
+    for (double& c : z) c /= zl;
+    double x[3] = {1 * z[2] - 0 * z[1], 0 * z[0] - 0 * z[2], 0 * z[1] - 1 * z[0]};  // (0,1,0) x z
+    double xl = std::sqrt(x[0] * x[0] + x[1] * x[1] + x[2] * x[2]);
+    if (xl == 0) {
+        x[0] = 1, x[1] = x[2] = 0;
+        xl = 1;
+    }
+    for (double& c : x) c /= xl;
+    const double y[3] = {z[1] * x[2] - z[2] * x[1], z[2] * x[0] - z[0] * x[2], z[0] * x[1] - z[1] * x[0]};
+    for (int i = 0; i < 3; ++i) {
+        cm.matrix[0 + i] = x[i];
+        cm.matrix[4 + i] = y[i];
+        cm.matrix[8 + i] = z[i];
+        cm.matrix[12 + i] = p[size_t(i)];
+    }
+    cm.imagePlaneDistance = camera->camera.zoom.at(seconds)[0];
     return cm;
 }
 
-AEGP_LayerH EmbeddedHost::effectCamera(PF_ProgPtr, const A_Time&) { return 0; }
+AEGP_LayerH EmbeddedHost::effectCamera(PF_ProgPtr effectRef, const A_Time& time) {
+    const Layer* layer = layerOfInstance(effectRef);
+    const Comp* comp = layer ? compOfLayer(*layer) : nullptr;
+    if (!comp) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
+    const Layer* camera = ActiveCamera(*comp, TimeToSeconds(time));
+    return camera ? camera->uid : 0;
+}
 
 void EmbeddedHost::cameraFilmSize(AEGP_LayerH, int32_t* units, double* size) {
     *units = 1;
@@ -42,9 +87,25 @@ void EmbeddedHost::cameraFilmSize(AEGP_LayerH, int32_t* units, double* size) {
 
 int32_t EmbeddedHost::cameraType(AEGP_LayerH) { return 0; }
 
-void EmbeddedHost::layerStreamValue(AEGP_LayerH layerH, int32_t, const A_Time&, double out[4]) {
-    if (!layerByUid(layerH)) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
-    out[0] = out[1] = out[2] = out[3] = 0;
+void EmbeddedHost::layerStreamValue(AEGP_LayerH layerH, int32_t stream, const A_Time& time,
+                                    double out[4]) {
+    const Layer* layer = layerByUid(layerH);
+    if (!layer) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
+    const double s = TimeToSeconds(time);
+    std::array<double, 4> v{};
+    switch (stream) {
+        case 11: v = layer->camera.zoom.at(s); break;
+        case 12: v[0] = layer->camera.depthOfField ? 1 : 0; break;
+        case 13: v = layer->camera.focusDistance.at(s); break;
+        case 14: v = layer->camera.aperture.at(s); break;
+        case 15: v = layer->camera.blurLevel.at(s); break;
+        case 16: v = layer->light.intensity.at(s); break;
+        case 17: v = layer->light.color.at(s); break;
+        case 20: v = layer->light.shadowDarkness.at(s); break;
+        case 21: v = layer->light.shadowDiffusion.at(s); break;
+        default: break;
+    }
+    for (int i = 0; i < 4; ++i) out[i] = v[size_t(i)];
 }
 
 int32_t EmbeddedHost::layerObjectType(AEGP_LayerH layerH) {
@@ -58,12 +119,17 @@ int32_t EmbeddedHost::layerObjectType(AEGP_LayerH layerH) {
 int32_t EmbeddedHost::layerLightType(AEGP_LayerH layerH) {
     const Layer* layer = layerByUid(layerH);
     if (!layer) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
-    return AEGP_LightType_POINT;
+    return layer->light.type;
 }
 
-void EmbeddedHost::layerToWorldXform(AEGP_LayerH layerH, const A_Time&, double m[16]) {
-    if (!layerByUid(layerH)) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
+void EmbeddedHost::layerToWorldXform(AEGP_LayerH layerH, const A_Time& time, double m[16]) {
+    const Layer* layer = layerByUid(layerH);
+    if (!layer) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
     for (int i = 0; i < 16; ++i) m[i] = (i % 5 == 0) ? 1.0 : 0.0;
+    const double s = TimeToSeconds(time);
+    const auto p = layer->kind == LayerKind::Camera ? layer->camera.position.at(s)
+                                                    : layer->light.position.at(s);
+    m[12] = p[0], m[13] = p[1], m[14] = p[2];
 }
 
 void EmbeddedHost::compDimensions(AEGP_CompH compH, int32_t* width, int32_t* height) {

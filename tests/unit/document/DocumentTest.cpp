@@ -93,7 +93,9 @@ TEST(Document, MalformedLayersAndEffects) {
     const Malformed cases[] = {
         {R"({"solid": {}, "null": {}})", "$.comps[0].layers[0]", "a layer has one kind"},
         {R"({"name": "x"})", "$.comps[0].layers[0]", "a layer needs one kind"},
-        {R"({"camera": {}})", "$.comps[0].layers[0].camera", "layers of kind \"camera\" are not supported"},
+        {R"({"text": {}})", "$.comps[0].layers[0].text", "layers of kind \"text\" are not supported"},
+        {R"({"light": {"type": "area"}})", "$.comps[0].layers[0].light.type", "\"area\" is not a light type"},
+        {R"({"camera": {"position": [1, 2]}})", "$.comps[0].layers[0].camera.position", "expected a list of 3 numbers"},
         {R"({"solid": {"colour": "#fff"}})", "$.comps[0].layers[0].solid.colour", "unknown key \"colour\"; did you mean \"color\"?"},
         {R"({"image": {"file": "missing.png"}})", "$.comps[0].layers[0].image.file", "no such file"},
         {R"({"precomp": {"comp": "Nope"}})", "layer \"precomp\".precomp.comp", "no comp named \"Nope\""},
