@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "standalone/BundledExample.h"
 #include "standalone/CompRenderer.h"
 #include "standalone/Document.h"
@@ -132,6 +134,23 @@ TEST(Document, PrecompCyclesAreRefused) {
 TEST(Document, MissingFile) {
     EmbeddedHost host;
     EXPECT_THROW(standalone::LoadDocumentFile("/nonexistent/doc.json", host), DocumentError);
+}
+
+}  // namespace
+}  // namespace tv
+
+namespace tv {
+namespace {
+
+TEST(Document, EveryExampleLoads) {
+    size_t count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(std::string(TAVRIN_SOURCE_DIR) + "/examples")) {
+        if (entry.path().extension() != ".json") continue;
+        standalone::EmbeddedHost host;
+        EXPECT_NO_THROW(standalone::LoadDocumentFile(entry.path().string(), host)) << entry.path();
+        ++count;
+    }
+    EXPECT_GE(count, 3u);
 }
 
 }  // namespace
