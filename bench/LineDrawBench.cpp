@@ -25,7 +25,7 @@ std::vector<tv::DrawLine> Lines(size_t n, int w, int h) {
 }
 
 class PoolHost : public tv::HostServices {
-public:
+  public:
     tv::PF_Err iterate(int32_t n, const std::function<tv::PF_Err(int32_t)>& fn) override {
         tbb::parallel_for(0, n, [&](int32_t i) { fn(i); });
         return 0;
@@ -62,7 +62,8 @@ void LineDraw_Peer(benchmark::State& state) {
         cairo_paint(cr);
         cairo_set_operator(cr, CAIRO_OPERATOR_OVER);
         for (const auto& l : lines) {
-            cairo_set_source_rgba(cr, l.startColor[0], l.startColor[1], l.startColor[2], l.startColor[3]);
+            cairo_set_source_rgba(cr, l.startColor[0], l.startColor[1], l.startColor[2],
+                                  l.startColor[3]);
             cairo_set_line_width(cr, 2.0 * l.startSize);
             cairo_move_to(cr, l.start[0], l.start[1]);
             cairo_line_to(cr, l.end[0], l.end[1]);
@@ -74,7 +75,15 @@ void LineDraw_Peer(benchmark::State& state) {
     cairo_surface_destroy(surface);
 }
 
-BENCHMARK(LineDraw_Ours)->Args({1280, 720})->Args({1920, 1080})->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(LineDraw_Peer)->Args({1280, 720})->Args({1920, 1080})->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(LineDraw_Ours)
+    ->Args({1280, 720})
+    ->Args({1920, 1080})
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK(LineDraw_Peer)
+    ->Args({1280, 720})
+    ->Args({1920, 1080})
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 }  // namespace

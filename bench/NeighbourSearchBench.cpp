@@ -26,9 +26,13 @@ std::vector<Vec3f> Cloud(size_t n) {
 struct Adaptor {
     const std::vector<Vec3f>& p;
     size_t kdtree_get_point_count() const { return p.size(); }
-    float kdtree_get_pt(size_t i, size_t d) const { return d == 0 ? p[i].x : d == 1 ? p[i].y : p[i].z; }
+    float kdtree_get_pt(size_t i, size_t d) const {
+        return d == 0 ? p[i].x : d == 1 ? p[i].y : p[i].z;
+    }
     template <class B>
-    bool kdtree_get_bbox(B&) const { return false; }
+    bool kdtree_get_bbox(B&) const {
+        return false;
+    }
 };
 
 void PlainSearch(const std::vector<Vec3f>& p, const tv::SearchSettings& s, tv::ConnectionSet& out) {
@@ -71,13 +75,15 @@ void Neighbours_Ours(benchmark::State& state) {
     size_t pairs = 0;
     for (auto _ : state) {
         tv::ConnectionSet out;
-        tv::SearchNeighbours(Settings(), p, p, 0, uint32_t(p.size()), 0, uint32_t(p.size()), out, pool);
+        tv::SearchNeighbours(Settings(), p, p, 0, uint32_t(p.size()), 0, uint32_t(p.size()), out,
+                             pool);
         pairs = out.size();
     }
     // Identical pairs to the plain search, checked once outside the timing.
     tv::ConnectionSet plain, ours;
     PlainSearch(p, Settings(), plain);
-    tv::SearchNeighbours(Settings(), p, p, 0, uint32_t(p.size()), 0, uint32_t(p.size()), ours, pool);
+    tv::SearchNeighbours(Settings(), p, p, 0, uint32_t(p.size()), 0, uint32_t(p.size()), ours,
+                         pool);
     if (plain.pairs != ours.pairs) state.SkipWithError("pairs differ from the plain search");
     state.counters["pairs"] = double(pairs);
 }
@@ -91,7 +97,17 @@ void Neighbours_Peer(benchmark::State& state) {
     }
 }
 
-BENCHMARK(Neighbours_Ours)->Arg(10000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(Neighbours_Peer)->Arg(10000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(Neighbours_Ours)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Arg(1000000)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK(Neighbours_Peer)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Arg(1000000)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 }  // namespace

@@ -33,7 +33,7 @@ bool SplitName(const std::string& name, std::string& key, bool& isOurs) {
 }
 
 class TableReporter : public benchmark::ConsoleReporter {
-public:
+  public:
     void ReportRuns(const std::vector<Run>& runs) override {
         ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs) {
@@ -66,7 +66,7 @@ public:
         std::printf("\nratio = peer time / our time: above 1 means we are faster.\n");
     }
 
-private:
+  private:
     std::vector<std::string> keys_;
     std::map<std::string, size_t> order_;
     std::map<std::string, Row> rows_;

@@ -11,19 +11,30 @@ namespace {
 
 std::string ValueText(const ParamSpec& spec, const PF_ParamDef& v) {
     switch (spec.type) {
-        case PF_Param_FLOAT_SLIDER: return fmt::format("{}", v.u.floatValue);
-        case PF_Param_SLIDER: return fmt::format("{}", v.u.slider);
-        case PF_Param_FIX_SLIDER: return fmt::format("{}", FixedToDouble(v.u.fixed));
-        case PF_Param_ANGLE: return fmt::format("{} deg", FixedToDouble(v.u.fixed));
-        case PF_Param_CHECKBOX: return v.u.checkbox ? "on" : "off";
+        case PF_Param_FLOAT_SLIDER:
+            return fmt::format("{}", v.u.floatValue);
+        case PF_Param_SLIDER:
+            return fmt::format("{}", v.u.slider);
+        case PF_Param_FIX_SLIDER:
+            return fmt::format("{}", FixedToDouble(v.u.fixed));
+        case PF_Param_ANGLE:
+            return fmt::format("{} deg", FixedToDouble(v.u.fixed));
+        case PF_Param_CHECKBOX:
+            return v.u.checkbox ? "on" : "off";
         case PF_Param_COLOR:
-            return fmt::format("#{:02x}{:02x}{:02x}", v.u.color.red, v.u.color.green, v.u.color.blue);
+            return fmt::format("#{:02x}{:02x}{:02x}", v.u.color.red, v.u.color.green,
+                               v.u.color.blue);
         case PF_Param_POINT:
-            return fmt::format("[{}, {}]", FixedToDouble(v.u.point[0]), FixedToDouble(v.u.point[1]));
-        case PF_Param_POPUP: return fmt::format("{} \"{}\"", v.u.popup, PopupEntry(spec, v.u.popup));
-        case PF_Param_LAYER: return v.u.layerId ? fmt::format("layer id {}", v.u.layerId) : "none";
-        case PF_Param_ARBITRARY_DATA: return v.u.arbData ? "data" : "default";
-        default: return "";
+            return fmt::format("[{}, {}]", FixedToDouble(v.u.point[0]),
+                               FixedToDouble(v.u.point[1]));
+        case PF_Param_POPUP:
+            return fmt::format("{} \"{}\"", v.u.popup, PopupEntry(spec, v.u.popup));
+        case PF_Param_LAYER:
+            return v.u.layerId ? fmt::format("layer id {}", v.u.layerId) : "none";
+        case PF_Param_ARBITRARY_DATA:
+            return v.u.arbData ? "data" : "default";
+        default:
+            return "";
     }
 }
 

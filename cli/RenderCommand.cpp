@@ -30,12 +30,14 @@ std::vector<int64_t> ParseFrames(const std::string& text, int64_t frameCount) {
     size_t pos = 0;
     while (pos <= text.size()) {
         const size_t comma = text.find(',', pos);
-        const std::string part = text.substr(pos, comma == std::string::npos ? std::string::npos : comma - pos);
+        const std::string part =
+            text.substr(pos, comma == std::string::npos ? std::string::npos : comma - pos);
         const size_t dash = part.find('-', 1);
         try {
             size_t used = 0;
             const int64_t a = std::stoll(part.substr(0, dash), &used);
-            if (used != (dash == std::string::npos ? part.size() : dash)) throw std::invalid_argument(part);
+            if (used != (dash == std::string::npos ? part.size() : dash))
+                throw std::invalid_argument(part);
             int64_t b = a;
             if (dash != std::string::npos) {
                 b = std::stoll(part.substr(dash + 1), &used);
@@ -44,16 +46,17 @@ std::vector<int64_t> ParseFrames(const std::string& text, int64_t frameCount) {
             if (b < a) throw std::invalid_argument(part);
             for (int64_t f = a; f <= b; ++f) frames.push_back(f);
         } catch (const std::logic_error&) {
-            throw std::runtime_error(fmt::format(
-                "--frames: \"{}\" is not a frame list; write 0-47 or 0,10,20", part));
+            throw std::runtime_error(
+                fmt::format("--frames: \"{}\" is not a frame list; write 0-47 or 0,10,20", part));
         }
         if (comma == std::string::npos) break;
         pos = comma + 1;
     }
     for (int64_t f : frames)
         if (f < 0 || f >= frameCount)
-            throw std::runtime_error(fmt::format(
-                "--frames: frame {} is outside the comp, which has frames 0-{}", f, frameCount - 1));
+            throw std::runtime_error(
+                fmt::format("--frames: frame {} is outside the comp, which has frames 0-{}", f,
+                            frameCount - 1));
     return frames;
 }
 
@@ -96,11 +99,12 @@ int RunRenderCommand(const RenderOptions& options) {
                 if (info && !info->built) unbuilt.insert(info->displayName);
             }
         for (const std::string& name : unbuilt)
-            fmt::print(stderr, "note: \"{}\" is not built yet and adds nothing to the frame\n", name);
+            fmt::print(stderr, "note: \"{}\" is not built yet and adds nothing to the frame\n",
+                       name);
 
-        tbb::global_control threads(tbb::global_control::max_allowed_parallelism,
-                                    options.threads > 0 ? size_t(options.threads)
-                                                        : tbb::info::default_concurrency());
+        tbb::global_control threads(
+            tbb::global_control::max_allowed_parallelism,
+            options.threads > 0 ? size_t(options.threads) : tbb::info::default_concurrency());
         standalone::CompRenderer renderer(host);
         const bool tty = isatty(fileno(stderr));
         std::atomic<size_t> done{0};
@@ -114,7 +118,8 @@ int RunRenderCommand(const RenderOptions& options) {
                 const std::string path = standalone::FramePath(pattern, frame, frames.size() > 1);
                 standalone::WriteImage(path, image, options.bitDepth);
                 const size_t n = ++done;
-                const double secs = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+                const double secs =
+                    std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
                 std::lock_guard lock(printMutex);
                 for (const auto& m : messages) fmt::print(stderr, "frame {}: {}\n", frame, m);
                 const double rate = n / std::max(secs, 1e-9);
@@ -129,11 +134,12 @@ int RunRenderCommand(const RenderOptions& options) {
             }
         });
         if (tty) fmt::print(stderr, "\n");
-        const double secs = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        const double secs =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         for (const auto& e : errors) fmt::print(stderr, "tavrin render: {}\n", e);
-        fmt::print("rendered {} of {} frames of \"{}\" ({}x{}, {} bits) in {:.2f} s to {}\n", done.load(),
-                   frames.size(), comp.name, comp.width, comp.height, options.bitDepth, secs,
-                   standalone::FramePath(pattern, frames.front(), frames.size() > 1));
+        fmt::print("rendered {} of {} frames of \"{}\" ({}x{}, {} bits) in {:.2f} s to {}\n",
+                   done.load(), frames.size(), comp.name, comp.width, comp.height, options.bitDepth,
+                   secs, standalone::FramePath(pattern, frames.front(), frames.size() > 1));
         return errors.empty() ? 0 : 1;
     } catch (const std::exception& e) {
         fmt::print(stderr, "tavrin render: {}\n", e.what());

@@ -9,9 +9,9 @@ struct RenderOptions {
     std::string document;  // empty: the bundled example
     std::string output;    // file pattern; #### is the frame number
     std::string comp;
-    std::string frames;    // "0-47" or "0,10,20"; empty: frame 0
+    std::string frames;  // "0-47" or "0,10,20"; empty: frame 0
     int bitDepth = 8;
-    int threads = 0;       // 0: all cores
+    int threads = 0;  // 0: all cores
     bool verbose = false;
 };
 

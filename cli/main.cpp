@@ -28,9 +28,11 @@ int main(int argc, char** argv) {
     render->add_flag("-v,--verbose", renderOptions.verbose, "print the effects' diagnostic lines");
 
     std::string checkDocument, infoDocument;
-    auto* validate = app.add_subcommand("validate", "Check a composition document and report the first error");
+    auto* validate =
+        app.add_subcommand("validate", "Check a composition document and report the first error");
     validate->add_option("document", checkDocument, "the composition document (JSON)")->required();
-    auto* info = app.add_subcommand("info", "Show a document's comps, layers, effects and parameter values");
+    auto* info =
+        app.add_subcommand("info", "Show a document's comps, layers, effects and parameter values");
     info->add_option("document", infoDocument, "the composition document (JSON)")->required();
 
     CLI11_PARSE(app, argc, argv);

@@ -30,10 +30,17 @@ bool FieldWeight(const FieldRecord& field, double d, double& w) {
 double LightValue(int32_t source, const SceneLight& light, double fallback, bool asFraction) {
     double v;
     switch (source) {
-        case 2: v = light.intensity; break;
-        case 3: v = light.shadowDarkness; break;
-        case 4: v = light.shadowDiffusion; break;
-        default: return fallback;
+        case 2:
+            v = light.intensity;
+            break;
+        case 3:
+            v = light.shadowDarkness;
+            break;
+        case 4:
+            v = light.shadowDiffusion;
+            break;
+        default:
+            return fallback;
     }
     return asFraction ? v / 100.0 : v;
 }

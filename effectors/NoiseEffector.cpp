@@ -19,11 +19,33 @@ namespace {
 using namespace params;
 
 enum : int32_t {
-    kTarget = 1, kApplyVertices = 2, kApplyFaces = 3, kColorType = 4, kAmplitude = 5,
-    kXScale = 7, kYScale = 8, kZScale = 9, kXOffset = 10, kYOffset = 11, kZOffset = 12,
-    kEvolution = 13, kRate = 14, kLoop = 15, kCycles = 16, kValues = 17, kOctaves = 18,
-    kSeed = 19, kAxis = 21, kAffectOpacity = 22, kUseLights = 23, kNamePopup = 24,
-    kNameText = 25, kRadiusFrom = 26, kAmplitudeFrom = 27, kFadeFrom = 28, kGroup = 29,
+    kTarget = 1,
+    kApplyVertices = 2,
+    kApplyFaces = 3,
+    kColorType = 4,
+    kAmplitude = 5,
+    kXScale = 7,
+    kYScale = 8,
+    kZScale = 9,
+    kXOffset = 10,
+    kYOffset = 11,
+    kZOffset = 12,
+    kEvolution = 13,
+    kRate = 14,
+    kLoop = 15,
+    kCycles = 16,
+    kValues = 17,
+    kOctaves = 18,
+    kSeed = 19,
+    kAxis = 21,
+    kAffectOpacity = 22,
+    kUseLights = 23,
+    kNamePopup = 24,
+    kNameText = 25,
+    kRadiusFrom = 26,
+    kAmplitudeFrom = 27,
+    kFadeFrom = 28,
+    kGroup = 29,
 };
 
 constexpr const char* kFromChoices = "None|Intensity|Shadow Darkness|Shadow Diffusion";
@@ -42,7 +64,8 @@ constexpr ParamSpec kTable[] = {
     Popup(1, 32, "Effector effects", "Vertices|Faces", 1, kParamFlagsSup),
     Popup(2, 17, "Apply Noise To (Vertices)", "Position|Scale|Color", 1, kParamFlagsSup),
     Popup(3, 33, "Apply Noise To (Faces)", "Position|Rotation|Color", 1, kParamFlagsSup),
-    Popup(4, 29, "Color Type", "Alpha|RGB|Red|Green|Blue|HSL|Hue|Saturation|Lightness", 2, kParamFlagsSup),
+    Popup(4, 29, "Color Type", "Alpha|RGB|Red|Green|Blue|HSL|Hue|Saturation|Lightness", 2,
+          kParamFlagsSup),
     Float(5, 1, "Noise Amplitude", 0, -1000000, 1000000, 0, 100, 1),
     GroupStart(6, 18, "Noise Details"),
     Float(7, 2, "Noise X Scale", 0.25, 0, 5, 0, 1, 3),
@@ -59,10 +82,12 @@ constexpr ParamSpec kTable[] = {
     Int(18, 14, "Noise Octaves", 3, 0, 10, 0, 10),
     Int(19, 15, "Noise Seed", 10, 0, 30000, 0, 100),
     GroupEnd(20, 19),
-    Popup(21, 8, "Apply Noise to Axis", "X Axis|Y Axis|Z Axis|XY Axis|XZ Axis|YZ Axis|XYZ Axis|Normal", 7),
+    Popup(21, 8, "Apply Noise to Axis",
+          "X Axis|Y Axis|Z Axis|XY Axis|XZ Axis|YZ Axis|XYZ Axis|Normal", 7),
     Row(22, 28, PF_Param_CHECKBOX, "Affect Opacity", 1),
     Row(23, 10, PF_Param_CHECKBOX, "Use Lights for Noise", 0, kParamFlagsSup),
-    Popup(24, 11, "Noise Effector Name Begins", "Lights|Noise|Perlin|Force|Field|(-|Custom|All Lights", 2, kParamFlagsSup),
+    Popup(24, 11, "Noise Effector Name Begins",
+          "Lights|Noise|Perlin|Force|Field|(-|Custom|All Lights", 2, kParamFlagsSup),
     TextParam(),
     Popup(26, 23, "Get Effector Radius From", kFromChoices, 2, kParamFlagsSup),
     Popup(27, 27, "Get Amplitude From", kFromChoices, 1),
@@ -94,7 +119,8 @@ NoiseRecord Read(PF_InData* in) {
     n.offset[2] = CheckoutParam(in, kZOffset).u.fixed / 65536.0;
     n.evolution = CheckoutParam(in, kEvolution).u.fixed / 65536.0;
     n.rate = CheckoutParam(in, kRate).u.fixed / 65536.0 / 100.0;
-    n.period = CheckoutParam(in, kLoop).u.checkbox ? CheckoutParam(in, kCycles).u.slider : 0x7FFFFFFF;
+    n.period =
+        CheckoutParam(in, kLoop).u.checkbox ? CheckoutParam(in, kCycles).u.slider : 0x7FFFFFFF;
     n.octaves = CheckoutParam(in, kOctaves).u.slider;
     n.seed = CheckoutParam(in, kSeed).u.slider;
     p.values = CheckoutParam(in, kValues).u.popup;
@@ -126,7 +152,8 @@ std::vector<FieldRecord> Fields(PF_InData* in, const NoiseRecord& p) {
         for (int i = 0; i < 3; ++i) f.center[i] = float(l.position[i]);
         f.radius = float(LightValue(p.radiusFrom, l, 0.0, false));
         f.fade = float(std::clamp(LightValue(p.fadeFrom, l, 0.0, true), 0.0, 1.0));
-        f.amount = float(p.amplitudeFrom == 1 ? p.amplitude : LightValue(p.amplitudeFrom, l, 0, fraction));
+        f.amount =
+            float(p.amplitudeFrom == 1 ? p.amplitude : LightValue(p.amplitudeFrom, l, 0, fraction));
         fields.push_back(f);
     }
     return fields;
@@ -157,7 +184,8 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
     GeometryStore& s = *m.geometry;
     const bool faces = p.target == kTargetFaces;
     const IndexRange range = EffectorRange(s, p.group, p.target);
-    const std::vector<FieldRecord> fields = p.useLights ? Fields(in, p) : std::vector<FieldRecord>{};
+    const std::vector<FieldRecord> fields =
+        p.useLights ? Fields(in, p) : std::vector<FieldRecord>{};
     const Perlin table(p.noise.octaves, p.noise.seed);
     const AxisMask mask = AxisSelection(p.axis);
     std::vector<Vec3f>& locations = faces ? s.faceCentroids : s.positions;
@@ -232,9 +260,19 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
 
 uint64_t Hash(PF_InData* in, const NoiseRecord& p) {
     ParamHasher h(21);
-    h.add(p.target).add(p.apply).add(p.colorType).add(p.amplitude).add(p.values).add(p.axis).add(p.group);
+    h.add(p.target)
+        .add(p.apply)
+        .add(p.colorType)
+        .add(p.amplitude)
+        .add(p.values)
+        .add(p.axis)
+        .add(p.group);
     for (int i = 0; i < 3; ++i) h.add(p.noise.scale[i]).add(p.noise.offset[i]);
-    h.add(p.noise.evolution).add(p.noise.rate).add(p.noise.period).add(p.noise.octaves).add(p.noise.seed);
+    h.add(p.noise.evolution)
+        .add(p.noise.rate)
+        .add(p.noise.period)
+        .add(p.noise.octaves)
+        .add(p.noise.seed);
     h.add(int32_t(p.affectOpacity)).add(int32_t(p.useLights)).add(int32_t(p.compatibility));
     h.add(p.namePopup).add(p.radiusFrom).add(p.amplitudeFrom).add(p.fadeFrom);
     if (p.useLights)
@@ -248,19 +286,14 @@ PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
             m.setPayloadGroup(int16_t(CheckoutParam(in, kGroup).u.popup));
             return PF_Err_NONE;
         case kObjGetTarget:
-            m.flags |= CheckoutParam(in, kTarget).u.popup == kTargetFaces ? kMsgTargetsFaces : kMsgTargetsVertices;
+            m.flags |= CheckoutParam(in, kTarget).u.popup == kTargetFaces ? kMsgTargetsFaces
+                                                                          : kMsgTargetsVertices;
             return PF_Err_NONE;
-        case kObjSetGroup: {
-            const int16_t g = m.payloadGroup();
-            PF_ParamDef v = DefaultParamValue(kTable[kGroup]);
-            v.u.popup = (g >= 1 && g <= 10) ? g : 12;
-            return SuiteCache(in)->setParamValue(in->effect_ref, kGroup, v);
-        }
-        case kObjMixHash: {
-            const uint64_t h = Hash(in, Read(in));
-            m.mixIn(m.hash, &h, 8);
+        case kObjSetGroup:
+            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
+        case kObjMixHash:
+            MixHashInto(m, Hash(in, Read(in)));
             return PF_Err_NONE;
-        }
         default:
             return Contribute(in, m);
     }
@@ -272,10 +305,12 @@ PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
     const bool color = p.apply == 3;
     const bool positional = p.apply == 1 || (faces && p.apply == 2);
     const std::pair<int32_t, bool> rules[] = {
-        {kApplyVertices, faces}, {kApplyFaces, !faces}, {kColorType, !color}, {kRate, true},
-        {kNamePopup, true}, {kCycles, p.noise.period == 0x7FFFFFFF}, {kAxis, !positional},
-        {kAffectOpacity, !color || p.colorType == 1}, {kRadiusFrom, !p.useLights},
-        {kAmplitudeFrom, !p.useLights}, {kFadeFrom, !p.useLights},
+        {kApplyVertices, faces},     {kApplyFaces, !faces},
+        {kColorType, !color},        {kRate, true},
+        {kNamePopup, true},          {kCycles, p.noise.period == 0x7FFFFFFF},
+        {kAxis, !positional},        {kAffectOpacity, !color || p.colorType == 1},
+        {kRadiusFrom, !p.useLights}, {kAmplitudeFrom, !p.useLights},
+        {kFadeFrom, !p.useLights},
     };
     for (const auto& [index, hidden] : rules)
         if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
@@ -297,7 +332,9 @@ const SubEffectHandlers kHandlers = MakeHandlers();
 
 }  // namespace
 
-ParamTable NoiseParams() { return kTable; }
+ParamTable NoiseParams() {
+    return kTable;
+}
 
 PF_Err NoiseEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                            PF_ParamDef* params[], PF_LayerDef* output, void* extra) {

@@ -18,12 +18,14 @@ void CurrentNoise(const NoiseSettings& s, int32_t ix, int32_t iy, int32_t iz, fl
         k[2] = float(std::trunc((seed + 31) * 64));
         k[3] = float(std::trunc((seed + 1) * 128));
     }
-    for (int c = 0; c < 4; ++c) n[c] = Fbm4(s.octaves, x + k[c], y + k[c], z + k[c], w + k[c], s.period);
+    for (int c = 0; c < 4; ++c)
+        n[c] = Fbm4(s.octaves, x + k[c], y + k[c], z + k[c], w + k[c], s.period);
 }
 
 void CompatibilityNoise(const NoiseSettings& s, const Perlin& table, int32_t ix, int32_t iy,
                         int32_t iz, float n[4]) {
-    const double a = ix + s.offset[0] + 0.23, b = iy + s.offset[1] + 0.27, c = iz + s.offset[2] + 0.31;
+    const double a = ix + s.offset[0] + 0.23, b = iy + s.offset[1] + 0.27,
+                 c = iz + s.offset[2] + 0.31;
     float sx = float(s.scale[0]);
     // Whole-number X scales sample noise at lattice points, where it is zero: nudge them off.
     if (sx == std::floor(sx)) sx -= 0.001f;

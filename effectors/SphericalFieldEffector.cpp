@@ -1,6 +1,6 @@
-// "Tavrin Spherical Field": Spherical Field Effector, applies Spherical Field to the Position/Scale/Color of Particles in a Tavrin.
-// Its own logic is not built yet: it answers the host's commands, keeps its sequence record and
-// adds nothing to a frame.
+// "Tavrin Spherical Field": Spherical Field Effector, applies Spherical Field to the
+// Position/Scale/Color of Particles in a Tavrin. Its own logic is not built yet: it answers the
+// host's commands, keeps its sequence record and adds nothing to a frame.
 #include "host/EffectTemplate.h"
 #include "resources/EntryPoints.h"
 
@@ -15,10 +15,12 @@ SubEffectHandlers MakeHandlers() {
 const SubEffectHandlers kHandlers = MakeHandlers();
 }  // namespace
 
-ParamTable SphericalFieldParams() { return {}; }
+ParamTable SphericalFieldParams() {
+    return {};
+}
 
-PF_Err SphericalFieldEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[],
-                  PF_LayerDef* output, void* extra) {
+PF_Err SphericalFieldEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
+                                    PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
     return SubEffectEntry(EffectTable()[2], kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }

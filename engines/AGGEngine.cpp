@@ -89,14 +89,17 @@ void AGGEngine::drawLinesInTile(const std::vector<DrawLine>& lines, const ScanTi
                     if (solid || len == 0) {
                         std::copy(l.startColor, l.startColor + 4, c);
                     } else {
-                        double t = ((x + 0.5 - l.start[0]) * ux + (y + 0.5 - l.start[1]) * uy) / len;
+                        double t =
+                            ((x + 0.5 - l.start[0]) * ux + (y + 0.5 - l.start[1]) * uy) / len;
                         t = std::floor(std::clamp(t, 0.0, 1.0) * 255.0) / 255.0;
                         for (int i = 0; i < 4; ++i)
                             c[i] = float(l.startColor[i] + (l.endColor[i] - l.startColor[i]) * t);
                     }
                     const float a = c[3];
                     if (bitDepth_ == 8) {
-                        auto q = [](float v) { return uint8_t(std::clamp(v, 0.0f, 1.0f) * 255.0f + 0.5f); };
+                        auto q = [](float v) {
+                            return uint8_t(std::clamp(v, 0.0f, 1.0f) * 255.0f + 0.5f);
+                        };
                         const PF_Pixel8 px{q(a), q(c[0] * a), q(c[1] * a), q(c[2] * a)};
                         BlendPixel8(reinterpret_cast<PF_Pixel8*>(row)[x], px, coverage);
                     } else {

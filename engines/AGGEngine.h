@@ -6,7 +6,7 @@
 namespace tv {
 
 class AGGEngine : public TV_Base_Render {
-public:
+  public:
     AGGEngine(HostServices* host, PF_EffectWorld* world, int32_t bitDepth)
         : TV_Base_Render(host, world, bitDepth) {
         perspectiveSizes = true;

@@ -20,7 +20,9 @@ void BlendPixel8(PF_Pixel8& dst, const PF_Pixel8& src, int32_t coverage) {
     }
     if (a == 0) return;
     const uint32_t m = 255 - a;
-    auto over = [m](uint32_t d, uint32_t s) { return uint8_t(std::min<uint32_t>(255, ((d * m) >> 8) + s)); };
+    auto over = [m](uint32_t d, uint32_t s) {
+        return uint8_t(std::min<uint32_t>(255, ((d * m) >> 8) + s));
+    };
     dst.alpha = over(dst.alpha, a);
     dst.red = over(dst.red, r);
     dst.green = over(dst.green, g);
@@ -69,8 +71,10 @@ void KDLRender::drawPointInTile(const DrawPoint& p, const ScanTile& tile) const 
     }
     const int32_t x0 = std::max<int32_t>({tile.left, 0, int32_t(std::floor(cx - outer))});
     const int32_t y0 = std::max<int32_t>({tile.top, 0, int32_t(std::floor(cy - outer))});
-    const int32_t x1 = std::min<int32_t>({tile.right - 1, world_->width - 1, int32_t(std::ceil(cx + outer))});
-    const int32_t y1 = std::min<int32_t>({tile.bottom - 1, world_->height - 1, int32_t(std::ceil(cy + outer))});
+    const int32_t x1 =
+        std::min<int32_t>({tile.right - 1, world_->width - 1, int32_t(std::ceil(cx + outer))});
+    const int32_t y1 =
+        std::min<int32_t>({tile.bottom - 1, world_->height - 1, int32_t(std::ceil(cy + outer))});
     if (x0 > x1 || y0 > y1) return;
     const double r2 = soft ? outer * outer : r * r;
     const PF_PixelFloat fc{a, a * p.color[0], a * p.color[1], a * p.color[2]};

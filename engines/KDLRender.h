@@ -10,7 +10,7 @@ void BlendPixel8(PF_Pixel8& dst, const PF_Pixel8& src, int32_t coverage);
 void BlendPixelFloat(PF_PixelFloat& dst, const PF_PixelFloat& src, int32_t coverage);
 
 class KDLRender : public TV_Base_Render {
-public:
+  public:
     KDLRender(HostServices* host, PF_EffectWorld* world, int32_t bitDepth)
         : TV_Base_Render(host, world, bitDepth) {}
     PF_Err drawPoints(std::vector<DrawPoint>& points) override;

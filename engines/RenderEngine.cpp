@@ -19,12 +19,14 @@ void TV_Base_Render::setRenderParams(const double scale[3], const double viewpor
 namespace {
 // v' = v * M for a float matrix with translation in 12..14.
 void Apply(const float m[16], const float v[4], float out[4]) {
-    for (int c = 0; c < 4; ++c) out[c] = v[0] * m[c] + v[1] * m[4 + c] + v[2] * m[8 + c] + v[3] * m[12 + c];
+    for (int c = 0; c < 4; ++c)
+        out[c] = v[0] * m[c] + v[1] * m[4 + c] + v[2] * m[8 + c] + v[3] * m[12 + c];
 }
 }  // namespace
 
 bool TV_Base_Render::projectXYZ(const double in[3], double& sx, double& sy, double& rhw) const {
-    const float p[4] = {float(in[0] / scale_[0]), float(in[1] / scale_[1]), float(in[2] / scale_[2]), 1};
+    const float p[4] = {float(in[0] / scale_[0]), float(in[1] / scale_[1]),
+                        float(in[2] / scale_[2]), 1};
     float view[4], clip[4];
     Apply(modelView_, p, view);
     Apply(projection_, view, clip);
@@ -36,7 +38,8 @@ bool TV_Base_Render::projectXYZ(const double in[3], double& sx, double& sy, doub
 }
 
 float TV_Base_Render::projectSize(const double in[3], float size, double sx, double sy) const {
-    const float p[4] = {float(in[0] / scale_[0]), float(in[1] / scale_[1]), float(in[2] / scale_[2]), 1};
+    const float p[4] = {float(in[0] / scale_[0]), float(in[1] / scale_[1]),
+                        float(in[2] / scale_[2]), 1};
     float view[4], clip[4];
     Apply(modelView_, p, view);
     view[0] -= float(size / scale_[0]);
@@ -84,7 +87,9 @@ void SortFarFirst(std::vector<T>& records, Key key) {
     std::sort(records.begin(), records.end(),
               [&](const T& a, const T& b) { return key(a) > key(b); });
 }
-double Dot(const double v[3], double x, double y, double z) { return v[0] * x + v[1] * y + v[2] * z; }
+double Dot(const double v[3], double x, double y, double z) {
+    return v[0] * x + v[1] * y + v[2] * z;
+}
 }  // namespace
 
 void DepthSort(std::vector<DrawPoint>& points, const double v[3]) {

@@ -11,7 +11,7 @@
 namespace tv {
 
 class TV_Base_Render : public AEBase {
-public:
+  public:
     TV_Base_Render(HostServices* host, PF_EffectWorld* world, int32_t bitDepth)
         : host_(host), world_(world), bitDepth_(bitDepth) {}
     virtual ~TV_Base_Render() = default;
@@ -39,7 +39,7 @@ public:
     bool legacyProjection = false;
     double cameraScale = 1.0;  // the camera's size scale for the legacy route and soft points
 
-protected:
+  protected:
     // Projects one point; false when it lies behind the camera. Outputs x, y in pixels.
     bool projectXYZ(const double in[3], double& sx, double& sy, double& rhw) const;
     float projectSize(const double in[3], float size, double sx, double sy) const;

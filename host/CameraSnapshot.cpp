@@ -78,8 +78,8 @@ void ComputeCameraMatrices(CameraSnapshot& c) {
     for (int i = 0; i < 3; ++i) c.forward[i] = mv.at(i, 2) * (right ? -1.0 : 1.0);
 }
 
-CameraSnapshot MakeCameraSnapshot(const PF_InData* in_data, double nearDistance,
-                                  double farDistance, int32_t mode) {
+CameraSnapshot MakeCameraSnapshot(const PF_InData* in_data, double nearDistance, double farDistance,
+                                  int32_t mode) {
     SuiteCache suites(in_data);
     HostServices& host = suites.host();
     CameraSnapshot c;
@@ -102,8 +102,8 @@ CameraSnapshot MakeCameraSnapshot(const PF_InData* in_data, double nearDistance,
     c.compWidth = float(cw);
     c.compHeight = float(ch);
 
-    const A_Time compTime =
-        host.convertEffectToCompTime(in_data->effect_ref, in_data->current_time, in_data->time_scale);
+    const A_Time compTime = host.convertEffectToCompTime(in_data->effect_ref, in_data->current_time,
+                                                         in_data->time_scale);
     const HostCameraMatrix cm = host.effectCameraMatrix(in_data->effect_ref, compTime);
     std::memcpy(c.cameraMatrix.m, cm.matrix, sizeof cm.matrix);
     c.imagePlaneDistance = cm.imagePlaneDistance;
@@ -129,10 +129,11 @@ CameraSnapshot MakeCameraSnapshot(const PF_InData* in_data, double nearDistance,
         host.cameraFilmSize(c.cameraLayer, &c.filmSizeUnits, &c.filmSize);
         c.cameraType = host.cameraType(c.cameraLayer);
     }
-    c.filmExtent = c.filmSizeUnits == 1   ? c.compWidth
-                   : c.filmSizeUnits == 2 ? c.compHeight
-                                          : std::sqrt(double(c.compWidth) * c.compWidth +
-                                                      double(c.compHeight) * c.compHeight);
+    c.filmExtent =
+        c.filmSizeUnits == 1 ? c.compWidth
+        : c.filmSizeUnits == 2
+            ? c.compHeight
+            : std::sqrt(double(c.compWidth) * c.compWidth + double(c.compHeight) * c.compHeight);
     c.focalLength = c.filmSize * c.zoom / c.filmExtent;
     c.fNumber = float(c.focalLength / c.aperture);
     c.fieldOfView = 2.0 * std::atan(float(c.compHeight * 0.5 / c.imagePlaneDistance)) * 180.0 / kPi;
@@ -193,8 +194,10 @@ PF_Err CollectLights(const PF_InData* in_data, std::vector<SceneLight>& out,
         const AEGP_CompH comp = host.layerParentComp(layer);
         int32_t t = in_data->current_time;
         if (timeOffsetSeconds > 0)
-            t = static_cast<int32_t>(in_data->current_time - in_data->time_scale * timeOffsetSeconds);
-        const A_Time time = host.convertEffectToCompTime(in_data->effect_ref, t, in_data->time_scale);
+            t = static_cast<int32_t>(in_data->current_time -
+                                     in_data->time_scale * timeOffsetSeconds);
+        const A_Time time =
+            host.convertEffectToCompTime(in_data->effect_ref, t, in_data->time_scale);
         const int32_t count = host.compNumLayers(comp);
         for (int32_t i = 0; i < count; ++i) {
             const AEGP_LayerH l = host.compLayerByIndex(comp, i);

@@ -65,8 +65,8 @@ struct CameraSnapshot : AEBase {
 };
 
 // Builds the snapshot at in_data->current_time with the given clip distances.
-CameraSnapshot MakeCameraSnapshot(const PF_InData* in_data, double nearDistance,
-                                  double farDistance, int32_t mode);
+CameraSnapshot MakeCameraSnapshot(const PF_InData* in_data, double nearDistance, double farDistance,
+                                  int32_t mode);
 // The matrix steps alone, from values already fetched (the host-free part, used by tests).
 void ComputeCameraMatrices(CameraSnapshot& camera);
 

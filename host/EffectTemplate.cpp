@@ -40,6 +40,16 @@ PF_ParamDef CheckoutParam(PF_InData* in_data, int32_t index) {
     return def;
 }
 
+PF_Err WriteGroupPopup(PF_InData* in_data, const ParamSpec& popup, int16_t group) {
+    PF_ParamDef v = DefaultParamValue(popup);
+    v.u.popup = (group >= 1 && group <= 10) ? group : kAllGroups;
+    return SuiteCache(in_data)->setParamValue(in_data->effect_ref, popup.index, v);
+}
+
+void MixHashInto(ObjectMessage& message, uint64_t hash) {
+    message.mixIn(message.hash, &hash, 8);
+}
+
 namespace {
 
 PF_Err SmartRenderPassThrough(const EffectInfo& info, PF_InData* in_data) {
@@ -57,9 +67,8 @@ PF_Err SmartRenderPassThrough(const EffectInfo& info, PF_InData* in_data) {
     return err;
 }
 
-PF_Err Dispatch(const EffectInfo& info, const SubEffectHandlers& h, PF_Cmd cmd,
-                PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[],
-                PF_LayerDef* output, void* extra) {
+PF_Err Dispatch(const EffectInfo& info, const SubEffectHandlers& h, PF_Cmd cmd, PF_InData* in_data,
+                PF_OutData* out_data, PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
     switch (cmd) {
         case PF_Cmd_ABOUT:
             WriteAbout(out_data, h.aboutName ? h.aboutName : info.displayName,
@@ -70,7 +79,8 @@ PF_Err Dispatch(const EffectInfo& info, const SubEffectHandlers& h, PF_Cmd cmd,
             out_data->out_flags = info.outFlags;
             out_data->out_flags2 = info.outFlags2;
             // Only effects that answer QUERY_DYNAMIC_FLAGS announce it.
-            if (h.queryDynamicFlags) out_data->out_flags2 |= PF_OutFlag2_SUPPORTS_QUERY_DYNAMIC_FLAGS;
+            if (h.queryDynamicFlags)
+                out_data->out_flags2 |= PF_OutFlag2_SUPPORTS_QUERY_DYNAMIC_FLAGS;
             return PF_Err_NONE;
         case PF_Cmd_GLOBAL_SETDOWN:
             return PF_Err_NONE;
@@ -118,7 +128,8 @@ PF_Err Dispatch(const EffectInfo& info, const SubEffectHandlers& h, PF_Cmd cmd,
         case PF_Cmd_QUERY_DYNAMIC_FLAGS:
             if (h.queryDynamicFlags && HostSupportsRenderGuid(in_data)) {
                 out_data->out_flags &= ~PF_OutFlag_NON_PARAM_VARY;
-                out_data->out_flags2 &= ~(PF_OutFlag2_I_USE_3D_CAMERA | PF_OutFlag2_I_USE_3D_LIGHTS);
+                out_data->out_flags2 &=
+                    ~(PF_OutFlag2_I_USE_3D_CAMERA | PF_OutFlag2_I_USE_3D_LIGHTS);
             }
             return PF_Err_NONE;
         case PF_Cmd_SMART_PRE_RENDER: {

@@ -37,6 +37,11 @@ PF_Err SubEffectEntry(const EffectInfo& info, const SubEffectHandlers& handlers,
 // The value of the calling instance's parameter `index` at the command's time.
 PF_ParamDef CheckoutParam(PF_InData* in_data, int32_t index);
 
+// SetGroup: writes a group of 1..10 to the popup as it stands, anything else as 12.
+PF_Err WriteGroupPopup(PF_InData* in_data, const ParamSpec& popup, int16_t group);
+// MixHash: hands the effect's 8-byte hash to the message's sink.
+void MixHashInto(ObjectMessage& message, uint64_t hash);
+
 // Copies one world to another of the same size and depth.
 PF_Err CopyWorld(const PF_EffectWorld& from, PF_EffectWorld& to);
 

@@ -133,7 +133,8 @@ PF_Err RunStack(PF_InData* in, PF_OutData* out, HostServices& host, const MainPa
             }
         }
     }
-    const A_Time time = host.convertEffectToCompTime(in->effect_ref, in->current_time, in->time_scale);
+    const A_Time time =
+        host.convertEffectToCompTime(in->effect_ref, in->current_time, in->time_scale);
     PF_Err drawErr = PF_Err_NONE;
     for (AEGP_LayerH l : layers) {
         ObjectMessage message;
@@ -141,8 +142,8 @@ PF_Err RunStack(PF_InData* in, PF_OutData* out, HostServices& host, const MainPa
         const PF_Err status = Gather(host, l, time, message);
         if (status == kLoopGuardStatus) AppendMessage(out, kInfiniteLoopMessage);
         if (!drawErr) drawErr = DrawMessage(in, host, message, v, points, lines);
-        for (TV_Base_Render* engine : {static_cast<TV_Base_Render*>(&points),
-                                       static_cast<TV_Base_Render*>(&lines)}) {
+        for (TV_Base_Render* engine :
+             {static_cast<TV_Base_Render*>(&points), static_cast<TV_Base_Render*>(&lines)}) {
             if (!engine->pendingError().empty()) AppendMessage(out, engine->pendingError());
             engine->pendingError().clear();
         }
@@ -157,8 +158,10 @@ PF_Err MainPreRender(PF_InData* in_data, PF_OutData* /*out_data*/, PF_PreRenderE
     if (!extra) return PF_Err_BAD_CALLBACK_PARAM;
     SuiteCache suites(in_data);
     HostServices& host = suites.host();
-    const int32_t w = int32_t(double(in_data->width) * in_data->downsample_x.num / in_data->downsample_x.den);
-    const int32_t h = int32_t(double(in_data->height) * in_data->downsample_y.num / in_data->downsample_y.den);
+    const int32_t w =
+        int32_t(double(in_data->width) * in_data->downsample_x.num / in_data->downsample_x.den);
+    const int32_t h =
+        int32_t(double(in_data->height) * in_data->downsample_y.num / in_data->downsample_y.den);
     const PF_LRect rect{0, 0, w, h};
     MainParamValues v;
     const PF_Err checkout = CheckoutAll(in_data, host, v);
@@ -208,7 +211,8 @@ PF_Err MainSmartRender(PF_InData* in_data, PF_OutData* out_data, PF_SmartRenderE
     AGGEngine lines(&host, output, bitDepth);
     const PF_Err err = RunStack(in_data, out_data, host, v, points, lines);
     UnpremultiplyWorld(&host, *output);
-    const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    const double ms =
+        std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
     host.diagnostic("Total Render Time: " + std::to_string(ms) + " ms");
     (void)kBaseSamples;
     (void)kDofSamples;

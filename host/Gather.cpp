@@ -90,8 +90,8 @@ PF_Err RunEffectors(GatherContext& context, AEGP_LayerH layer, const A_Time& tim
 
 }  // namespace
 
-void FindEffects(HostServices& host, AEGP_LayerH layer, const char* prefix,
-                 const char* alternative, std::vector<int32_t>& indices) {
+void FindEffects(HostServices& host, AEGP_LayerH layer, const char* prefix, const char* alternative,
+                 std::vector<int32_t>& indices) {
     const int32_t count = host.layerNumEffects(layer);
     for (int32_t i = 0; i < count; ++i) {
         const AEGP_EffectRefH effect = host.layerEffectByIndex(0, layer, i);
@@ -267,8 +267,8 @@ PF_Err Gather(HostServices& host, AEGP_LayerH layer, const A_Time& time, ObjectM
     return status;
 }
 
-PF_Err MixStackHash(HostServices& host, AEGP_LayerH layer, const A_Time& time,
-                    PF_ProgPtr effectRef, GuidMixInPtr mixIn, std::vector<uint32_t> visited) {
+PF_Err MixStackHash(HostServices& host, AEGP_LayerH layer, const A_Time& time, PF_ProgPtr effectRef,
+                    GuidMixInPtr mixIn, std::vector<uint32_t> visited) {
     const int32_t count = host.layerNumEffects(layer);
     host.layerId(layer);
     PF_Err err = PF_Err_NONE;

@@ -30,8 +30,8 @@ struct GatherContext {
     A_Time time;
 };
 
-void FindEffects(HostServices& host, AEGP_LayerH layer, const char* prefix,
-                 const char* alternative, std::vector<int32_t>& indices);
+void FindEffects(HostServices& host, AEGP_LayerH layer, const char* prefix, const char* alternative,
+                 std::vector<int32_t>& indices);
 PF_Err SendMessage(HostServices& host, AEGP_LayerH layer, const A_Time& time,
                    ObjectMessage& message, int32_t effectIndex, uint32_t requiredFlags);
 PF_Err QueryGroups(HostServices& host, AEGP_LayerH layer, const A_Time& time,
@@ -52,8 +52,8 @@ PF_Err RunRenderers(GatherContext& context, AEGP_LayerH layer, const A_Time& tim
                     ObjectMessage& message);
 
 // Mixes every effect's hash of the layer, and of the layers they depend on, into the key.
-PF_Err MixStackHash(HostServices& host, AEGP_LayerH layer, const A_Time& time,
-                    PF_ProgPtr effectRef, GuidMixInPtr mixIn, std::vector<uint32_t> visited);
+PF_Err MixStackHash(HostServices& host, AEGP_LayerH layer, const A_Time& time, PF_ProgPtr effectRef,
+                    GuidMixInPtr mixIn, std::vector<uint32_t> visited);
 
 // Adds a Points renderer to a layer that has a main effect and nothing else of the family.
 PF_Err AddDefaultRenderer(HostServices& host, AEGP_LayerH layer);

@@ -37,8 +37,7 @@ bool ComputeFaceCentroids(GeometryStore& store) {
             const int64_t a = int64_t(face.x) + range.vertexStart;
             const int64_t b = int64_t(face.y) + range.vertexStart;
             const int64_t c = int64_t(face.z) + range.vertexStart;
-            if (a < 0 || b < 0 || c < 0 || size_t(a) >= n || size_t(b) >= n || size_t(c) >= n)
-            {
+            if (a < 0 || b < 0 || c < 0 || size_t(a) >= n || size_t(b) >= n || size_t(c) >= n) {
                 complete = false;  // a corner outside the store: no centroid
                 continue;
             }
@@ -59,9 +58,12 @@ void ComputeFaceColors(GeometryStore& store) {
     for (const ObjectRange& range : store.ranges) {
         for (uint32_t f = range.faceStart; f < range.faceStart + range.faceCount; ++f) {
             const Vec3i& face = store.faces.at(f);
-            store.faceColorsA.push_back(store.colors.at(size_t(face.x + int64_t(range.vertexStart))));
-            store.faceColorsB.push_back(store.colors.at(size_t(face.y + int64_t(range.vertexStart))));
-            store.faceColorsC.push_back(store.colors.at(size_t(face.z + int64_t(range.vertexStart))));
+            store.faceColorsA.push_back(
+                store.colors.at(size_t(face.x + int64_t(range.vertexStart))));
+            store.faceColorsB.push_back(
+                store.colors.at(size_t(face.y + int64_t(range.vertexStart))));
+            store.faceColorsC.push_back(
+                store.colors.at(size_t(face.z + int64_t(range.vertexStart))));
         }
     }
 }

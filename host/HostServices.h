@@ -16,11 +16,13 @@
 
 namespace tv {
 
-[[noreturn]] inline void ThrowMissingService() { throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM}; }
+[[noreturn]] inline void ThrowMissingService() {
+    throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
+}
 
 // The task queue that runs work at idle on the host's main thread.
 class IdleSuite {
-public:
+  public:
     virtual ~IdleSuite() = default;
     // Runs the task later, at idle, on the host's main thread.
     virtual void queueTask(std::function<void()> task) = 0;
@@ -42,7 +44,7 @@ inline constexpr int32_t AEGP_ObjectType_CAMERA = 2;
 inline constexpr int32_t AEGP_LightType_POINT = 2;
 
 class HostServices {
-public:
+  public:
     virtual ~HostServices() = default;
 
     // ---- effects of a layer ----------------------------------------------------------------
@@ -59,8 +61,7 @@ public:
     virtual uint32_t effectFlags(AEGP_EffectRefH) { ThrowMissingService(); }
     virtual PF_Err disposeEffect(AEGP_EffectRefH) { ThrowMissingService(); }
     // Calls the effect's entry function with the command and the extra record.
-    virtual PF_Err effectCallGeneric(AEGP_PluginID, AEGP_EffectRefH, const A_Time&, PF_Cmd,
-                                     void*) {
+    virtual PF_Err effectCallGeneric(AEGP_PluginID, AEGP_EffectRefH, const A_Time&, PF_Cmd, void*) {
         ThrowMissingService();
     }
     // The effect reference of the calling instance; the caller disposes it.
@@ -116,7 +117,9 @@ public:
     virtual int32_t layerObjectType(AEGP_LayerH) { ThrowMissingService(); }  // 1 light, 2 camera
     virtual int32_t layerLightType(AEGP_LayerH) { ThrowMissingService(); }   // 2 point
     // Row-major layer-to-world matrix at a comp time.
-    virtual void layerToWorldXform(AEGP_LayerH, const A_Time&, double[16]) { ThrowMissingService(); }
+    virtual void layerToWorldXform(AEGP_LayerH, const A_Time&, double[16]) {
+        ThrowMissingService();
+    }
     virtual void compDimensions(AEGP_CompH, int32_t*, int32_t*) { ThrowMissingService(); }
 
     // ---- time ------------------------------------------------------------------------------
@@ -127,15 +130,12 @@ public:
     // Adds one parameter during PF_Cmd_PARAMS_SETUP, in table order.
     virtual PF_Err addParam(PF_ProgPtr, const ParamSpec&) { ThrowMissingService(); }
     // The value of parameter `index` at `time` (in `scale` ticks per second).
-    virtual PF_Err checkoutParam(PF_ProgPtr, int32_t, int32_t, int32_t, uint32_t,
-                                 PF_ParamDef*) {
+    virtual PF_Err checkoutParam(PF_ProgPtr, int32_t, int32_t, int32_t, uint32_t, PF_ParamDef*) {
         ThrowMissingService();
     }
     virtual PF_Err checkinParam(PF_ProgPtr, PF_ParamDef*) { ThrowMissingService(); }
     // Writes a new (static) value of parameter `index`, as the stream suite's set-value does.
-    virtual PF_Err setParamValue(PF_ProgPtr, int32_t, const PF_ParamDef&) {
-        ThrowMissingService();
-    }
+    virtual PF_Err setParamValue(PF_ProgPtr, int32_t, const PF_ParamDef&) { ThrowMissingService(); }
     // Shows or hides parameter `index` in the host's panel.
     virtual PF_Err setParamHidden(PF_ProgPtr, int32_t, bool) { ThrowMissingService(); }
 

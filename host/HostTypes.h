@@ -165,7 +165,9 @@ enum PF_ParamType : int32_t {
 
 using PF_Fixed = int32_t;  // 16.16 fixed point
 inline constexpr double kFixedOne = 65536.0;
-inline double FixedToDouble(PF_Fixed f) { return f / kFixedOne; }
+inline double FixedToDouble(PF_Fixed f) {
+    return f / kFixedOne;
+}
 inline PF_Fixed DoubleToFixed(double d) {
     return static_cast<PF_Fixed>(d * kFixedOne + (d < 0 ? -0.5 : 0.5));
 }
@@ -174,18 +176,18 @@ inline PF_Fixed DoubleToFixed(double d) {
 struct PF_ParamDef {
     PF_ParamType param_type = PF_Param_RESERVED;
     union U {
-        int32_t layerId;      // LAYER: layer id, 0 = none
-        int32_t slider;       // SLIDER
-        PF_Fixed fixed;       // FIX_SLIDER, ANGLE (degrees in 16.16)
-        int32_t checkbox;     // CHECKBOX
-        PF_Pixel8 color;      // COLOR
-        PF_Fixed point[2];    // POINT
-        double point3d[3];    // POINT_3D
-        int32_t popup;        // POPUP, 1-based, separators counted
-        double floatValue;    // FLOAT_SLIDER
-        PF_Handle arbData;    // ARBITRARY_DATA
-        uint32_t pathId;      // PATH: mask id, 0 = none
-        PF_EffectWorld* ld;   // params[0] under PF_Cmd_RENDER: the input layer's pixels
+        int32_t layerId;     // LAYER: layer id, 0 = none
+        int32_t slider;      // SLIDER
+        PF_Fixed fixed;      // FIX_SLIDER, ANGLE (degrees in 16.16)
+        int32_t checkbox;    // CHECKBOX
+        PF_Pixel8 color;     // COLOR
+        PF_Fixed point[2];   // POINT
+        double point3d[3];   // POINT_3D
+        int32_t popup;       // POPUP, 1-based, separators counted
+        double floatValue;   // FLOAT_SLIDER
+        PF_Handle arbData;   // ARBITRARY_DATA
+        uint32_t pathId;     // PATH: mask id, 0 = none
+        PF_EffectWorld* ld;  // params[0] under PF_Cmd_RENDER: the input layer's pixels
     } u{};
 };
 
@@ -247,11 +249,11 @@ struct PF_ArbParamsExtra {
 // The extra records of the smart-render protocol.
 using PF_GuidMixInPtr = PF_Err (*)(PF_ProgPtr effect_ref, uint32_t size, const void* data);
 struct PF_PreRenderExtra {
-    PF_LRect request_rect;      // what the host asks for
-    PF_LRect result_rect;       // what the effect will produce
-    PF_LRect max_result_rect;   // the most it could produce
+    PF_LRect request_rect;     // what the host asks for
+    PF_LRect result_rect;      // what the effect will produce
+    PF_LRect max_result_rect;  // the most it could produce
     PF_GuidMixInPtr guid_mix_in = nullptr;
-    uint64_t frame_key = 0;     // the key the effect mixed, as the host sees it
+    uint64_t frame_key = 0;  // the key the effect mixed, as the host sees it
 };
 struct PF_SmartRenderExtra {
     int32_t bit_depth = 8;  // of the worlds the host will hand out
@@ -262,6 +264,8 @@ using PF_EntryFunc = PF_Err (*)(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_
                                 PF_ParamDef* params[], PF_LayerDef* output, void* extra);
 
 // Time helpers.
-inline double TimeToSeconds(A_Time t) { return t.scale ? double(t.value) / double(t.scale) : 0.0; }
+inline double TimeToSeconds(A_Time t) {
+    return t.scale ? double(t.value) / double(t.scale) : 0.0;
+}
 
 }  // namespace tv

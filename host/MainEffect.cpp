@@ -106,17 +106,25 @@ PF_Err Dispatch(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDe
             WriteAbout(out_data, "Tavrin",
                        "Next Gen 3D Plugin to Create Organic Structures & Networks.");
             return PF_Err_NONE;
-        case PF_Cmd_GLOBAL_SETUP: return GlobalSetup(in_data, out_data);
-        case PF_Cmd_GLOBAL_SETDOWN: return GlobalSetdown(in_data);
-        case PF_Cmd_PARAMS_SETUP: return SetupParams(in_data, out_data, MainEffectParams());
-        case PF_Cmd_SEQUENCE_SETUP: return SequenceSetup(in_data, out_data);
-        case PF_Cmd_SEQUENCE_RESETUP: return ResetupSequence(in_data, out_data);
-        case PF_Cmd_SEQUENCE_FLATTEN: return FlattenSequence(in_data, out_data);
-        case PF_Cmd_SEQUENCE_SETDOWN: return SetdownSequence(in_data, out_data);
+        case PF_Cmd_GLOBAL_SETUP:
+            return GlobalSetup(in_data, out_data);
+        case PF_Cmd_GLOBAL_SETDOWN:
+            return GlobalSetdown(in_data);
+        case PF_Cmd_PARAMS_SETUP:
+            return SetupParams(in_data, out_data, MainEffectParams());
+        case PF_Cmd_SEQUENCE_SETUP:
+            return SequenceSetup(in_data, out_data);
+        case PF_Cmd_SEQUENCE_RESETUP:
+            return ResetupSequence(in_data, out_data);
+        case PF_Cmd_SEQUENCE_FLATTEN:
+            return FlattenSequence(in_data, out_data);
+        case PF_Cmd_SEQUENCE_SETDOWN:
+            return SetdownSequence(in_data, out_data);
         case PF_Cmd_USER_CHANGED_PARAM:
             return MainUserChangedParam(in_data, out_data, params,
                                         static_cast<const PF_UserChangedParamExtra*>(extra));
-        case PF_Cmd_UPDATE_PARAMS_UI: return MainUpdateParamsUI(in_data, out_data, params);
+        case PF_Cmd_UPDATE_PARAMS_UI:
+            return MainUpdateParamsUI(in_data, out_data, params);
         case PF_Cmd_COMPLETELY_GENERAL:
             return CompletelyGeneral(in_data, static_cast<ObjectMessage*>(extra));
         case PF_Cmd_QUERY_DYNAMIC_FLAGS:
@@ -127,7 +135,8 @@ PF_Err Dispatch(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDe
             return PF_Err_NONE;
         case PF_Cmd_ARBITRARY_CALLBACK: {
             const auto* arb = static_cast<const PF_ArbParamsExtra*>(extra);
-            if (!arb || reinterpret_cast<uintptr_t>(arb->refconPV) != 0x41537472) return PF_Err_NONE;
+            if (!arb || reinterpret_cast<uintptr_t>(arb->refconPV) != 0x41537472)
+                return PF_Err_NONE;
             // The text parameter's handler is not built yet.
             return PF_Err_NONE;
         }
@@ -135,7 +144,8 @@ PF_Err Dispatch(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDe
             return MainPreRender(in_data, out_data, static_cast<PF_PreRenderExtra*>(extra));
         case PF_Cmd_SMART_RENDER:
             return MainSmartRender(in_data, out_data, static_cast<PF_SmartRenderExtra*>(extra));
-        default: return PF_Err_NONE;
+        default:
+            return PF_Err_NONE;
     }
 }
 
@@ -150,8 +160,8 @@ bool MainHasGLFramework(PF_InData* in_data) {
     return has;
 }
 
-PF_Err EntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
-                      PF_ParamDef* params[], PF_LayerDef* /*output*/, void* extra) {
+PF_Err EntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[],
+                      PF_LayerDef* /*output*/, void* extra) {
     if (cmd < 0 || cmd >= PF_Cmd_NUM_CMDS) return PF_Err_NONE;
     try {
         return Dispatch(cmd, in_data, out_data, params, extra);

@@ -90,12 +90,12 @@ PF_Err ApplyVisibility(PF_InData* in_data, HostServices& host) {
     const bool customBlur = Checkout(in_data, host, kMainMotionBlur).u.popup == 3;
     const bool unified = Checkout(in_data, host, kMainUnified).u.checkbox != 0;
     const std::pair<int32_t, bool> rules[] = {
-        {kMainBlurFactor, !dofCustom},      {kMainLightNames, !useLights},
-        {kMainShadingMode, !useLights},     {kMainShadingRadius, !useLights},
-        {kMainShadingFalloff, !useLights},  {kMainShutterAngle, !customBlur},
-        {kMainShutterPhase, !customBlur},   {kMainRenderQuality, !unified},
-        {kMainDofGroup, !unified},          {kMainMotionBlurGroup, !unified},
-        {kMainVisibilityGroup, !unified},   {kMainReRender, true},
+        {kMainBlurFactor, !dofCustom},     {kMainLightNames, !useLights},
+        {kMainShadingMode, !useLights},    {kMainShadingRadius, !useLights},
+        {kMainShadingFalloff, !useLights}, {kMainShutterAngle, !customBlur},
+        {kMainShutterPhase, !customBlur},  {kMainRenderQuality, !unified},
+        {kMainDofGroup, !unified},         {kMainMotionBlurGroup, !unified},
+        {kMainVisibilityGroup, !unified},  {kMainReRender, true},
     };
     for (const auto& [index, hidden] : rules)
         if (const PF_Err err = ShowParameter(in_data, index, hidden)) return err;
@@ -104,7 +104,9 @@ PF_Err ApplyVisibility(PF_InData* in_data, HostServices& host) {
 
 }  // namespace
 
-ParamTable MainEffectParams() { return kMainTable; }
+ParamTable MainEffectParams() {
+    return kMainTable;
+}
 
 PF_Err MainUserChangedParam(PF_InData* in_data, PF_OutData* /*out_data*/, PF_ParamDef* /*params*/[],
                             const PF_UserChangedParamExtra* extra) {
@@ -117,7 +119,8 @@ PF_Err MainUserChangedParam(PF_InData* in_data, PF_OutData* /*out_data*/, PF_Par
                 host.reportInfo("Export SVG is not available in this build yet.");
                 break;
             case kMainUnified:
-                if (Checkout(in_data, host, kMainUnified).u.checkbox && !MainHasGLFramework(in_data)) {
+                if (Checkout(in_data, host, kMainUnified).u.checkbox &&
+                    !MainHasGLFramework(in_data)) {
                     host.reportInfo(kNoGpuMessage);
                     PF_ParamDef off = DefaultParamValue(kMainTable[kMainUnified]);
                     off.u.checkbox = 0;

@@ -19,7 +19,9 @@ void MixIn(HashSink* sink, const void* data, int32_t size) {
         sink->mixInCallback(sink->effectRef, static_cast<uint32_t>(size), data);
 }
 
-void PushRenderItem(RenderList* list, const RenderItem* item) { list->items.push_back(*item); }
+void PushRenderItem(RenderList* list, const RenderItem* item) {
+    list->items.push_back(*item);
+}
 
 void RequestLayer(RenderList* list, uint32_t layerId, uint64_t time) {
     list->requests.push_back(LayerRequest{layerId, UnpackTime(time)});
@@ -53,13 +55,17 @@ int16_t ObjectMessage::payloadGroup() const {
     std::memcpy(&g, payload, 2);
     return g;
 }
-void ObjectMessage::setPayloadGroup(int16_t group) { std::memcpy(payload, &group, 2); }
+void ObjectMessage::setPayloadGroup(int16_t group) {
+    std::memcpy(payload, &group, 2);
+}
 int32_t ObjectMessage::payloadInt() const {
     int32_t v;
     std::memcpy(&v, payload, 4);
     return v;
 }
-void ObjectMessage::setPayloadInt(int32_t value) { std::memcpy(payload, &value, 4); }
+void ObjectMessage::setPayloadInt(int32_t value) {
+    std::memcpy(payload, &value, 4);
+}
 
 PF_Err InitObjectMessage(ObjectMessage& m) {
     m.magic = kTavrMagic;

@@ -13,7 +13,7 @@ uint64_t Fnv1a64(const void* data, size_t size);
 uint64_t HashCombine(uint64_t seed, uint64_t h);
 
 class ParamHasher {
-public:
+  public:
     explicit ParamHasher(uint64_t seed) : seed_(seed) {}
     ParamHasher& add(int32_t v) { return bytes(&v, sizeof v); }
     ParamHasher& add(uint32_t v) { return bytes(&v, sizeof v); }
@@ -35,7 +35,7 @@ public:
     }
     uint64_t value() const { return seed_; }
 
-private:
+  private:
     uint64_t seed_;
 };
 

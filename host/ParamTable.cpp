@@ -27,11 +27,19 @@ PF_ParamDef DefaultParamValue(const ParamSpec& spec) {
     PF_ParamDef def;
     def.param_type = spec.type;
     switch (spec.type) {
-        case PF_Param_LAYER: def.u.layerId = 0; break;
-        case PF_Param_SLIDER: def.u.slider = static_cast<int32_t>(spec.def[0]); break;
+        case PF_Param_LAYER:
+            def.u.layerId = 0;
+            break;
+        case PF_Param_SLIDER:
+            def.u.slider = static_cast<int32_t>(spec.def[0]);
+            break;
         case PF_Param_FIX_SLIDER:
-        case PF_Param_ANGLE: def.u.fixed = DoubleToFixed(spec.def[0]); break;
-        case PF_Param_CHECKBOX: def.u.checkbox = spec.def[0] != 0; break;
+        case PF_Param_ANGLE:
+            def.u.fixed = DoubleToFixed(spec.def[0]);
+            break;
+        case PF_Param_CHECKBOX:
+            def.u.checkbox = spec.def[0] != 0;
+            break;
         case PF_Param_COLOR:
             def.u.color = PF_Pixel8{255, static_cast<uint8_t>(spec.def[0] * 255 + 0.5),
                                     static_cast<uint8_t>(spec.def[1] * 255 + 0.5),
@@ -44,9 +52,14 @@ PF_ParamDef DefaultParamValue(const ParamSpec& spec) {
         case PF_Param_POINT_3D:
             for (int i = 0; i < 3; ++i) def.u.point3d[i] = spec.def[i];
             break;
-        case PF_Param_POPUP: def.u.popup = static_cast<int32_t>(spec.def[0]); break;
-        case PF_Param_FLOAT_SLIDER: def.u.floatValue = spec.def[0]; break;
-        default: break;
+        case PF_Param_POPUP:
+            def.u.popup = static_cast<int32_t>(spec.def[0]);
+            break;
+        case PF_Param_FLOAT_SLIDER:
+            def.u.floatValue = spec.def[0];
+            break;
+        default:
+            break;
     }
     return def;
 }

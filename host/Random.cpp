@@ -24,7 +24,8 @@ void MTRand_int32::regenerate() {
     auto twiddle = [](uint32_t u, uint32_t v) {
         return (((u & 0x80000000u) | (v & 0x7FFFFFFFu)) >> 1) ^ ((v & 1u) ? 0x9908B0DFu : 0u);
     };
-    for (int i = 0; i < kN - kM; ++i) state_[i] = state_[i + kM] ^ twiddle(state_[i], state_[i + 1]);
+    for (int i = 0; i < kN - kM; ++i)
+        state_[i] = state_[i + kM] ^ twiddle(state_[i], state_[i + 1]);
     for (int i = kN - kM; i < kN - 1; ++i)
         state_[i] = state_[i + kM - kN] ^ twiddle(state_[i], state_[i + 1]);
     state_[kN - 1] = state_[kM - 1] ^ twiddle(state_[kN - 1], state_[0]);

@@ -9,7 +9,7 @@
 namespace tv {
 
 class MTRand_int32 {
-public:
+  public:
     MTRand_int32() = default;
     explicit MTRand_int32(uint32_t s) { seed(s); }
     virtual ~MTRand_int32() = default;
@@ -22,7 +22,7 @@ public:
     // Guards the shared state across a seed-and-draw sequence.
     static std::unique_lock<std::recursive_mutex> lock();
 
-private:
+  private:
     static constexpr int kN = 624;
     static constexpr int kM = 397;
     static void regenerate();
@@ -34,7 +34,7 @@ private:
 
 // Draws doubles in 0..1: next() * 2^-32.
 class MTRand : public MTRand_int32 {
-public:
+  public:
     MTRand() = default;
     explicit MTRand(uint32_t s) : MTRand_int32(s) {}
     double operator()() { return next() * 2.3283064365386963e-10; }

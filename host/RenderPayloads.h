@@ -10,9 +10,9 @@
 namespace tv {
 
 struct PointsPayload {
-    uint32_t* vertices = nullptr;      // indices into the store
-    A_Time* times = nullptr;           // sprite sample times
-    uint32_t* sampleIndex = nullptr;   // per listed vertex, into times
+    uint32_t* vertices = nullptr;     // indices into the store
+    A_Time* times = nullptr;          // sprite sample times
+    uint32_t* sampleIndex = nullptr;  // per listed vertex, into times
     uint32_t vertexCount = 0;
     uint32_t timeCount = 0;
     uint8_t overrideColor = 0;

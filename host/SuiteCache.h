@@ -7,7 +7,7 @@
 namespace tv {
 
 class SuiteCache {
-public:
+  public:
     explicit SuiteCache(const PF_InData* in_data)
         : host_(in_data ? in_data->pica_basicP : nullptr) {
         if (!host_) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
@@ -15,7 +15,7 @@ public:
     HostServices& host() const { return *host_; }
     HostServices* operator->() const { return host_; }
 
-private:
+  private:
     HostServices* host_;
 };
 

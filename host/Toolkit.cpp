@@ -5,7 +5,9 @@
 
 namespace tv {
 
-ParamTable TavrKitParams() { return {}; }
+ParamTable TavrKitParams() {
+    return {};
+}
 
 PF_Err TavrKitEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                              PF_ParamDef* /*params*/[], PF_LayerDef* /*output*/, void* /*extra*/) {

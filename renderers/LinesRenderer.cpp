@@ -19,10 +19,23 @@ namespace {
 using namespace params;
 
 enum : int32_t {
-    kMaxVertices = 1, kMaxDistance = 2, kColorsFromVertices = 3, kLinesColor = 4,
-    kOpacityFromVertices = 5, kLinesOpacity = 6, kOpacityCurve = 7, kThickness = 8,
-    kThicknessCurve = 9, kScaleFromPoints = 10, kPerspective = 11, kCalcMode = 12,
-    kFrameButton = 13, kFrameNum = 14, kInterval = 15, kDrawBetween = 16, kFirstGroup = 17,
+    kMaxVertices = 1,
+    kMaxDistance = 2,
+    kColorsFromVertices = 3,
+    kLinesColor = 4,
+    kOpacityFromVertices = 5,
+    kLinesOpacity = 6,
+    kOpacityCurve = 7,
+    kThickness = 8,
+    kThicknessCurve = 9,
+    kScaleFromPoints = 10,
+    kPerspective = 11,
+    kCalcMode = 12,
+    kFrameButton = 13,
+    kFrameNum = 14,
+    kInterval = 15,
+    kDrawBetween = 16,
+    kFirstGroup = 17,
     kSecondGroup = 18,
 };
 
@@ -160,7 +173,10 @@ uint64_t Hash(const LinesParams& p) {
     ParamHasher h(243);
     for (float c : p.color) h.add(c);
     h.add(p.thickness).add(p.search.maxDistance);
-    h.add(p.search.maxVertices).add(p.search.drawBetween).add(p.search.firstGroup).add(p.search.secondGroup);
+    h.add(p.search.maxVertices)
+        .add(p.search.drawBetween)
+        .add(p.search.firstGroup)
+        .add(p.search.secondGroup);
     for (bool b : {p.getOpacity, p.getColors, p.getScale, p.perspective}) h.add(int32_t(b));
     h.add(p.calcMode).add(p.t0).add(p.t1).add(p.frameTime).add(p.duration).add(p.scale);
     for (float v : p.search.opacityCurve.samples) h.add(v);
@@ -252,23 +268,21 @@ PF_Err Message(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
             return PF_Err_NONE;
         case kObjGetTarget:
             return PF_Err_NONE;
-        case kObjSetGroup: {
-            const int16_t g = m.payloadGroup();
-            PF_ParamDef v = DefaultParamValue(kTable[kDrawBetween]);
-            v.u.popup = (g >= 1 && g <= 10) ? g : 12;
-            return SuiteCache(in)->setParamValue(in->effect_ref, kDrawBetween, v);
-        }
+        case kObjSetGroup:
+            // Meant for effects with "Effect Only Group"; here it lands on "Draw Lines Between".
+            return WriteGroupPopup(in, kTable[kDrawBetween], m.payloadGroup());
         case kObjMixHash: {
             const LinesParams p = Read(in);
-            const uint64_t h = Hash(p);
-            m.mixIn(m.hash, &h, 8);
+            MixHashInto(m, Hash(p));
             if (p.calcMode != 1) {
                 SuiteCache suites(in);
                 const AEGP_EffectRefH self = suites->effectFromInstance(0, in->effect_ref);
                 const AEGP_LayerH layer = suites->effectLayer(self);
                 suites->disposeEffect(self);
                 for (int32_t t : FrameList(in, p))
-                    m.addDependency(m.hash, layer, PackTime(suites->convertLayerToCompTime(layer, A_Time{t, in->time_scale})));
+                    m.addDependency(
+                        m.hash, layer,
+                        PackTime(suites->convertLayerToCompTime(layer, A_Time{t, in->time_scale})));
             }
             return PF_Err_NONE;
         }
@@ -318,7 +332,9 @@ const SubEffectHandlers kHandlers = MakeHandlers();
 
 }  // namespace
 
-ParamTable LinesRenderParams() { return kTable; }
+ParamTable LinesRenderParams() {
+    return kTable;
+}
 
 PF_Err LinesRenderEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                                  PF_ParamDef* params[], PF_LayerDef* output, void* extra) {

@@ -26,18 +26,18 @@ struct PositionsAdaptor {
     }
 };
 
-using KdTree = nanoflann::KDTreeSingleIndexAdaptor<
-    nanoflann::L2_Simple_Adaptor<float, PositionsAdaptor>, PositionsAdaptor, 3, uint32_t>;
+using KdTree =
+    nanoflann::KDTreeSingleIndexAdaptor<nanoflann::L2_Simple_Adaptor<float, PositionsAdaptor>,
+                                        PositionsAdaptor, 3, uint32_t>;
 
 constexpr int32_t kQueriesPerJob = 1024;
 
 }  // namespace
 
 void SearchNeighbours(const SearchSettings& s, const std::vector<Vec3f>& search,
-                      const std::vector<Vec3f>& queries, uint32_t searchStart,
-                      uint32_t searchCount, uint32_t queryStart, uint32_t queryCount,
-                      ConnectionSet& out, const ParallelFor& parallel,
-                      const std::vector<uint32_t>* indexMap) {
+                      const std::vector<Vec3f>& queries, uint32_t searchStart, uint32_t searchCount,
+                      uint32_t queryStart, uint32_t queryCount, ConnectionSet& out,
+                      const ParallelFor& parallel, const std::vector<uint32_t>* indexMap) {
     if (s.maxVertices <= 0 || search.empty() || queries.empty()) return;
     if (searchStart >= search.size() || queryStart >= queries.size()) return;
     if (size_t(searchStart) + searchCount > search.size() ||
@@ -55,7 +55,8 @@ void SearchNeighbours(const SearchSettings& s, const std::vector<Vec3f>& search,
     // When the queries are the searched points themselves, visit them in the tree's leaf order:
     // neighbouring queries then walk the same nodes, which keeps the caches warm. Results go to
     // each query's own row, so the output does not depend on the visiting order.
-    const bool sameSet = &search == &queries && searchStart == queryStart && searchCount == queryCount;
+    const bool sameSet =
+        &search == &queries && searchStart == queryStart && searchCount == queryCount;
     const auto& leafOrder = tree.vAcc;
     auto job = [&](int32_t j) {
         const uint32_t first = uint32_t(j) * kQueriesPerJob;
@@ -99,7 +100,9 @@ void SearchNeighbours(const SearchSettings& s, const std::vector<Vec3f>& search,
 
 namespace {
 
-bool ValidRange(const GroupRange& r) { return r.start != GroupRange::kUnsetStart && r.count >= 1; }
+bool ValidRange(const GroupRange& r) {
+    return r.start != GroupRange::kUnsetStart && r.count >= 1;
+}
 
 void Shift(GeometryStore& store, float factor) {
     const size_t n = std::min(store.positions.size(), store.jitter.size());
@@ -124,7 +127,9 @@ void ConnectionsOfGeometry(const SearchSettings& s, GeometryStore& store, Connec
         case kSameGroup:
             for (int32_t g = 1; g <= 10; ++g) {
                 const GroupRange r = store.vertexGroups[g];
-                if (ValidRange(r)) SearchNeighbours(s, pos, pos, r.start, r.count, r.start, r.count, out, parallel);
+                if (ValidRange(r))
+                    SearchNeighbours(s, pos, pos, r.start, r.count, r.start, r.count, out,
+                                     parallel);
             }
             break;
         case kOneGroup:
@@ -160,8 +165,8 @@ void ConnectionsOfGeometry(const SearchSettings& s, GeometryStore& store, Connec
     Shift(store, -1.0f);
 }
 
-bool BlendConnections(const ConnectionSet& a, const ConnectionSet& b, float factorA,
-                      float factorB, ConnectionSet& out) {
+bool BlendConnections(const ConnectionSet& a, const ConnectionSet& b, float factorA, float factorB,
+                      ConnectionSet& out) {
     auto order = [](const ConnectionSet& s) {
         std::vector<size_t> idx(s.size());
         std::iota(idx.begin(), idx.end(), size_t(0));
@@ -172,7 +177,9 @@ bool BlendConnections(const ConnectionSet& a, const ConnectionSet& b, float fact
         return idx;
     };
     const std::vector<size_t> ia = order(a), ib = order(b);
-    auto key = [](const ConnectionSet& s, size_t i) { return std::pair(s.pairs[2 * i], s.pairs[2 * i + 1]); };
+    auto key = [](const ConnectionSet& s, size_t i) {
+        return std::pair(s.pairs[2 * i], s.pairs[2 * i + 1]);
+    };
     auto append = [&out](std::pair<int32_t, int32_t> p, float op, float th) {
         out.pairs.push_back(p.first);
         out.pairs.push_back(p.second);
@@ -193,8 +200,10 @@ bool BlendConnections(const ConnectionSet& a, const ConnectionSet& b, float fact
         }
     }
     for (const auto& [x, y] : common) {
-        const float op = (b.opacityFactors[y] - a.opacityFactors[x]) * factorA + a.opacityFactors[x];
-        const float th = (b.thicknessFactors[y] - a.thicknessFactors[x]) * factorA + a.thicknessFactors[x];
+        const float op =
+            (b.opacityFactors[y] - a.opacityFactors[x]) * factorA + a.opacityFactors[x];
+        const float th =
+            (b.thicknessFactors[y] - a.thicknessFactors[x]) * factorA + a.thicknessFactors[x];
         append(key(a, x), op, th);
     }
     for (const auto& [side, x] : alone) {

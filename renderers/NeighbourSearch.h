@@ -19,7 +19,11 @@ struct ConnectionSet {
 };
 
 enum DrawBetween : int32_t {
-    kSameGroup = 1, kDifferentGroups = 2, kAllGroupsLines = 3, kOneGroup = 4, kTwoGroups = 5,
+    kSameGroup = 1,
+    kDifferentGroups = 2,
+    kAllGroupsLines = 3,
+    kOneGroup = 4,
+    kTwoGroups = 5,
 };
 
 struct SearchSettings {
@@ -38,9 +42,9 @@ using ParallelFor = std::function<void(int32_t count, const std::function<void(i
 // One search: queries [queryStart, +queryCount) against [searchStart, +searchCount). `indexMap`,
 // when given, maps rows of the search array to store indices.
 void SearchNeighbours(const SearchSettings& s, const std::vector<Vec3f>& search,
-                      const std::vector<Vec3f>& queries, uint32_t searchStart,
-                      uint32_t searchCount, uint32_t queryStart, uint32_t queryCount,
-                      ConnectionSet& out, const ParallelFor& parallel = {},
+                      const std::vector<Vec3f>& queries, uint32_t searchStart, uint32_t searchCount,
+                      uint32_t queryStart, uint32_t queryCount, ConnectionSet& out,
+                      const ParallelFor& parallel = {},
                       const std::vector<uint32_t>* indexMap = nullptr);
 
 // All connections of one geometry by "Draw Lines Between", searched on positions shifted by the
@@ -49,7 +53,7 @@ void ConnectionsOfGeometry(const SearchSettings& s, GeometryStore& store, Connec
                            const ParallelFor& parallel = {});
 
 // Blends connections found at two times: common pairs interpolate, the others fade.
-bool BlendConnections(const ConnectionSet& a, const ConnectionSet& b, float factorA,
-                      float factorB, ConnectionSet& out);
+bool BlendConnections(const ConnectionSet& a, const ConnectionSet& b, float factorA, float factorB,
+                      ConnectionSet& out);
 
 }  // namespace tv

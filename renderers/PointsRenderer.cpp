@@ -17,10 +17,24 @@ namespace {
 using namespace params;
 
 enum : int32_t {
-    kSize = 1, kScaleFromVertices = 2, kXOffset = 4, kYOffset = 5, kZOffset = 6,
-    kColorFromVertices = 8, kColor = 9, kOpacityFromVertices = 10, kOpacity = 11, kSprite = 12,
-    kSpriteGroup = 13, kTimeSampling = 14, kLoopType = 15, kSeed = 16, kMaxSamples = 17,
-    kPerspective = 19, kOnlyConnected = 20, kGroup = 21,
+    kSize = 1,
+    kScaleFromVertices = 2,
+    kXOffset = 4,
+    kYOffset = 5,
+    kZOffset = 6,
+    kColorFromVertices = 8,
+    kColor = 9,
+    kOpacityFromVertices = 10,
+    kOpacity = 11,
+    kSprite = 12,
+    kSpriteGroup = 13,
+    kTimeSampling = 14,
+    kLoopType = 15,
+    kSeed = 16,
+    kMaxSamples = 17,
+    kPerspective = 19,
+    kOnlyConnected = 20,
+    kGroup = 21,
 };
 
 constexpr ParamSpec kTable[] = {
@@ -96,7 +110,8 @@ uint64_t Hash(const PointsParams& p) {
 
 PF_Err Contribute(PF_InData* in, ObjectMessage& m, const PointsParams& p) {
     SuiteCache suites(in);
-    const A_Time now = suites->convertEffectToCompTime(in->effect_ref, in->current_time, in->time_scale);
+    const A_Time now =
+        suites->convertEffectToCompTime(in->effect_ref, in->current_time, in->time_scale);
     GeometryStore& store = *m.geometry;
     const IndexRange range = GroupVertexRange(store, p.group);
     RenderItem item;
@@ -148,17 +163,11 @@ PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
             return PF_Err_NONE;
         case kObjGetTarget:
             return PF_Err_NONE;
-        case kObjSetGroup: {
-            const int16_t g = m.payloadGroup();
-            PF_ParamDef v = DefaultParamValue(kTable[kGroup]);
-            v.u.popup = (g >= 1 && g <= 10) ? g : 12;
-            return SuiteCache(in)->setParamValue(in->effect_ref, kGroup, v);
-        }
-        case kObjMixHash: {
-            const uint64_t h = Hash(Read(in));
-            m.mixIn(m.hash, &h, 8);
+        case kObjSetGroup:
+            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
+        case kObjMixHash:
+            MixHashInto(m, Hash(Read(in)));
             return PF_Err_NONE;
-        }
         default:
             return Contribute(in, m, Read(in));
     }
@@ -167,8 +176,10 @@ PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
 PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
     const PointsParams p = Read(in);
     const std::pair<int32_t, bool> rules[] = {
-        {kOpacity, !p.overrideOpacity}, {kColor, !p.overrideColor},
-        {kLoopType, p.timeSampling != kSampleRandomLoop}, {kSeed, p.timeSampling == kSampleCurrent},
+        {kOpacity, !p.overrideOpacity},
+        {kColor, !p.overrideColor},
+        {kLoopType, p.timeSampling != kSampleRandomLoop},
+        {kSeed, p.timeSampling == kSampleCurrent},
         {kSpriteGroup, !p.hasSprite},
     };
     for (const auto& [index, hidden] : rules)
@@ -191,7 +202,9 @@ const SubEffectHandlers kHandlers = MakeHandlers();
 
 }  // namespace
 
-ParamTable PointsRenderParams() { return kTable; }
+ParamTable PointsRenderParams() {
+    return kTable;
+}
 
 PF_Err PointsRenderEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                                   PF_ParamDef* params[], PF_LayerDef* output, void* extra) {

@@ -16,10 +16,10 @@ struct SampleInputs {
     int32_t loopType = kLoopNormal;
     int32_t randomSeed = 1;
     int32_t maxSamples = 64;
-    uint32_t count = 0;         // vertices in the range
-    A_Time spriteDuration;      // in the sprite's time scale
-    A_Time compFrame;           // one comp frame
-    A_Time now;                 // the current time
+    uint32_t count = 0;     // vertices in the range
+    A_Time spriteDuration;  // in the sprite's time scale
+    A_Time compFrame;       // one comp frame
+    A_Time now;             // the current time
 };
 
 // Builds times and indices; returns false (and leaves them untouched) when nothing is built.

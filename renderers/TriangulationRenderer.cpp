@@ -17,10 +17,12 @@ SubEffectHandlers MakeHandlers() {
 const SubEffectHandlers kHandlers = MakeHandlers();
 }  // namespace
 
-ParamTable TriangleRenderParams() { return {}; }
+ParamTable TriangleRenderParams() {
+    return {};
+}
 
-PF_Err TriangleRenderEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[],
-                  PF_LayerDef* output, void* extra) {
+PF_Err TriangleRenderEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
+                                    PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
     return SubEffectEntry(EffectTable()[15], kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }

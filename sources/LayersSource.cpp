@@ -1,6 +1,6 @@
-// "Tavrin Layers Object": Layer Object Source, Create a Tavrin from the Point Lights/3D Nulls/3D Layers in the Composition.
-// Its own logic is not built yet: it answers the host's commands, keeps its sequence record and
-// adds nothing to a frame.
+// "Tavrin Layers Object": Layer Object Source, Create a Tavrin from the Point Lights/3D Nulls/3D
+// Layers in the Composition. Its own logic is not built yet: it answers the host's commands, keeps
+// its sequence record and adds nothing to a frame.
 #include "host/EffectTemplate.h"
 #include "resources/EntryPoints.h"
 
@@ -15,10 +15,12 @@ SubEffectHandlers MakeHandlers() {
 const SubEffectHandlers kHandlers = MakeHandlers();
 }  // namespace
 
-ParamTable LightSourceParams() { return {}; }
+ParamTable LightSourceParams() {
+    return {};
+}
 
-PF_Err LightSourceEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[],
-                  PF_LayerDef* output, void* extra) {
+PF_Err LightSourceEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
+                                 PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
     return SubEffectEntry(EffectTable()[5], kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }

@@ -15,10 +15,12 @@ SubEffectHandlers MakeHandlers() {
 const SubEffectHandlers kHandlers = MakeHandlers();
 }  // namespace
 
-ParamTable PathSourceParams() { return {}; }
+ParamTable PathSourceParams() {
+    return {};
+}
 
-PF_Err PathSourceEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[],
-                  PF_LayerDef* output, void* extra) {
+PF_Err PathSourceEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
+                                PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
     return SubEffectEntry(EffectTable()[6], kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }

@@ -109,9 +109,12 @@ void Faces(const PrimitiveSettings& s, PrimitiveGeometry& g) {
     };
     auto corner = [&](int32_t r, int32_t q, int32_t p) {
         switch (s.faceMode) {
-            case kFacesXZ: return index(r, p, q);
-            case kFacesYZ: return index(p, q, r);
-            default: return index(r, q, p);
+            case kFacesXZ:
+                return index(r, p, q);
+            case kFacesYZ:
+                return index(p, q, r);
+            default:
+                return index(r, q, p);
         }
     };
     for (int32_t p = 0; p < c; ++p)
@@ -166,7 +169,8 @@ void AppendPrimitive(const PrimitiveSettings& s, const PrimitiveGeometry& g, Geo
     for (size_t v = 0; v < n; ++v)
         store.positions.push_back({float(g.positions[v * 3]), float(g.positions[v * 3 + 1]),
                                    float(g.positions[v * 3 + 2])});
-    store.colors.insert(store.colors.end(), n, Color4f{s.color[0], s.color[1], s.color[2], s.color[3]});
+    store.colors.insert(store.colors.end(), n,
+                        Color4f{s.color[0], s.color[1], s.color[2], s.color[3]});
     store.uvw.insert(store.uvw.end(), g.uvw.begin(), g.uvw.end());
     store.lattice.insert(store.lattice.end(), g.lattice.begin(), g.lattice.end());
     store.faces.insert(store.faces.end(), g.faces.begin(), g.faces.end());

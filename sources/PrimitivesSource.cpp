@@ -16,10 +16,28 @@ namespace {
 using namespace params;
 
 enum : int32_t {
-    kType = 1, kCubeGroup = 2, kXPoints = 3, kYPoints = 4, kZPoints = 5, kCubeWidth = 6,
-    kCubeHeight = 7, kCubeDepth = 8, kSphereGroup = 10, kSphereRadius = 11, kSlices = 12,
-    kStacks = 13, kLayers = 14, kFaces = 16, kCenterXY = 18, kCenterZ = 19, kRotateX = 20,
-    kRotateY = 21, kRotateZ = 22, kColor = 24, kOpacity = 25, kGroup = 26,
+    kType = 1,
+    kCubeGroup = 2,
+    kXPoints = 3,
+    kYPoints = 4,
+    kZPoints = 5,
+    kCubeWidth = 6,
+    kCubeHeight = 7,
+    kCubeDepth = 8,
+    kSphereGroup = 10,
+    kSphereRadius = 11,
+    kSlices = 12,
+    kStacks = 13,
+    kLayers = 14,
+    kFaces = 16,
+    kCenterXY = 18,
+    kCenterZ = 19,
+    kRotateX = 20,
+    kRotateY = 21,
+    kRotateZ = 22,
+    kColor = 24,
+    kOpacity = 25,
+    kGroup = 26,
 };
 
 constexpr ParamSpec kTable[] = {
@@ -96,17 +114,11 @@ PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
             return PF_Err_NONE;
         case kObjGetTarget:
             return PF_Err_NONE;
-        case kObjSetGroup: {
-            const int16_t g = m.payloadGroup();
-            PF_ParamDef value = DefaultParamValue(kTable[kGroup]);
-            value.u.popup = (g >= 1 && g <= 10) ? g : 12;
-            return SuiteCache(in)->setParamValue(in->effect_ref, kGroup, value);
-        }
-        case kObjMixHash: {
-            const uint64_t h = PrimitiveHash(ReadSettings(in));
-            m.mixIn(m.hash, &h, 8);
+        case kObjSetGroup:
+            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
+        case kObjMixHash:
+            MixHashInto(m, PrimitiveHash(ReadSettings(in)));
             return PF_Err_NONE;
-        }
         default: {
             const PrimitiveSettings s = ReadSettings(in);
             m.setPayloadInt(0);
@@ -123,7 +135,9 @@ PF_Err UpdateVisibility(PF_InData* in) {
     return ShowParameter(in, kSphereGroup, !sphere);
 }
 
-PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) { return UpdateVisibility(in); }
+PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+    return UpdateVisibility(in);
+}
 
 PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
     SuiteCache suites(in);
@@ -146,7 +160,9 @@ const SubEffectHandlers kHandlers = MakeHandlers();
 
 }  // namespace
 
-ParamTable PrimitiveSourceParams() { return kTable; }
+ParamTable PrimitiveSourceParams() {
+    return kTable;
+}
 
 PF_Err PrimitiveSourceEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                                      PF_ParamDef* params[], PF_LayerDef* output, void* extra) {

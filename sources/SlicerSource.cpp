@@ -18,10 +18,12 @@ SubEffectHandlers MakeHandlers() {
 const SubEffectHandlers kHandlers = MakeHandlers();
 }  // namespace
 
-ParamTable TracerSourceParams() { return {}; }
+ParamTable TracerSourceParams() {
+    return {};
+}
 
-PF_Err TracerSourceEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[],
-                  PF_LayerDef* output, void* extra) {
+PF_Err TracerSourceEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
+                                  PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
     return SubEffectEntry(EffectTable()[20], kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }

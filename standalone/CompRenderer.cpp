@@ -84,14 +84,17 @@ void CompRenderer::fillSource(const Layer& layer, const A_Time& compTime, int32_
             break;
         case LayerKind::Image: {
             auto in = OIIO::ImageInput::open(layer.imagePath);
-            if (!in) throw std::runtime_error("cannot read the image " + layer.imagePath + ": " +
-                                              OIIO::geterror());
+            if (!in)
+                throw std::runtime_error("cannot read the image " + layer.imagePath + ": " +
+                                         OIIO::geterror());
             const OIIO::ImageSpec& spec = in->spec();
-            std::vector<float> pixels(size_t(spec.width) * size_t(spec.height) * size_t(spec.nchannels));
+            std::vector<float> pixels(size_t(spec.width) * size_t(spec.height) *
+                                      size_t(spec.nchannels));
             in->read_image(0, 0, 0, spec.nchannels, OIIO::TypeDesc::FLOAT, pixels.data());
             for (int32_t y = 0; y < std::min(w.height, spec.height); ++y)
                 for (int32_t x = 0; x < std::min(w.width, spec.width); ++x) {
-                    const float* p = &pixels[(size_t(y) * size_t(spec.width) + size_t(x)) * size_t(spec.nchannels)];
+                    const float* p = &pixels[(size_t(y) * size_t(spec.width) + size_t(x)) *
+                                             size_t(spec.nchannels)];
                     const float g = spec.nchannels > 1 ? p[1] : p[0];
                     const float b = spec.nchannels > 2 ? p[2] : p[0];
                     const float a = spec.nchannels > 3 ? p[3] : 1.0f;
@@ -134,8 +137,11 @@ LayerWorld* CompRenderer::runEffects(Layer& layer, const A_Time& layerTime, int3
             PF_PreRenderExtra pre;
             pre.guid_mix_in = &MixIntoFrameKey;
             tFrameKey = 0;
-            const PF_Err err = host_.callEffect(*instance, PF_Cmd_SMART_PRE_RENDER, layerTime, &pre, &out);
-            if (err) throw std::runtime_error(installed->displayName + " failed at pre-render with code " + std::to_string(err));
+            const PF_Err err =
+                host_.callEffect(*instance, PF_Cmd_SMART_PRE_RENDER, layerTime, &pre, &out);
+            if (err)
+                throw std::runtime_error(installed->displayName +
+                                         " failed at pre-render with code " + std::to_string(err));
             // The effect's own key, its parameter values and the time name the finished frame.
             ParamHasher h(tFrameKey);
             for (const ParamState& p : instance->params) h.bytes(&p.value.u, sizeof p.value.u);

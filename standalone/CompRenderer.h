@@ -25,7 +25,7 @@ struct LayerWorld {
 };
 
 class CompRenderer {
-public:
+  public:
     explicit CompRenderer(EmbeddedHost& host) : host_(host) {}
 
     // Renders one frame of a comp. Messages the effects returned are appended to `messages`.
@@ -37,7 +37,7 @@ public:
 
     size_t cacheHits() const { return cacheHits_; }
 
-private:
+  private:
     void fillSource(const Layer& layer, const A_Time& compTime, int32_t bitDepth, LayerWorld& world,
                     std::vector<std::string>& messages, int depth);
     // Runs the layer's effect stack; returns the world that holds the result.

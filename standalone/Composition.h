@@ -16,10 +16,10 @@ enum class LayerKind : uint8_t { Solid, Null, Camera, Light, Image, Obj, Audio, 
 
 // One parameter stream of an effect instance.
 struct ParamState {
-    PF_ParamDef value;            // static value, in the host's representation
-    bool hidden = false;          // the stream's hidden flag, as the effect set it
-    uint32_t changeFlags = 0;     // PF_ChangeFlag_* of the last write
-    std::vector<Key> keys;        // when not empty, the value is animated (times in layer time)
+    PF_ParamDef value;         // static value, in the host's representation
+    bool hidden = false;       // the stream's hidden flag, as the effect set it
+    uint32_t changeFlags = 0;  // PF_ChangeFlag_* of the last write
+    std::vector<Key> keys;     // when not empty, the value is animated (times in layer time)
 };
 
 // A parameter value as up to four numbers, for keyframes, and back.
@@ -81,7 +81,7 @@ struct Layer {
     double startTime = 0;  // comp time of the layer's own time 0
     int32_t width = 0;     // the layer's source size in pixels
     int32_t height = 0;
-    uint64_t sourceComp = 0;  // precomp: the uid of the comp it shows
+    uint64_t sourceComp = 0;          // precomp: the uid of the comp it shows
     float solidColor[3] = {0, 0, 0};  // solid: straight R, G, B in 0..1
     std::string imagePath;            // image footage: the resolved file
     CameraData camera;                // camera layers

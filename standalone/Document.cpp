@@ -46,7 +46,8 @@ struct Reader {
 
     void checkKeys(const json& object, const std::string& path,
                    const std::vector<std::string>& allowed) const {
-        if (!object.is_object()) fail(path, "expected an object {...}, found " + std::string(object.type_name()));
+        if (!object.is_object())
+            fail(path, "expected an object {...}, found " + std::string(object.type_name()));
         for (const auto& [key, value] : object.items()) {
             if (std::find(allowed.begin(), allowed.end(), key) != allowed.end()) continue;
             fail(path + "." + key, "unknown key \"" + key + "\"; " + NearestNames(key, allowed));
@@ -86,14 +87,17 @@ struct Reader {
             const std::string s = v.get<std::string>();
             if (s.size() == 7 && s[0] == '#' &&
                 s.find_first_not_of("0123456789abcdefABCDEF", 1) == std::string::npos) {
-                for (int i = 0; i < 3; ++i) out[i] = std::stoi(s.substr(size_t(1 + 2 * i), 2), nullptr, 16) / 255.0f;
+                for (int i = 0; i < 3; ++i)
+                    out[i] = std::stoi(s.substr(size_t(1 + 2 * i), 2), nullptr, 16) / 255.0f;
                 return;
             }
         } else if (v.is_array() && v.size() == 3) {
-            for (size_t i = 0; i < 3; ++i) out[i] = float(number(v[i], path + "[" + std::to_string(i) + "]", 0, 1));
+            for (size_t i = 0; i < 3; ++i)
+                out[i] = float(number(v[i], path + "[" + std::to_string(i) + "]", 0, 1));
             return;
         }
-        fail(path, "expected a colour as \"#rrggbb\" or [r, g, b] with components 0 to 1, found " + v.dump());
+        fail(path, "expected a colour as \"#rrggbb\" or [r, g, b] with components 0 to 1, found " +
+                       v.dump());
     }
 };
 
@@ -125,14 +129,54 @@ void ReadFps(const Reader& r, const json& v, const std::string& path, Comp& comp
 }
 
 const std::vector<std::string> kDocumentKeys = {"tavrin", "comps"};
-const std::vector<std::string> kCompKeys = {"name", "width", "height", "fps", "duration",
-                                            "pixelAspect", "background", "shutterAngle",
-                                            "shutterPhase", "motionBlur", "layers"};
-const std::vector<std::string> kLayerKeys = {"name", "solid", "null", "image", "precomp", "camera", "light",
-                                             "enabled", "inPoint", "outPoint", "startTime",
-                                             "collapse", "motionBlur", "effects"};
-const std::vector<std::string> kLayerKinds = {"solid", "null", "image", "precomp", "camera", "light"};
+const std::vector<std::string> kCompKeys = {
+    "name",       "width",        "height",       "fps",        "duration", "pixelAspect",
+    "background", "shutterAngle", "shutterPhase", "motionBlur", "layers"};
+const std::vector<std::string> kLayerKeys = {
+    "name",    "solid",   "null",     "image",     "precomp",  "camera",     "light",
+    "enabled", "inPoint", "outPoint", "startTime", "collapse", "motionBlur", "effects"};
+const std::vector<std::string> kLayerKinds = {"solid",   "null",   "image",
+                                              "precomp", "camera", "light"};
 const std::vector<std::string> kUnsupportedKinds = {"obj", "audio", "text"};
+
+// The timing half of a key: "t", "interp", speeds and influences; the caller reads "v".
+Key ReadKeyTiming(const Reader& r, const json& k, const std::string& kpath,
+                  const std::vector<Key>& before) {
+    r.checkKeys(k, kpath,
+                {"t", "v", "interp", "speedIn", "influenceIn", "speedOut", "influenceOut"});
+    if (!k.contains("t") || !k.contains("v"))
+        r.fail(kpath, "a key needs \"t\" (seconds) and \"v\" (its value)");
+    Key key;
+    key.t = r.number(k["t"], kpath + ".t", -1e6, 1e6);
+    if (!before.empty() && key.t <= before.back().t)
+        r.fail(kpath + ".t", "keys must be in increasing time; the key before is at " +
+                                 std::to_string(before.back().t) + " s");
+    const std::string interp =
+        k.contains("interp") ? r.text(k["interp"], kpath + ".interp") : "linear";
+    if (interp == "hold")
+        key.interp = Interp::Hold;
+    else if (interp == "bezier")
+        key.interp = Interp::Bezier;
+    else if (interp != "linear")
+        r.fail(kpath + ".interp", "\"" + interp + "\" is not an interpolation; " +
+                                      NearestNames(interp, {"linear", "hold", "bezier"}));
+    if (k.contains("speedIn")) key.speedIn = r.number(k["speedIn"], kpath + ".speedIn", -1e9, 1e9);
+    if (k.contains("speedOut"))
+        key.speedOut = r.number(k["speedOut"], kpath + ".speedOut", -1e9, 1e9);
+    if (k.contains("influenceIn"))
+        key.influenceIn = r.number(k["influenceIn"], kpath + ".influenceIn", 0.1, 100) / 100.0;
+    if (k.contains("influenceOut"))
+        key.influenceOut = r.number(k["influenceOut"], kpath + ".influenceOut", 0.1, 100) / 100.0;
+    return key;
+}
+
+const json& KeyList(const Reader& r, const json& v, const std::string& path) {
+    r.checkKeys(v, path, {"keys"});
+    if (!v.contains("keys") || !v["keys"].is_array() || v["keys"].empty())
+        r.fail(path,
+               "expected {\"keys\": [{\"t\": seconds, \"v\": value}, ...]} with at least one key");
+    return v["keys"];
+}
 
 // A keyframable layer property: a number, a list of `n` numbers, or {"keys": [...]}.
 void ReadAnimated(const Reader& r, const json& v, const std::string& path, int n, double lo,
@@ -145,35 +189,21 @@ void ReadAnimated(const Reader& r, const json& v, const std::string& path, int n
         }
         if (!x.is_array() || int(x.size()) != n)
             r.fail(p, n == 1 ? "expected a number, found " + x.dump()
-                             : "expected a list of " + std::to_string(n) + " numbers, found " + x.dump());
-        for (int i = 0; i < n; ++i) a[size_t(i)] = r.number(x[size_t(i)], p + "[" + std::to_string(i) + "]", lo, hi);
+                             : "expected a list of " + std::to_string(n) + " numbers, found " +
+                                   x.dump());
+        for (int i = 0; i < n; ++i)
+            a[size_t(i)] = r.number(x[size_t(i)], p + "[" + std::to_string(i) + "]", lo, hi);
         return a;
     };
     if (!v.is_object()) {
         out.value = numbers(v, path);
         return;
     }
-    r.checkKeys(v, path, {"keys"});
-    if (!v.contains("keys") || !v["keys"].is_array() || v["keys"].empty())
-        r.fail(path, "expected {\"keys\": [{\"t\": seconds, \"v\": value}, ...]} with at least one key");
-    for (size_t i = 0; i < v["keys"].size(); ++i) {
-        const json& k = v["keys"][i];
+    const json& list = KeyList(r, v, path);
+    for (size_t i = 0; i < list.size(); ++i) {
         const std::string kpath = path + ".keys[" + std::to_string(i) + "]";
-        r.checkKeys(k, kpath, {"t", "v", "interp", "speedIn", "influenceIn", "speedOut", "influenceOut"});
-        if (!k.contains("t") || !k.contains("v")) r.fail(kpath, "a key needs \"t\" (seconds) and \"v\" (its value)");
-        Key key;
-        key.t = r.number(k["t"], kpath + ".t", -1e6, 1e6);
-        if (!out.keys.empty() && key.t <= out.keys.back().t)
-            r.fail(kpath + ".t", "keys must be in increasing time");
-        key.v = numbers(k["v"], kpath + ".v");
-        const std::string interp = k.contains("interp") ? r.text(k["interp"], kpath + ".interp") : "linear";
-        if (interp == "hold") key.interp = Interp::Hold;
-        else if (interp == "bezier") key.interp = Interp::Bezier;
-        else if (interp != "linear") r.fail(kpath + ".interp", "\"" + interp + "\" is not an interpolation; " + NearestNames(interp, {"linear", "hold", "bezier"}));
-        if (k.contains("speedIn")) key.speedIn = r.number(k["speedIn"], kpath + ".speedIn", -1e9, 1e9);
-        if (k.contains("speedOut")) key.speedOut = r.number(k["speedOut"], kpath + ".speedOut", -1e9, 1e9);
-        if (k.contains("influenceIn")) key.influenceIn = r.number(k["influenceIn"], kpath + ".influenceIn", 0.1, 100) / 100.0;
-        if (k.contains("influenceOut")) key.influenceOut = r.number(k["influenceOut"], kpath + ".influenceOut", 0.1, 100) / 100.0;
+        Key key = ReadKeyTiming(r, list[i], kpath, out.keys);
+        key.v = numbers(list[i]["v"], kpath + ".v");
         out.keys.push_back(key);
     }
     out.value = out.keys.front().v;
@@ -194,7 +224,8 @@ const ParamSpec* FindParam(const InstalledEffect& effect, const std::string& key
     if (key.size() > 1 && key[0] == '#') {
         try {
             const int index = std::stoi(key.substr(1));
-            if (index >= 1 && size_t(index) < effect.params.size()) return &effect.params[size_t(index)];
+            if (index >= 1 && size_t(index) < effect.params.size())
+                return &effect.params[size_t(index)];
         } catch (const std::exception&) {
         }
         return nullptr;
@@ -225,37 +256,19 @@ void ReadStaticParam(const Reader& r, const ParamSpec& spec, const json& v, cons
 // {"keys": [{"t": seconds, "v": value, "interp": "linear|hold|bezier", ...}, ...]}
 void ReadKeys(const Reader& r, const ParamSpec& spec, const json& v, const std::string& path,
               EffectInstance& instance, Comp& comp, std::vector<PendingLayerParam>& layers) {
-    r.checkKeys(v, path, {"keys"});
-    if (!v.contains("keys") || !v["keys"].is_array() || v["keys"].empty())
-        r.fail(path, "expected {\"keys\": [{\"t\": seconds, \"v\": value}, ...]} with at least one key");
+    const json& list = KeyList(r, v, path);
     if (spec.type == PF_Param_LAYER) r.fail(path, "a layer parameter cannot be keyframed");
     ParamState& state = instance.params[size_t(spec.index)];
     const PF_ParamDef saved = state.value;
     std::vector<Key> keys;
-    for (size_t i = 0; i < v["keys"].size(); ++i) {
-        const json& k = v["keys"][i];
+    for (size_t i = 0; i < list.size(); ++i) {
         const std::string kpath = path + ".keys[" + std::to_string(i) + "]";
-        r.checkKeys(k, kpath, {"t", "v", "interp", "speedIn", "influenceIn", "speedOut", "influenceOut"});
-        if (!k.contains("t") || !k.contains("v")) r.fail(kpath, "a key needs \"t\" (seconds) and \"v\" (its value)");
-        Key key;
-        key.t = r.number(k["t"], kpath + ".t", -1e6, 1e6);
-        if (!keys.empty() && key.t <= keys.back().t)
-            r.fail(kpath + ".t", "keys must be in increasing time; the key before is at " + std::to_string(keys.back().t) + " s");
-        ReadStaticParam(r, spec, k["v"], kpath + ".v", instance, comp, layers);
+        Key key = ReadKeyTiming(r, list[i], kpath, keys);
+        ReadStaticParam(r, spec, list[i]["v"], kpath + ".v", instance, comp, layers);
         key.v = ParamToNumbers(state.value);
-        const std::string interp = k.contains("interp") ? r.text(k["interp"], kpath + ".interp") : "linear";
-        if (interp == "linear") key.interp = Interp::Linear;
-        else if (interp == "hold") key.interp = Interp::Hold;
-        else if (interp == "bezier") key.interp = Interp::Bezier;
-        else r.fail(kpath + ".interp", "\"" + interp + "\" is not an interpolation; " + NearestNames(interp, {"linear", "hold", "bezier"}));
         if (!Interpolates(spec.type)) key.interp = Interp::Hold;  // popups and switches step
-        if (k.contains("speedIn")) key.speedIn = r.number(k["speedIn"], kpath + ".speedIn", -1e9, 1e9);
-        if (k.contains("speedOut")) key.speedOut = r.number(k["speedOut"], kpath + ".speedOut", -1e9, 1e9);
-        if (k.contains("influenceIn")) key.influenceIn = r.number(k["influenceIn"], kpath + ".influenceIn", 0.1, 100) / 100.0;
-        if (k.contains("influenceOut")) key.influenceOut = r.number(k["influenceOut"], kpath + ".influenceOut", 0.1, 100) / 100.0;
         keys.push_back(key);
     }
-    state.value = saved;
     state.value = NumbersToParam(saved.param_type, keys.front().v);
     state.keys = std::move(keys);
 }
@@ -312,10 +325,12 @@ void ReadStaticParam(const Reader& r, const ParamSpec& spec, const json& v, cons
                 std::vector<std::string> valid;
                 for (const auto& e : entries)
                     if (e != "(-") valid.push_back(e);
-                r.fail(path, "\"" + s + "\" is not an entry of \"" + spec.name + "\"; " + NearestNames(s, valid));
+                r.fail(path, "\"" + s + "\" is not an entry of \"" + spec.name + "\"; " +
+                                 NearestNames(s, valid));
             }
             const int32_t i = r.integer(v, path, 1, n);
-            if (entries[size_t(i - 1)] == "(-") r.fail(path, "entry " + std::to_string(i) + " is a separator");
+            if (entries[size_t(i - 1)] == "(-")
+                r.fail(path, "entry " + std::to_string(i) + " is a separator");
             def.u.popup = i;
             break;
         }
@@ -327,15 +342,19 @@ void ReadStaticParam(const Reader& r, const ParamSpec& spec, const json& v, cons
             layers.push_back({&instance, spec.index, r.text(v, path), path, &comp});
             break;
         default:
-            r.fail(path, "parameters of kind \"" + std::string(spec.type == PF_Param_ARBITRARY_DATA ? "curve/gradient/text" : "other") +
-                             "\" cannot be set from documents yet; leave it at its default");
+            r.fail(path,
+                   "parameters of kind \"" +
+                       std::string(spec.type == PF_Param_ARBITRARY_DATA ? "curve/gradient/text"
+                                                                        : "other") +
+                       "\" cannot be set from documents yet; leave it at its default");
     }
 }
 
 void ReadEffect(const Reader& r, const json& e, const std::string& path, Layer& layer, Comp& comp,
                 std::vector<PendingLayerParam>& pending) {
     r.checkKeys(e, path, kEffectKeys);
-    if (!e.contains("effect")) r.fail(path, "missing \"effect\": the effect's display or match name");
+    if (!e.contains("effect"))
+        r.fail(path, "missing \"effect\": the effect's display or match name");
     const std::string name = r.text(e["effect"], path + ".effect");
     const InstalledEffect* installed = r.host.findInstalledByDisplayName(name);
     if (!installed) installed = r.host.findInstalledByMatchName(name);
@@ -348,7 +367,8 @@ void ReadEffect(const Reader& r, const json& e, const std::string& path, Layer& 
     if (e.contains("enabled")) instance.active = r.boolean(e["enabled"], path + ".enabled");
     if (!e.contains("params")) return;
     const json& params = e["params"];
-    if (!params.is_object()) r.fail(path + ".params", "expected an object of parameter names to values");
+    if (!params.is_object())
+        r.fail(path + ".params", "expected an object of parameter names to values");
     const InstalledEffect* fx = r.host.installedEffect(instance.key);
     for (const auto& [key, value] : params.items()) {
         const std::string ppath = path + ".params." + key;
@@ -370,37 +390,42 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
     if (l.is_object())
         for (const std::string& kind : kUnsupportedKinds)
             if (l.contains(kind))
-                r.fail(path + "." + kind, "layers of kind \"" + kind +
-                                              "\" are not supported by this version yet; the kinds are " +
-                                              "solid, null, image and precomp");
+                r.fail(path + "." + kind,
+                       "layers of kind \"" + kind +
+                           "\" are not supported by this version yet; the kinds are " +
+                           "solid, null, image and precomp");
     r.checkKeys(l, path, kLayerKeys);
     std::vector<std::string> kinds;
     for (const std::string& k : kLayerKinds)
         if (l.contains(k)) kinds.push_back(k);
     if (kinds.size() != 1)
-        r.fail(path, kinds.empty() ? "a layer needs one kind: \"solid\", \"null\", \"image\", \"precomp\", \"camera\" or \"light\""
+        r.fail(path, kinds.empty() ? "a layer needs one kind: \"solid\", \"null\", \"image\", "
+                                     "\"precomp\", \"camera\" or \"light\""
                                    : "a layer has one kind, found " + std::to_string(kinds.size()));
     const std::string name = l.contains("name") ? r.text(l["name"], path + ".name") : kinds[0];
     const std::string kind = kinds[0];
     const json& body = l[kind];
     Layer& layer = r.host.addLayer(comp, name,
-                                   kind == "solid" ? LayerKind::Solid
-                                   : kind == "null" ? LayerKind::Null
-                                   : kind == "image" ? LayerKind::Image
+                                   kind == "solid"    ? LayerKind::Solid
+                                   : kind == "null"   ? LayerKind::Null
+                                   : kind == "image"  ? LayerKind::Image
                                    : kind == "camera" ? LayerKind::Camera
-                                   : kind == "light" ? LayerKind::Light
-                                                     : LayerKind::Precomp);
+                                   : kind == "light"  ? LayerKind::Light
+                                                      : LayerKind::Precomp);
     const std::string kpath = path + "." + kind;
     if (kind == "solid") {
         r.checkKeys(body, kpath, {"color", "width", "height"});
         if (body.contains("color")) r.color(body["color"], kpath + ".color", layer.solidColor);
-        if (body.contains("width")) layer.width = r.integer(body["width"], kpath + ".width", 1, 30000);
-        if (body.contains("height")) layer.height = r.integer(body["height"], kpath + ".height", 1, 30000);
+        if (body.contains("width"))
+            layer.width = r.integer(body["width"], kpath + ".width", 1, 30000);
+        if (body.contains("height"))
+            layer.height = r.integer(body["height"], kpath + ".height", 1, 30000);
     } else if (kind == "null") {
         r.checkKeys(body, kpath, {});
     } else if (kind == "camera") {
-        r.checkKeys(body, kpath, {"zoom", "position", "pointOfInterest", "depthOfField",
-                                  "focusDistance", "aperture", "blurLevel"});
+        r.checkKeys(body, kpath,
+                    {"zoom", "position", "pointOfInterest", "depthOfField", "focusDistance",
+                     "aperture", "blurLevel"});
         CameraData& c = layer.camera;
         const double zoom = comp.width * 50.0 / 36.0;  // a 50 mm lens on 36 mm film
         c.zoom.value = {zoom, 0, 0, 0};
@@ -409,16 +434,27 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
         c.focusDistance.value = {zoom, 0, 0, 0};
         c.aperture.value = {25.3, 0, 0, 0};
         c.blurLevel.value = {100, 0, 0, 0};
-        if (body.contains("zoom")) ReadAnimated(r, body["zoom"], kpath + ".zoom", 1, 1, 1e6, c.zoom);
-        if (body.contains("position")) ReadAnimated(r, body["position"], kpath + ".position", 3, -1e7, 1e7, c.position);
-        if (body.contains("pointOfInterest")) ReadAnimated(r, body["pointOfInterest"], kpath + ".pointOfInterest", 3, -1e7, 1e7, c.pointOfInterest);
-        if (body.contains("depthOfField")) c.depthOfField = r.boolean(body["depthOfField"], kpath + ".depthOfField");
-        if (body.contains("focusDistance")) ReadAnimated(r, body["focusDistance"], kpath + ".focusDistance", 1, 0, 1e7, c.focusDistance);
-        if (body.contains("aperture")) ReadAnimated(r, body["aperture"], kpath + ".aperture", 1, 0, 1e5, c.aperture);
-        if (body.contains("blurLevel")) ReadAnimated(r, body["blurLevel"], kpath + ".blurLevel", 1, 0, 1e5, c.blurLevel);
+        if (body.contains("zoom"))
+            ReadAnimated(r, body["zoom"], kpath + ".zoom", 1, 1, 1e6, c.zoom);
+        if (body.contains("position"))
+            ReadAnimated(r, body["position"], kpath + ".position", 3, -1e7, 1e7, c.position);
+        if (body.contains("pointOfInterest"))
+            ReadAnimated(r, body["pointOfInterest"], kpath + ".pointOfInterest", 3, -1e7, 1e7,
+                         c.pointOfInterest);
+        if (body.contains("depthOfField"))
+            c.depthOfField = r.boolean(body["depthOfField"], kpath + ".depthOfField");
+        if (body.contains("focusDistance"))
+            ReadAnimated(r, body["focusDistance"], kpath + ".focusDistance", 1, 0, 1e7,
+                         c.focusDistance);
+        if (body.contains("aperture"))
+            ReadAnimated(r, body["aperture"], kpath + ".aperture", 1, 0, 1e5, c.aperture);
+        if (body.contains("blurLevel"))
+            ReadAnimated(r, body["blurLevel"], kpath + ".blurLevel", 1, 0, 1e5, c.blurLevel);
         layer.is3D = true;
     } else if (kind == "light") {
-        r.checkKeys(body, kpath, {"type", "position", "intensity", "color", "shadowDarkness", "shadowDiffusion"});
+        r.checkKeys(
+            body, kpath,
+            {"type", "position", "intensity", "color", "shadowDarkness", "shadowDiffusion"});
         LightData& li = layer.light;
         li.position.value = {comp.width / 2.0, comp.height / 2.0, -300, 0};
         li.intensity.value = {100, 0, 0, 0};
@@ -427,11 +463,15 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
             const std::string t = r.text(body["type"], kpath + ".type");
             const std::vector<std::string> types = {"parallel", "spot", "point", "ambient"};
             const auto it = std::find(types.begin(), types.end(), t);
-            if (it == types.end()) r.fail(kpath + ".type", "\"" + t + "\" is not a light type; " + NearestNames(t, types));
+            if (it == types.end())
+                r.fail(kpath + ".type",
+                       "\"" + t + "\" is not a light type; " + NearestNames(t, types));
             li.type = int32_t(it - types.begin());
         }
-        if (body.contains("position")) ReadAnimated(r, body["position"], kpath + ".position", 3, -1e7, 1e7, li.position);
-        if (body.contains("intensity")) ReadAnimated(r, body["intensity"], kpath + ".intensity", 1, -1e6, 1e6, li.intensity);
+        if (body.contains("position"))
+            ReadAnimated(r, body["position"], kpath + ".position", 3, -1e7, 1e7, li.position);
+        if (body.contains("intensity"))
+            ReadAnimated(r, body["intensity"], kpath + ".intensity", 1, -1e6, 1e6, li.intensity);
         if (body.contains("color")) {
             if (body["color"].is_string()) {
                 float c[3];
@@ -441,8 +481,12 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
                 ReadAnimated(r, body["color"], kpath + ".color", 3, 0, 1, li.color);
             }
         }
-        if (body.contains("shadowDarkness")) ReadAnimated(r, body["shadowDarkness"], kpath + ".shadowDarkness", 1, 0, 100, li.shadowDarkness);
-        if (body.contains("shadowDiffusion")) ReadAnimated(r, body["shadowDiffusion"], kpath + ".shadowDiffusion", 1, 0, 1e6, li.shadowDiffusion);
+        if (body.contains("shadowDarkness"))
+            ReadAnimated(r, body["shadowDarkness"], kpath + ".shadowDarkness", 1, 0, 100,
+                         li.shadowDarkness);
+        if (body.contains("shadowDiffusion"))
+            ReadAnimated(r, body["shadowDiffusion"], kpath + ".shadowDiffusion", 1, 0, 1e6,
+                         li.shadowDiffusion);
         layer.is3D = true;
     } else if (kind == "image") {
         r.checkKeys(body, kpath, {"file"});
@@ -458,41 +502,47 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
     }
     if (l.contains("enabled")) layer.enabled = r.boolean(l["enabled"], path + ".enabled");
     if (l.contains("collapse")) layer.collapse = r.boolean(l["collapse"], path + ".collapse");
-    if (l.contains("motionBlur")) layer.motionBlur = r.boolean(l["motionBlur"], path + ".motionBlur");
-    if (l.contains("startTime")) layer.startTime = r.number(l["startTime"], path + ".startTime", -1e6, 1e6);
+    if (l.contains("motionBlur"))
+        layer.motionBlur = r.boolean(l["motionBlur"], path + ".motionBlur");
+    if (l.contains("startTime"))
+        layer.startTime = r.number(l["startTime"], path + ".startTime", -1e6, 1e6);
     if (l.contains("inPoint")) layer.inPoint = r.number(l["inPoint"], path + ".inPoint", -1e6, 1e6);
-    if (l.contains("outPoint")) layer.outPoint = r.number(l["outPoint"], path + ".outPoint", -1e6, 1e6);
+    if (l.contains("outPoint"))
+        layer.outPoint = r.number(l["outPoint"], path + ".outPoint", -1e6, 1e6);
     if (layer.outPoint <= layer.inPoint)
         r.fail(path + ".outPoint", "the out point must come after the in point");
     if (l.contains("effects")) {
         const json& effects = l["effects"];
         if (!effects.is_array()) r.fail(path + ".effects", "expected a list of effects");
         for (size_t i = 0; i < effects.size(); ++i)
-            ReadEffect(r, effects[i], path + ".effects[" + std::to_string(i) + "]", layer, comp, pending);
+            ReadEffect(r, effects[i], path + ".effects[" + std::to_string(i) + "]", layer, comp,
+                       pending);
     }
 }
 
 void CheckPrecompCycles(const Reader& r, const Project& project) {
     // Depth-first walk over "comp shows comp" edges.
     std::map<uint64_t, int> state;  // 0 new, 1 on the path, 2 done
-    std::function<void(const Comp&, std::vector<std::string>&)> visit = [&](const Comp& c, std::vector<std::string>& trail) {
-        state[c.uid] = 1;
-        trail.push_back(c.name);
-        for (const auto& l : c.layers) {
-            if (l->kind != LayerKind::Precomp) continue;
-            for (const auto& other : project.comps) {
-                if (other->uid != l->sourceComp) continue;
-                if (state[other->uid] == 1) {
-                    std::string chain;
-                    for (const auto& t : trail) chain += "\"" + t + "\" -> ";
-                    r.fail("comps", "precomps form a cycle: " + chain + "\"" + other->name + "\"");
+    std::function<void(const Comp&, std::vector<std::string>&)> visit =
+        [&](const Comp& c, std::vector<std::string>& trail) {
+            state[c.uid] = 1;
+            trail.push_back(c.name);
+            for (const auto& l : c.layers) {
+                if (l->kind != LayerKind::Precomp) continue;
+                for (const auto& other : project.comps) {
+                    if (other->uid != l->sourceComp) continue;
+                    if (state[other->uid] == 1) {
+                        std::string chain;
+                        for (const auto& t : trail) chain += "\"" + t + "\" -> ";
+                        r.fail("comps",
+                               "precomps form a cycle: " + chain + "\"" + other->name + "\"");
+                    }
+                    if (state[other->uid] == 0) visit(*other, trail);
                 }
-                if (state[other->uid] == 0) visit(*other, trail);
             }
-        }
-        trail.pop_back();
-        state[c.uid] = 2;
-    };
+            trail.pop_back();
+            state[c.uid] = 2;
+        };
     for (const auto& c : project.comps)
         if (state[c->uid] == 0) {
             std::vector<std::string> trail;
@@ -511,7 +561,8 @@ std::string NearestNames(const std::string& name, const std::vector<std::string>
     std::string out = "did you mean \"" + scored[0].second + "\"?";
     if (candidates.size() <= 12) {
         out += " Valid: ";
-        for (size_t i = 0; i < candidates.size(); ++i) out += (i ? ", \"" : "\"") + candidates[i] + "\"";
+        for (size_t i = 0; i < candidates.size(); ++i)
+            out += (i ? ", \"" : "\"") + candidates[i] + "\"";
     }
     return out;
 }
@@ -536,27 +587,40 @@ void LoadDocumentText(const std::string& text, const std::string& file, Embedded
         const json& c = doc["comps"][ci];
         const std::string path = "$.comps[" + std::to_string(ci) + "]";
         r.checkKeys(c, path, kCompKeys);
-        const std::string name = c.contains("name") ? r.text(c["name"], path + ".name") : "Comp " + std::to_string(ci + 1);
-        if (!names.insert(name).second) r.fail(path + ".name", "two comps are named \"" + name + "\"");
-        const int32_t w = c.contains("width") ? r.integer(c["width"], path + ".width", 1, 30000) : 1920;
-        const int32_t h = c.contains("height") ? r.integer(c["height"], path + ".height", 1, 30000) : 1080;
+        const std::string name = c.contains("name") ? r.text(c["name"], path + ".name")
+                                                    : "Comp " + std::to_string(ci + 1);
+        if (!names.insert(name).second)
+            r.fail(path + ".name", "two comps are named \"" + name + "\"");
+        const int32_t w =
+            c.contains("width") ? r.integer(c["width"], path + ".width", 1, 30000) : 1920;
+        const int32_t h =
+            c.contains("height") ? r.integer(c["height"], path + ".height", 1, 30000) : 1080;
         Comp& comp = host.addComp(name, w, h);
         if (c.contains("fps")) ReadFps(r, c["fps"], path + ".fps", comp);
-        if (c.contains("duration")) comp.duration = r.number(c["duration"], path + ".duration", 1e-3, 86400);
-        if (c.contains("pixelAspect")) comp.pixelAspect = r.number(c["pixelAspect"], path + ".pixelAspect", 0.01, 100);
-        if (c.contains("background")) r.color(c["background"], path + ".background", comp.background);
-        if (c.contains("shutterAngle")) comp.shutterAngle = r.number(c["shutterAngle"], path + ".shutterAngle", 0, 720);
-        if (c.contains("shutterPhase")) comp.shutterPhase = r.number(c["shutterPhase"], path + ".shutterPhase", -360, 360);
-        if (c.contains("motionBlur")) comp.motionBlur = r.boolean(c["motionBlur"], path + ".motionBlur");
+        if (c.contains("duration"))
+            comp.duration = r.number(c["duration"], path + ".duration", 1e-3, 86400);
+        if (c.contains("pixelAspect"))
+            comp.pixelAspect = r.number(c["pixelAspect"], path + ".pixelAspect", 0.01, 100);
+        if (c.contains("background"))
+            r.color(c["background"], path + ".background", comp.background);
+        if (c.contains("shutterAngle"))
+            comp.shutterAngle = r.number(c["shutterAngle"], path + ".shutterAngle", 0, 720);
+        if (c.contains("shutterPhase"))
+            comp.shutterPhase = r.number(c["shutterPhase"], path + ".shutterPhase", -360, 360);
+        if (c.contains("motionBlur"))
+            comp.motionBlur = r.boolean(c["motionBlur"], path + ".motionBlur");
         if (!c.contains("layers")) continue;
         if (!c["layers"].is_array()) r.fail(path + ".layers", "expected a list of layers");
         for (size_t li = 0; li < c["layers"].size(); ++li)
-            ReadLayer(r, c["layers"][li], path + ".layers[" + std::to_string(li) + "]", comp, precomps, pending);
+            ReadLayer(r, c["layers"][li], path + ".layers[" + std::to_string(li) + "]", comp,
+                      precomps, pending);
     }
     std::vector<std::string> compNames(names.begin(), names.end());
     for (auto& [layer, compName] : precomps) {
         Comp* source = host.compByName(compName);
-        if (!source) r.fail("layer \"" + layer->name + "\".precomp.comp", "no comp named \"" + compName + "\"; " + NearestNames(compName, compNames));
+        if (!source)
+            r.fail("layer \"" + layer->name + "\".precomp.comp",
+                   "no comp named \"" + compName + "\"; " + NearestNames(compName, compNames));
         layer->sourceComp = source->uid;
     }
     CheckPrecompCycles(r, host.project());
@@ -567,13 +631,17 @@ void LoadDocumentText(const std::string& text, const std::string& file, Embedded
             layerNames.push_back(l->name);
             if (l->name == p.layerName) found = l.get();
         }
-        if (!found) r.fail(p.path, "no layer named \"" + p.layerName + "\" in this comp; " + NearestNames(p.layerName, layerNames));
+        if (!found)
+            r.fail(p.path, "no layer named \"" + p.layerName + "\" in this comp; " +
+                               NearestNames(p.layerName, layerNames));
         p.instance->params[size_t(p.index)].value.u.layerId = int32_t(found->id);
     }
     // As a host does when it opens a project: each instance brings its panel up to date.
     for (auto& comp : host.project().comps)
         for (auto& layer : comp->layers)
-            for (auto& instance : layer->effects) host.callEffect(*instance, PF_Cmd_UPDATE_PARAMS_UI, A_Time{0, comp->timeScale()}, nullptr);
+            for (auto& instance : layer->effects)
+                host.callEffect(*instance, PF_Cmd_UPDATE_PARAMS_UI, A_Time{0, comp->timeScale()},
+                                nullptr);
     host.runIdleTasks();
 }
 

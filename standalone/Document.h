@@ -10,15 +10,17 @@
 namespace tv::standalone {
 
 class DocumentError : public std::runtime_error {
-public:
+  public:
     DocumentError(const std::string& file, const std::string& path, const std::string& message)
         : std::runtime_error(file + ": " + (path.empty() ? "" : path + ": ") + message),
-          file_(file), path_(path), message_(message) {}
+          file_(file),
+          path_(path),
+          message_(message) {}
     const std::string& file() const { return file_; }
     const std::string& jsonPath() const { return path_; }
     const std::string& message() const { return message_; }
 
-private:
+  private:
     std::string file_, path_, message_;
 };
 

@@ -18,17 +18,24 @@ namespace tv::standalone {
 
 std::array<double, 4> ParamToNumbers(const PF_ParamDef& d) {
     switch (d.param_type) {
-        case PF_Param_FLOAT_SLIDER: return {d.u.floatValue, 0, 0, 0};
-        case PF_Param_SLIDER: return {double(d.u.slider), 0, 0, 0};
+        case PF_Param_FLOAT_SLIDER:
+            return {d.u.floatValue, 0, 0, 0};
+        case PF_Param_SLIDER:
+            return {double(d.u.slider), 0, 0, 0};
         case PF_Param_FIX_SLIDER:
-        case PF_Param_ANGLE: return {FixedToDouble(d.u.fixed), 0, 0, 0};
+        case PF_Param_ANGLE:
+            return {FixedToDouble(d.u.fixed), 0, 0, 0};
         case PF_Param_COLOR:
             return {d.u.color.red / 255.0, d.u.color.green / 255.0, d.u.color.blue / 255.0,
                     d.u.color.alpha / 255.0};
-        case PF_Param_POINT: return {FixedToDouble(d.u.point[0]), FixedToDouble(d.u.point[1]), 0, 0};
-        case PF_Param_POPUP: return {double(d.u.popup), 0, 0, 0};
-        case PF_Param_CHECKBOX: return {double(d.u.checkbox), 0, 0, 0};
-        default: return {};
+        case PF_Param_POINT:
+            return {FixedToDouble(d.u.point[0]), FixedToDouble(d.u.point[1]), 0, 0};
+        case PF_Param_POPUP:
+            return {double(d.u.popup), 0, 0, 0};
+        case PF_Param_CHECKBOX:
+            return {double(d.u.checkbox), 0, 0, 0};
+        default:
+            return {};
     }
 }
 
@@ -37,25 +44,39 @@ PF_ParamDef NumbersToParam(PF_ParamType type, const std::array<double, 4>& v) {
     d.param_type = type;
     auto byte = [](double c) { return uint8_t(std::clamp(c, 0.0, 1.0) * 255.0 + 0.5); };
     switch (type) {
-        case PF_Param_FLOAT_SLIDER: d.u.floatValue = v[0]; break;
-        case PF_Param_SLIDER: d.u.slider = int32_t(std::llround(v[0])); break;
+        case PF_Param_FLOAT_SLIDER:
+            d.u.floatValue = v[0];
+            break;
+        case PF_Param_SLIDER:
+            d.u.slider = int32_t(std::llround(v[0]));
+            break;
         case PF_Param_FIX_SLIDER:
-        case PF_Param_ANGLE: d.u.fixed = DoubleToFixed(v[0]); break;
-        case PF_Param_COLOR: d.u.color = PF_Pixel8{byte(v[3]), byte(v[0]), byte(v[1]), byte(v[2])}; break;
+        case PF_Param_ANGLE:
+            d.u.fixed = DoubleToFixed(v[0]);
+            break;
+        case PF_Param_COLOR:
+            d.u.color = PF_Pixel8{byte(v[3]), byte(v[0]), byte(v[1]), byte(v[2])};
+            break;
         case PF_Param_POINT:
             d.u.point[0] = DoubleToFixed(v[0]);
             d.u.point[1] = DoubleToFixed(v[1]);
             break;
-        case PF_Param_POPUP: d.u.popup = int32_t(v[0]); break;
-        case PF_Param_CHECKBOX: d.u.checkbox = int32_t(v[0]); break;
-        default: break;
+        case PF_Param_POPUP:
+            d.u.popup = int32_t(v[0]);
+            break;
+        case PF_Param_CHECKBOX:
+            d.u.checkbox = int32_t(v[0]);
+            break;
+        default:
+            break;
     }
     return d;
 }
 
 bool Interpolates(PF_ParamType type) {
-    return type == PF_Param_FLOAT_SLIDER || type == PF_Param_SLIDER || type == PF_Param_FIX_SLIDER ||
-           type == PF_Param_ANGLE || type == PF_Param_COLOR || type == PF_Param_POINT;
+    return type == PF_Param_FLOAT_SLIDER || type == PF_Param_SLIDER ||
+           type == PF_Param_FIX_SLIDER || type == PF_Param_ANGLE || type == PF_Param_COLOR ||
+           type == PF_Param_POINT;
 }
 
 // ---- comp time -------------------------------------------------------------------------------
@@ -78,7 +99,7 @@ A_Time Comp::frameTime(int64_t frame) const {
 // ---- the idle suite ----------------------------------------------------------------------------
 
 class EmbeddedHost::Idle : public IdleSuite {
-public:
+  public:
     explicit Idle(EmbeddedHost& host) : host_(host) {}
     void queueTask(std::function<void()> task) override {
         std::lock_guard lock(host_.idleMutex_);
@@ -87,7 +108,7 @@ public:
     void panelNotify() override {}  // the embedded host has no object panel
     void instanceIdChanged() override {}
 
-private:
+  private:
     EmbeddedHost& host_;
 };
 
@@ -161,8 +182,8 @@ const InstalledEffect* EmbeddedHost::findInstalledByDisplayName(const std::strin
     return nullptr;
 }
 
-Comp& EmbeddedHost::addComp(const std::string& name, int32_t width, int32_t height,
-                            int32_t fpsNum, int32_t fpsDen, double duration) {
+Comp& EmbeddedHost::addComp(const std::string& name, int32_t width, int32_t height, int32_t fpsNum,
+                            int32_t fpsDen, double duration) {
     auto comp = std::make_unique<Comp>();
     comp->uid = nextUid_++;
     comp->name = name;
@@ -244,14 +265,15 @@ EffectInstance& EmbeddedHost::applyEffectInstance(Layer& layer, AEGP_InstalledEf
     layer.effects.push_back(std::move(instance));
     EffectInstance& added = *layer.effects.back();
     PF_OutData out;
-    const PF_Err err = callEffect(added, PF_Cmd_SEQUENCE_SETUP, A_Time{0, 1}, nullptr, &out,
-                                  nullptr, nullptr,
-                                  renderOnly ? PF_InFlag_PROJECT_IS_RENDER_ONLY : 0);
+    const PF_Err err =
+        callEffect(added, PF_Cmd_SEQUENCE_SETUP, A_Time{0, 1}, nullptr, &out, nullptr, nullptr,
+                   renderOnly ? PF_InFlag_PROJECT_IS_RENDER_ONLY : 0);
     if (err) throw HostErrorCode{err};
     return added;
 }
 
-// ---- lookups -------------------------------------------------------------------------------------
+// ---- lookups
+// -------------------------------------------------------------------------------------
 
 Comp* EmbeddedHost::compByUid(uint64_t uid) const {
     for (const auto& c : project_.comps)
@@ -302,7 +324,8 @@ EffectInstance* EmbeddedHost::instanceOfRef(AEGP_EffectRefH ref) const {
     return instanceByUid(it->second.instance);
 }
 
-// ---- calling effects -----------------------------------------------------------------------------
+// ---- calling effects
+// -----------------------------------------------------------------------------
 
 PF_InData EmbeddedHost::makeInData(const EffectInstance& instance, const InstalledEffect& effect,
                                    const A_Time& time, uint32_t inFlags) const {
@@ -403,12 +426,15 @@ namespace {
 thread_local std::vector<EmbeddedHost::RenderWorlds> tRenderWorlds;
 }
 
-void EmbeddedHost::pushRenderWorlds(const RenderWorlds& worlds) { tRenderWorlds.push_back(worlds); }
+void EmbeddedHost::pushRenderWorlds(const RenderWorlds& worlds) {
+    tRenderWorlds.push_back(worlds);
+}
 void EmbeddedHost::popRenderWorlds() {
     if (!tRenderWorlds.empty()) tRenderWorlds.pop_back();
 }
 
-// ---- HostServices: effects -------------------------------------------------------------------------
+// ---- HostServices: effects
+// -------------------------------------------------------------------------
 
 int32_t EmbeddedHost::layerNumEffects(AEGP_LayerH layerH) {
     const Layer* layer = layerByUid(layerH);
@@ -416,8 +442,7 @@ int32_t EmbeddedHost::layerNumEffects(AEGP_LayerH layerH) {
     return static_cast<int32_t>(layer->effects.size());
 }
 
-AEGP_EffectRefH EmbeddedHost::layerEffectByIndex(AEGP_PluginID, AEGP_LayerH layerH,
-                                                 int32_t index) {
+AEGP_EffectRefH EmbeddedHost::layerEffectByIndex(AEGP_PluginID, AEGP_LayerH layerH, int32_t index) {
     const Layer* layer = layerByUid(layerH);
     if (!layer || index < 0 || size_t(index) >= layer->effects.size())
         throw HostErrorCode{PF_Err_INVALID_INDEX};
@@ -479,7 +504,9 @@ AEGP_LayerH EmbeddedHost::effectLayer(AEGP_EffectRefH ref) {
     return it->second.layer;
 }
 
-int32_t EmbeddedHost::numInstalledEffects() { return static_cast<int32_t>(installed_.size()); }
+int32_t EmbeddedHost::numInstalledEffects() {
+    return static_cast<int32_t>(installed_.size());
+}
 
 AEGP_InstalledEffectKey EmbeddedHost::nextInstalledEffect(AEGP_InstalledEffectKey key) {
     if (key < 0) key = 0;
@@ -497,7 +524,8 @@ AEGP_EffectRefH EmbeddedHost::applyEffect(AEGP_PluginID, AEGP_LayerH layerH,
     return ref;
 }
 
-// ---- HostServices: layers, items, comps ------------------------------------------------------------
+// ---- HostServices: layers, items, comps
+// ------------------------------------------------------------
 
 uint32_t EmbeddedHost::layerId(AEGP_LayerH layerH) {
     const Layer* layer = layerByUid(layerH);
@@ -590,7 +618,8 @@ A_Time EmbeddedHost::convertLayerToCompTime(AEGP_LayerH layerH, const A_Time& t)
     return A_Time{static_cast<int32_t>(std::llround(t.value + offset)), t.scale};
 }
 
-// ---- HostServices: parameters ------------------------------------------------------------------------
+// ---- HostServices: parameters
+// ------------------------------------------------------------------------
 
 PF_Err EmbeddedHost::addParam(PF_ProgPtr ref, const ParamSpec& spec) {
     // During PARAMS_SETUP the effect_ref names the installed effect.
@@ -617,7 +646,9 @@ PF_Err EmbeddedHost::checkoutParam(PF_ProgPtr ref, int32_t index, int32_t time, 
     return PF_Err_NONE;
 }
 
-PF_Err EmbeddedHost::checkinParam(PF_ProgPtr, PF_ParamDef*) { return PF_Err_NONE; }
+PF_Err EmbeddedHost::checkinParam(PF_ProgPtr, PF_ParamDef*) {
+    return PF_Err_NONE;
+}
 
 PF_Err EmbeddedHost::setParamValue(PF_ProgPtr ref, int32_t index, const PF_ParamDef& value) {
     EffectInstance* instance = instanceByUid(ref);
@@ -641,7 +672,8 @@ PF_Err EmbeddedHost::setParamHidden(PF_ProgPtr ref, int32_t index, bool hidden) 
     return PF_Err_NONE;
 }
 
-// ---- HostServices: pixels -------------------------------------------------------------------------------
+// ---- HostServices: pixels
+// -------------------------------------------------------------------------------
 
 PF_Err EmbeddedHost::checkoutLayerPixels(PF_ProgPtr ref, int32_t index, PF_EffectWorld** out) {
     if (!out || index != 0) return PF_Err_BAD_CALLBACK_PARAM;
@@ -653,7 +685,9 @@ PF_Err EmbeddedHost::checkoutLayerPixels(PF_ProgPtr ref, int32_t index, PF_Effec
     return PF_Err_BAD_CALLBACK_PARAM;
 }
 
-PF_Err EmbeddedHost::checkinLayerPixels(PF_ProgPtr, int32_t) { return PF_Err_NONE; }
+PF_Err EmbeddedHost::checkinLayerPixels(PF_ProgPtr, int32_t) {
+    return PF_Err_NONE;
+}
 
 PF_Err EmbeddedHost::checkoutOutput(PF_ProgPtr ref, PF_EffectWorld** out) {
     if (!out) return PF_Err_BAD_CALLBACK_PARAM;
@@ -665,7 +699,8 @@ PF_Err EmbeddedHost::checkoutOutput(PF_ProgPtr ref, PF_EffectWorld** out) {
     return PF_Err_BAD_CALLBACK_PARAM;
 }
 
-// ---- HostServices: handles ------------------------------------------------------------------------------
+// ---- HostServices: handles
+// ------------------------------------------------------------------------------
 
 PF_Handle EmbeddedHost::newHandle(uint64_t size) {
     std::lock_guard lock(handlesMutex_);
@@ -719,7 +754,8 @@ size_t EmbeddedHost::liveHandleCount() const {
     return handles_.size();
 }
 
-// ---- HostServices: system -------------------------------------------------------------------------------
+// ---- HostServices: system
+// -------------------------------------------------------------------------------
 
 void EmbeddedHost::newGuid(uint8_t out[16]) {
     // xorshift128+ seeded from the system's entropy; version 4 and variant bits set.
@@ -737,7 +773,9 @@ void EmbeddedHost::newGuid(uint8_t out[16]) {
     out[8] = static_cast<uint8_t>((out[8] & 0x3F) | 0x80);
 }
 
-IdleSuite* EmbeddedHost::acquireIdleSuite() { return idleAvailable_ ? idle_.get() : nullptr; }
+IdleSuite* EmbeddedHost::acquireIdleSuite() {
+    return idleAvailable_ ? idle_.get() : nullptr;
+}
 void EmbeddedHost::releaseIdleSuite(IdleSuite*) {}
 
 PF_Err EmbeddedHost::iterate(int32_t count, const std::function<PF_Err(int32_t)>& fn) {

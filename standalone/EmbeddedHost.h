@@ -30,7 +30,7 @@ struct InstalledEffect {
 };
 
 class EmbeddedHost : public HostServices {
-public:
+  public:
     // Registers the 21 effects of the table.
     EmbeddedHost();
     ~EmbeddedHost() override;
@@ -100,8 +100,7 @@ public:
     std::string effectDisplayName(AEGP_InstalledEffectKey) override;
     uint32_t effectFlags(AEGP_EffectRefH) override;
     PF_Err disposeEffect(AEGP_EffectRefH) override;
-    PF_Err effectCallGeneric(AEGP_PluginID, AEGP_EffectRefH, const A_Time&, PF_Cmd,
-                             void*) override;
+    PF_Err effectCallGeneric(AEGP_PluginID, AEGP_EffectRefH, const A_Time&, PF_Cmd, void*) override;
     AEGP_EffectRefH effectFromInstance(AEGP_PluginID, PF_ProgPtr) override;
     AEGP_LayerH effectLayer(AEGP_EffectRefH) override;
     int32_t numInstalledEffects() override;
@@ -161,7 +160,7 @@ public:
     void diagnostic(const std::string&) override;
     void reportInfo(const std::string&) override;
 
-private:
+  private:
     struct HandleBlock {
         std::vector<uint8_t> bytes;
         int32_t locks = 0;

@@ -19,9 +19,9 @@ std::string FramePath(const std::string& pattern, int64_t frame, bool severalFra
         const auto dot = pattern.find_last_of('.');
         const auto slash = pattern.find_last_of('/');
         const bool hasExt = dot != std::string::npos && (slash == std::string::npos || dot > slash);
-        return FramePath(hasExt ? pattern.substr(0, dot) + "_####" + pattern.substr(dot)
-                                : pattern + "_####",
-                         frame, true);
+        return FramePath(
+            hasExt ? pattern.substr(0, dot) + "_####" + pattern.substr(dot) : pattern + "_####",
+            frame, true);
     }
     auto last = first;
     while (last + 1 < pattern.size() && pattern[last + 1] == '#') ++last;
@@ -55,13 +55,13 @@ void WriteImage(const std::string& path, const FloatImage& image, int32_t bitDep
         std::error_code ec;
         fs::create_directories(target.parent_path(), ec);
         if (ec)
-            throw std::runtime_error("cannot create the folder " +
-                                     target.parent_path().string() + ": " + ec.message());
+            throw std::runtime_error("cannot create the folder " + target.parent_path().string() +
+                                     ": " + ec.message());
     }
     static std::atomic<int> counter{0};
-    const fs::path temp = target.parent_path() /
-                          ("." + target.filename().string() + ".tmp" + std::to_string(getpid()) +
-                           "_" + std::to_string(counter++));
+    const fs::path temp =
+        target.parent_path() / ("." + target.filename().string() + ".tmp" +
+                                std::to_string(getpid()) + "_" + std::to_string(counter++));
     auto out = OIIO::ImageOutput::create(path);
     if (!out)
         throw std::runtime_error("cannot write " + path + ": no image format for its extension (" +

@@ -14,7 +14,9 @@ struct FloatImage {
     int32_t width = 0;
     int32_t height = 0;
     std::vector<float> rgba;
-    float* pixel(int32_t x, int32_t y) { return &rgba[(size_t(y) * size_t(width) + size_t(x)) * 4]; }
+    float* pixel(int32_t x, int32_t y) {
+        return &rgba[(size_t(y) * size_t(width) + size_t(x)) * 4];
+    }
     const float* pixel(int32_t x, int32_t y) const {
         return &rgba[(size_t(y) * size_t(width) + size_t(x)) * 4];
     }

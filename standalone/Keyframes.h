@@ -11,9 +11,9 @@ namespace tv::standalone {
 enum class Interp : uint8_t { Linear, Hold, Bezier };
 
 struct Key {
-    double t = 0;                   // seconds
-    std::array<double, 4> v{};      // up to four components
-    Interp interp = Interp::Linear; // how the value leaves this key toward the next
+    double t = 0;                    // seconds
+    std::array<double, 4> v{};       // up to four components
+    Interp interp = Interp::Linear;  // how the value leaves this key toward the next
     double speedIn = 0, influenceIn = 1.0 / 3.0;
     double speedOut = 0, influenceOut = 1.0 / 3.0;
 };

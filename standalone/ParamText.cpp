@@ -6,22 +6,38 @@ namespace tv::standalone {
 
 std::string_view ParamKindName(PF_ParamType type) {
     switch (type) {
-        case PF_Param_LAYER: return "layer";
-        case PF_Param_SLIDER: return "int";
-        case PF_Param_FIX_SLIDER: return "fixed";
-        case PF_Param_ANGLE: return "angle";
-        case PF_Param_CHECKBOX: return "check";
-        case PF_Param_COLOR: return "color";
-        case PF_Param_POINT: return "point";
-        case PF_Param_POINT_3D: return "point3d";
-        case PF_Param_POPUP: return "popup";
-        case PF_Param_FLOAT_SLIDER: return "float";
-        case PF_Param_ARBITRARY_DATA: return "arb";
-        case PF_Param_PATH: return "path";
-        case PF_Param_GROUP_START: return "group";
-        case PF_Param_GROUP_END: return "end";
-        case PF_Param_BUTTON: return "button";
-        default: return "other";
+        case PF_Param_LAYER:
+            return "layer";
+        case PF_Param_SLIDER:
+            return "int";
+        case PF_Param_FIX_SLIDER:
+            return "fixed";
+        case PF_Param_ANGLE:
+            return "angle";
+        case PF_Param_CHECKBOX:
+            return "check";
+        case PF_Param_COLOR:
+            return "color";
+        case PF_Param_POINT:
+            return "point";
+        case PF_Param_POINT_3D:
+            return "point3d";
+        case PF_Param_POPUP:
+            return "popup";
+        case PF_Param_FLOAT_SLIDER:
+            return "float";
+        case PF_Param_ARBITRARY_DATA:
+            return "arb";
+        case PF_Param_PATH:
+            return "path";
+        case PF_Param_GROUP_START:
+            return "group";
+        case PF_Param_GROUP_END:
+            return "end";
+        case PF_Param_BUTTON:
+            return "button";
+        default:
+            return "other";
     }
 }
 

@@ -22,7 +22,8 @@ namespace {
 
 const Layer* ActiveCamera(const Comp& comp, double seconds) {
     for (const auto& l : comp.layers)
-        if (l->kind == LayerKind::Camera && l->enabled && seconds >= l->inPoint && seconds < l->outPoint)
+        if (l->kind == LayerKind::Camera && l->enabled && seconds >= l->inPoint &&
+            seconds < l->outPoint)
             return l.get();
     return nullptr;
 }
@@ -61,7 +62,8 @@ HostCameraMatrix EmbeddedHost::effectCameraMatrix(PF_ProgPtr effectRef, const A_
         xl = 1;
     }
     for (double& c : x) c /= xl;
-    const double y[3] = {z[1] * x[2] - z[2] * x[1], z[2] * x[0] - z[0] * x[2], z[0] * x[1] - z[1] * x[0]};
+    const double y[3] = {z[1] * x[2] - z[2] * x[1], z[2] * x[0] - z[0] * x[2],
+                         z[0] * x[1] - z[1] * x[0]};
     for (int i = 0; i < 3; ++i) {
         cm.matrix[0 + i] = x[i];
         cm.matrix[4 + i] = y[i];
@@ -85,7 +87,9 @@ void EmbeddedHost::cameraFilmSize(AEGP_LayerH, int32_t* units, double* size) {
     *size = kDefaultFilmMm;
 }
 
-int32_t EmbeddedHost::cameraType(AEGP_LayerH) { return 0; }
+int32_t EmbeddedHost::cameraType(AEGP_LayerH) {
+    return 0;
+}
 
 void EmbeddedHost::layerStreamValue(AEGP_LayerH layerH, int32_t stream, const A_Time& time,
                                     double out[4]) {
@@ -94,16 +98,35 @@ void EmbeddedHost::layerStreamValue(AEGP_LayerH layerH, int32_t stream, const A_
     const double s = TimeToSeconds(time);
     std::array<double, 4> v{};
     switch (stream) {
-        case 11: v = layer->camera.zoom.at(s); break;
-        case 12: v[0] = layer->camera.depthOfField ? 1 : 0; break;
-        case 13: v = layer->camera.focusDistance.at(s); break;
-        case 14: v = layer->camera.aperture.at(s); break;
-        case 15: v = layer->camera.blurLevel.at(s); break;
-        case 16: v = layer->light.intensity.at(s); break;
-        case 17: v = layer->light.color.at(s); break;
-        case 20: v = layer->light.shadowDarkness.at(s); break;
-        case 21: v = layer->light.shadowDiffusion.at(s); break;
-        default: break;
+        case 11:
+            v = layer->camera.zoom.at(s);
+            break;
+        case 12:
+            v[0] = layer->camera.depthOfField ? 1 : 0;
+            break;
+        case 13:
+            v = layer->camera.focusDistance.at(s);
+            break;
+        case 14:
+            v = layer->camera.aperture.at(s);
+            break;
+        case 15:
+            v = layer->camera.blurLevel.at(s);
+            break;
+        case 16:
+            v = layer->light.intensity.at(s);
+            break;
+        case 17:
+            v = layer->light.color.at(s);
+            break;
+        case 20:
+            v = layer->light.shadowDarkness.at(s);
+            break;
+        case 21:
+            v = layer->light.shadowDiffusion.at(s);
+            break;
+        default:
+            break;
     }
     for (int i = 0; i < 4; ++i) out[i] = v[size_t(i)];
 }

@@ -14,7 +14,9 @@
 namespace tv {
 namespace {
 
-std::string RefPath(const std::string& name) { return std::string(TAVRIN_TEST_DATA) + "/e2e/refs/" + name; }
+std::string RefPath(const std::string& name) {
+    return std::string(TAVRIN_TEST_DATA) + "/e2e/refs/" + name;
+}
 
 standalone::FloatImage RenderExample(int32_t bitDepth) {
     standalone::EmbeddedHost host;

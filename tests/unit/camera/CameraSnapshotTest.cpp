@@ -35,7 +35,8 @@ TEST_F(CameraFixture, DefaultViewMapsTheCompPlaneOntoPixels) {
     // Field of view from the comp's height: 2 atan(50 / zoom).
     EXPECT_NEAR(c.fieldOfView, 2 * std::atan(50 / (200 * 50.0 / 36.0)) * 180 / M_PI, 1e-4);
     // Points on the z = 0 plane land on their own pixel coordinates.
-    for (const Vec3f p : {Vec3f{100, 50, 0}, Vec3f{0, 0, 0}, Vec3f{200, 100, 0}, Vec3f{30, 70, 0}}) {
+    for (const Vec3f p :
+         {Vec3f{100, 50, 0}, Vec3f{0, 0, 0}, Vec3f{200, 100, 0}, Vec3f{30, 70, 0}}) {
         const ProjectedPoint q = c.projectPoint(p);
         EXPECT_NEAR(q.x, p.x, 1e-3) << p.x << "," << p.y;
         EXPECT_NEAR(q.y, p.y, 1e-3) << p.x << "," << p.y;

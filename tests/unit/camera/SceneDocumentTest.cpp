@@ -38,7 +38,8 @@ TEST(SceneDocument, TwoNodeCameraLooksAtItsPointOfInterest) {
 }
 
 TEST(SceneDocument, AnimatedCameraMoves) {
-    Scene s(R"({"camera": {"position": {"keys": [{"t": 0, "v": [100, 50, -300]}, {"t": 1, "v": [100, 50, -600]}]}}})");
+    Scene s(
+        R"({"camera": {"position": {"keys": [{"t": 0, "v": [100, 50, -300]}, {"t": 1, "v": [100, 50, -600]}]}}})");
     const CameraSnapshot a = MakeCameraSnapshot(&s.in, 10, 30000, kLeftHanded);
     s.in.current_time = int32_t(s.in.time_scale);  // one second
     const CameraSnapshot b = MakeCameraSnapshot(&s.in, 10, 30000, kLeftHanded);
@@ -47,7 +48,8 @@ TEST(SceneDocument, AnimatedCameraMoves) {
 }
 
 TEST(SceneDocument, LightsByPrefixAndKind) {
-    Scene s(R"({"name": "Light 1", "light": {"type": "point", "position": [1, 2, 3], "intensity": 80,
+    Scene s(
+        R"({"name": "Light 1", "light": {"type": "point", "position": [1, 2, 3], "intensity": 80,
                  "color": "#ff0000"}},
                {"name": "Light Spot", "light": {"type": "spot"}},
                {"name": "Light Off", "enabled": false, "light": {}},

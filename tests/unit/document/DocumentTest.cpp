@@ -25,12 +25,14 @@ std::pair<std::string, std::string> Error(const std::string& text) {
 }
 
 std::string Wrap(const std::string& layer) {
-    return R"({"tavrin": 1, "comps": [{"name": "C", "width": 64, "height": 32, "layers": [)" + layer + "]}]}";
+    return R"({"tavrin": 1, "comps": [{"name": "C", "width": 64, "height": 32, "layers": [)" +
+           layer + "]}]}";
 }
 
 TEST(Document, ExampleLoadsAndMatchesTheBundledExample) {
     EmbeddedHost fromFile;
-    standalone::LoadDocumentFile(std::string(TAVRIN_SOURCE_DIR) + "/examples/network.json", fromFile);
+    standalone::LoadDocumentFile(std::string(TAVRIN_SOURCE_DIR) + "/examples/network.json",
+                                 fromFile);
     EmbeddedHost built;
     standalone::Comp& comp = standalone::BuildBundledExample(built);
     standalone::CompRenderer a(fromFile), b(built);
@@ -75,13 +77,18 @@ TEST(Document, MalformedDocumentsNameThePlaceAndWhatIsValid) {
         {R"({"tavrin": 2, "comps": []})", "$.tavrin", "missing or unknown format version"},
         {R"({"tavrin": 1})", "$.comps", "expected a non-empty list"},
         {R"({"tavrin": 1, "comps": [], "extra": 1})", "$.extra", "unknown key \"extra\""},
-        {R"({"tavrin": 1, "comps": [{"widht": 5}]})", "$.comps[0].widht", "unknown key \"widht\"; did you mean \"width\"?"},
+        {R"({"tavrin": 1, "comps": [{"widht": 5}]})", "$.comps[0].widht",
+         "unknown key \"widht\"; did you mean \"width\"?"},
         {R"({"tavrin": 1, "comps": [{"width": "wide"}]})", "$.comps[0].width", "expected a number"},
-        {R"({"tavrin": 1, "comps": [{"width": 0}]})", "$.comps[0].width", "value 0 is outside the valid range 1 to 30000"},
-        {R"({"tavrin": 1, "comps": [{"width": 10.5}]})", "$.comps[0].width", "expected a whole number"},
+        {R"({"tavrin": 1, "comps": [{"width": 0}]})", "$.comps[0].width",
+         "value 0 is outside the valid range 1 to 30000"},
+        {R"({"tavrin": 1, "comps": [{"width": 10.5}]})", "$.comps[0].width",
+         "expected a whole number"},
         {R"({"tavrin": 1, "comps": [{"fps": "fast"}]})", "$.comps[0].fps", "expected a frame rate"},
-        {R"({"tavrin": 1, "comps": [{"name": "A"}, {"name": "A"}]})", "$.comps[1].name", "two comps are named \"A\""},
-        {R"({"tavrin": 1, "comps": [{"background": "#12345"}]})", "$.comps[0].background", "expected a colour"},
+        {R"({"tavrin": 1, "comps": [{"name": "A"}, {"name": "A"}]})", "$.comps[1].name",
+         "two comps are named \"A\""},
+        {R"({"tavrin": 1, "comps": [{"background": "#12345"}]})", "$.comps[0].background",
+         "expected a colour"},
         {nullptr, nullptr, nullptr},
     };
     for (const Malformed* c = cases; c->text; ++c) {
@@ -95,25 +102,52 @@ TEST(Document, MalformedLayersAndEffects) {
     const Malformed cases[] = {
         {R"({"solid": {}, "null": {}})", "$.comps[0].layers[0]", "a layer has one kind"},
         {R"({"name": "x"})", "$.comps[0].layers[0]", "a layer needs one kind"},
-        {R"({"text": {}})", "$.comps[0].layers[0].text", "layers of kind \"text\" are not supported"},
-        {R"({"light": {"type": "area"}})", "$.comps[0].layers[0].light.type", "\"area\" is not a light type"},
-        {R"({"camera": {"position": [1, 2]}})", "$.comps[0].layers[0].camera.position", "expected a list of 3 numbers"},
-        {R"({"solid": {"colour": "#fff"}})", "$.comps[0].layers[0].solid.colour", "unknown key \"colour\"; did you mean \"color\"?"},
-        {R"({"image": {"file": "missing.png"}})", "$.comps[0].layers[0].image.file", "no such file"},
-        {R"({"precomp": {"comp": "Nope"}})", "layer \"precomp\".precomp.comp", "no comp named \"Nope\""},
-        {R"({"solid": {}, "inPoint": 2, "outPoint": 1})", "$.comps[0].layers[0].outPoint", "the out point must come after"},
-        {R"({"solid": {}, "effects": [{"effect": "Tavrin Lines Rendrer"}]})", "$.comps[0].layers[0].effects[0].effect", "unknown effect \"Tavrin Lines Rendrer\"; did you mean \"Tavrin Lines Renderer\"?"},
-        {R"({"solid": {}, "effects": [{"params": {}}]})", "$.comps[0].layers[0].effects[0]", "missing \"effect\""},
-        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Render Qualty": 2}}]})", "$.comps[0].layers[0].effects[0].params.Render Qualty", "\"Tavrin\" has no parameter \"Render Qualty\"; did you mean \"Render Quality\"?"},
-        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Render Quality": "9x"}}]})", "$.comps[0].layers[0].effects[0].params.Render Quality", "\"9x\" is not an entry of \"Render Quality\""},
-        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Render Quality": 9}}]})", "$.comps[0].layers[0].effects[0].params.Render Quality", "value 9 is outside the valid range 1 to 8"},
-        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Motion Blur Samples": 0}}]})", "$.comps[0].layers[0].effects[0].params.Motion Blur Samples", "value 0 is outside the valid range 1 to 2048"},
-        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Unified Rendering": 1}}]})", "$.comps[0].layers[0].effects[0].params.Unified Rendering", "expected true or false"},
-        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Depth Map for Occlusion": "Ghost"}}]})", "$.comps[0].layers[0].effects[0].params.Depth Map for Occlusion", "no layer named \"Ghost\""},
-        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Export SVG": true}}]})", "$.comps[0].layers[0].effects[0].params.Export SVG", "\"Tavrin\" has no parameter \"Export SVG\""},
-        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Light(s) Name Begins with": "x"}}]})", "$.comps[0].layers[0].effects[0].params.Light(s) Name Begins with", "parameters of kind \"curve/gradient/text\" cannot be set"},
-        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "enabled": "yes"}]})", "$.comps[0].layers[0].effects[0].enabled", "expected true or false"},
-        {R"({"solid": {}, "effects": {}})", "$.comps[0].layers[0].effects", "expected a list of effects"},
+        {R"({"text": {}})", "$.comps[0].layers[0].text",
+         "layers of kind \"text\" are not supported"},
+        {R"({"light": {"type": "area"}})", "$.comps[0].layers[0].light.type",
+         "\"area\" is not a light type"},
+        {R"({"camera": {"position": [1, 2]}})", "$.comps[0].layers[0].camera.position",
+         "expected a list of 3 numbers"},
+        {R"({"solid": {"colour": "#fff"}})", "$.comps[0].layers[0].solid.colour",
+         "unknown key \"colour\"; did you mean \"color\"?"},
+        {R"({"image": {"file": "missing.png"}})", "$.comps[0].layers[0].image.file",
+         "no such file"},
+        {R"({"precomp": {"comp": "Nope"}})", "layer \"precomp\".precomp.comp",
+         "no comp named \"Nope\""},
+        {R"({"solid": {}, "inPoint": 2, "outPoint": 1})", "$.comps[0].layers[0].outPoint",
+         "the out point must come after"},
+        {R"({"solid": {}, "effects": [{"effect": "Tavrin Lines Rendrer"}]})",
+         "$.comps[0].layers[0].effects[0].effect",
+         "unknown effect \"Tavrin Lines Rendrer\"; did you mean \"Tavrin Lines Renderer\"?"},
+        {R"({"solid": {}, "effects": [{"params": {}}]})", "$.comps[0].layers[0].effects[0]",
+         "missing \"effect\""},
+        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Render Qualty": 2}}]})",
+         "$.comps[0].layers[0].effects[0].params.Render Qualty",
+         "\"Tavrin\" has no parameter \"Render Qualty\"; did you mean \"Render Quality\"?"},
+        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Render Quality": "9x"}}]})",
+         "$.comps[0].layers[0].effects[0].params.Render Quality",
+         "\"9x\" is not an entry of \"Render Quality\""},
+        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Render Quality": 9}}]})",
+         "$.comps[0].layers[0].effects[0].params.Render Quality",
+         "value 9 is outside the valid range 1 to 8"},
+        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Motion Blur Samples": 0}}]})",
+         "$.comps[0].layers[0].effects[0].params.Motion Blur Samples",
+         "value 0 is outside the valid range 1 to 2048"},
+        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Unified Rendering": 1}}]})",
+         "$.comps[0].layers[0].effects[0].params.Unified Rendering", "expected true or false"},
+        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Depth Map for Occlusion": "Ghost"}}]})",
+         "$.comps[0].layers[0].effects[0].params.Depth Map for Occlusion",
+         "no layer named \"Ghost\""},
+        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Export SVG": true}}]})",
+         "$.comps[0].layers[0].effects[0].params.Export SVG",
+         "\"Tavrin\" has no parameter \"Export SVG\""},
+        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Light(s) Name Begins with": "x"}}]})",
+         "$.comps[0].layers[0].effects[0].params.Light(s) Name Begins with",
+         "parameters of kind \"curve/gradient/text\" cannot be set"},
+        {R"({"solid": {}, "effects": [{"effect": "Tavrin", "enabled": "yes"}]})",
+         "$.comps[0].layers[0].effects[0].enabled", "expected true or false"},
+        {R"({"solid": {}, "effects": {}})", "$.comps[0].layers[0].effects",
+         "expected a list of effects"},
         {nullptr, nullptr, nullptr},
     };
     for (const Malformed* c = cases; c->text; ++c) {
@@ -144,7 +178,8 @@ namespace {
 
 TEST(Document, EveryExampleLoads) {
     size_t count = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(std::string(TAVRIN_SOURCE_DIR) + "/examples")) {
+    for (const auto& entry :
+         std::filesystem::directory_iterator(std::string(TAVRIN_SOURCE_DIR) + "/examples")) {
         if (entry.path().extension() != ".json") continue;
         standalone::EmbeddedHost host;
         EXPECT_NO_THROW(standalone::LoadDocumentFile(entry.path().string(), host)) << entry.path();

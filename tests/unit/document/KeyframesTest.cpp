@@ -16,11 +16,11 @@ Key K(double t, double v, Interp i = Interp::Linear) {
 
 TEST(Keyframes, LinearHoldAndEnds) {
     const std::vector<Key> keys = {K(0, 0), K(2, 10, Interp::Hold), K(4, 20)};
-    EXPECT_DOUBLE_EQ(Evaluate(keys, -1, 1)[0], 0);   // before the first key
+    EXPECT_DOUBLE_EQ(Evaluate(keys, -1, 1)[0], 0);  // before the first key
     EXPECT_DOUBLE_EQ(Evaluate(keys, 0.5, 1)[0], 2.5);
     EXPECT_DOUBLE_EQ(Evaluate(keys, 3.9, 1)[0], 10);  // held after the hold key
     EXPECT_DOUBLE_EQ(Evaluate(keys, 4, 1)[0], 20);
-    EXPECT_DOUBLE_EQ(Evaluate(keys, 9, 1)[0], 20);    // after the last key
+    EXPECT_DOUBLE_EQ(Evaluate(keys, 9, 1)[0], 20);  // after the last key
 }
 
 TEST(Keyframes, BezierEaseIsSymmetricAndSlowAtTheEnds) {
@@ -52,7 +52,7 @@ TEST(Keyframes, DocumentKeysAnimateParameters) {
     ASSERT_EQ(host.checkoutParam(instance.uid, 21, 10000, 1000, 10000, &v), 0);  // 1 s
     EXPECT_EQ(v.u.fixed, DoubleToFixed(45));
     ASSERT_EQ(host.checkoutParam(instance.uid, 1, 9000, 1000, 10000, &v), 0);  // 0.9 s
-    EXPECT_EQ(v.u.popup, 1);  // popups step
+    EXPECT_EQ(v.u.popup, 1);                                                   // popups step
     ASSERT_EQ(host.checkoutParam(instance.uid, 1, 10000, 1000, 10000, &v), 0);
     EXPECT_EQ(v.u.popup, 2);
 }

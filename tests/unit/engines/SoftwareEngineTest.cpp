@@ -14,9 +14,10 @@ struct World {
     World(int width, int height, int depth) {
         const int px = depth == 32 ? 16 : 4;
         bytes.assign(size_t(width * height * px), 0);
-        w = PF_EffectWorld{width, height, width * px,
-                           depth == 32 ? PF_PixelFormat_ARGB128 : PF_PixelFormat_ARGB32,
-                           bytes.data(), {}};
+        w = PF_EffectWorld{
+            width,        height,
+            width * px,   depth == 32 ? PF_PixelFormat_ARGB128 : PF_PixelFormat_ARGB32,
+            bytes.data(), {}};
         if (depth == 16) w.format = PF_PixelFormat_ARGB64;
     }
     PF_Pixel8 at8(int x, int y) const {
@@ -50,7 +51,7 @@ DrawPoint PointAt(double x, double y, float size, float alpha = 1) {
 }
 
 TEST(BlendPixel, EightBitByHand) {
-    PF_Pixel8 dst{255, 0, 0, 255};          // opaque blue
+    PF_Pixel8 dst{255, 0, 0, 255};            // opaque blue
     BlendPixel8(dst, {128, 128, 0, 0}, 255);  // half red, premultiplied
     // m = 127: blue (255 * 127) >> 8 = 126; red 0 + 128; alpha (255*127 >> 8) + 128 = 254.
     EXPECT_EQ(dst.blue, 126);
@@ -126,7 +127,8 @@ TEST(Tiles, WidthThreeWorld) {
     std::vector<ScanTile> tiles;
     SplitIntoTiles(world.w, 5, tiles);
     ASSERT_EQ(tiles.size(), 25u);
-    for (int col = 0; col < 4; ++col) EXPECT_EQ(tiles[size_t(col)].right - tiles[size_t(col)].left, 0);
+    for (int col = 0; col < 4; ++col)
+        EXPECT_EQ(tiles[size_t(col)].right - tiles[size_t(col)].left, 0);
     EXPECT_EQ(tiles[4].left, 0);
     EXPECT_EQ(tiles[4].right, 3);
     EXPECT_EQ(tiles[24].bottom, 10);

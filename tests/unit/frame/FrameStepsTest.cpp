@@ -40,7 +40,7 @@ TEST(SampleTimes, CompSettingsFollowTheCompShutterAngle) {
     SampleTimeInputs in;
     in.time = A_Time{0, 30000};
     in.mode = kMotionBlurComp;
-    in.angle = 999;  // ignored in this mode
+    in.angle = 999;                                     // ignored in this mode
     in.compShutterAngle = DoubleToFixed(90.0 / 360.0);  // the host's 16.16 fraction of a turn
     in.compShutterPhase = 0;
     in.samples = 2;
@@ -74,8 +74,8 @@ TEST(Unpremultiply, EightBitEdgeValues) {
     EXPECT_EQ(row[0].blue, 0);
     EXPECT_EQ(row[1].red, (10 << 8) / 255);  // alpha 255: c*256/255 with integer division
     EXPECT_EQ(row[1].blue, (30 << 8) / 255);
-    EXPECT_EQ(row[2].red, 128);              // 64*256/128
-    EXPECT_EQ(row[2].green, 255);            // c > a clamps at 255
+    EXPECT_EQ(row[2].red, 128);    // 64*256/128
+    EXPECT_EQ(row[2].green, 255);  // c > a clamps at 255
     EXPECT_EQ(row[2].alpha, 128);
     EXPECT_EQ(row[3].red, 255);  // 256/1 clamps
 }
@@ -129,7 +129,7 @@ TEST(Compositing, OverOfAStraightLayer) {
     standalone::FloatImage frame;
     frame.width = 1;
     frame.height = 1;
-    frame.rgba = {0, 0, 1, 1};  // opaque blue
+    frame.rgba = {0, 0, 1, 1};     // opaque blue
     PF_Pixel8 px{128, 255, 0, 0};  // half-transparent red, straight
     PF_EffectWorld w{1, 1, 4, PF_PixelFormat_ARGB32, reinterpret_cast<uint8_t*>(&px), {}};
     standalone::CompositeOver(frame, w, 0, 0, 1.0f);

@@ -60,7 +60,8 @@ TEST(EntryDispatch, AboutTexts) {
               "Tavrin.\n1.1 - Scale & Center of Transform");
     // The triangulation renderer deliberately reuses the lines renderer's about text.
     EXPECT_EQ(about("KDL TAVRREN Triangles"), about("KDL TAVRREN Lines"));
-    EXPECT_EQ(about("KDL TAVRREN Lines"), "Tavrin Lines Renderer 3.1.3\nLines Renderer, Renders 3D Lines.");
+    EXPECT_EQ(about("KDL TAVRREN Lines"),
+              "Tavrin Lines Renderer 3.1.3\nLines Renderer, Renders 3D Lines.");
     EXPECT_EQ(about("KDL TAVRSRC Primitives"),
               "Tavrin Primitives Object 3.1.3\nCreates Primitives like Cube/Sphere/Grid");
 }
@@ -68,9 +69,10 @@ TEST(EntryDispatch, AboutTexts) {
 TEST(EntryDispatch, CommandsOf25AndAboveReturnZeroWithoutTouchingArguments) {
     for (const EffectInfo& info : EffectTable()) {
         // Null arguments would crash if they were touched.
-        EXPECT_EQ(info.entry(static_cast<PF_Cmd>(25), nullptr, nullptr, nullptr, nullptr, nullptr), 0);
-        EXPECT_EQ(info.entry(static_cast<PF_Cmd>(1000), nullptr, nullptr, nullptr, nullptr, nullptr),
+        EXPECT_EQ(info.entry(static_cast<PF_Cmd>(25), nullptr, nullptr, nullptr, nullptr, nullptr),
                   0);
+        EXPECT_EQ(
+            info.entry(static_cast<PF_Cmd>(1000), nullptr, nullptr, nullptr, nullptr, nullptr), 0);
         PF_OutData out;
         std::memset(static_cast<void*>(&out), 0xAB, sizeof out);
         PF_OutData before = out;
@@ -125,7 +127,8 @@ TEST(EntryDispatch, QueryDynamicFlagsComparesMajorAndMinorIndependently) {
     PF_InData in;
     in.version.major = 13;
     in.version.minor = 28;
-    ASSERT_EQ(transform.entry(PF_Cmd_QUERY_DYNAMIC_FLAGS, &in, &tout, nullptr, nullptr, nullptr), 0);
+    ASSERT_EQ(transform.entry(PF_Cmd_QUERY_DYNAMIC_FLAGS, &in, &tout, nullptr, nullptr, nullptr),
+              0);
     EXPECT_EQ(tout.out_flags, 0x4u);
     EXPECT_EQ(tout.out_flags2, 0x6u);
 }
@@ -139,7 +142,8 @@ TEST(EntryDispatch, MissingHostServicesReturnTheCodeThrownBySuiteCache) {
     HostServices bare;
     in.pica_basicP = &bare;
     EXPECT_EQ(EntryPointFunc(PF_Cmd_GLOBAL_SETUP, &in, &out, nullptr, nullptr, nullptr), 516);
-    EXPECT_EQ(NoiseEntryPointFunc(PF_Cmd_SEQUENCE_SETUP, &in, &out, nullptr, nullptr, nullptr), 516);
+    EXPECT_EQ(NoiseEntryPointFunc(PF_Cmd_SEQUENCE_SETUP, &in, &out, nullptr, nullptr, nullptr),
+              516);
 }
 
 // A sub-effect alone on a layer shows its input unchanged.
@@ -151,10 +155,10 @@ TEST(EntryDispatch, SubEffectWithoutMainPassesPixelsThrough) {
     std::vector<PF_Pixel8> inPixels(12), outPixels(12);
     for (size_t i = 0; i < inPixels.size(); ++i)
         inPixels[i] = PF_Pixel8{255, uint8_t(i * 10), uint8_t(i), 7};
-    PF_EffectWorld input{4, 3, 16, PF_PixelFormat_ARGB32,
-                         reinterpret_cast<uint8_t*>(inPixels.data()), {}};
-    PF_EffectWorld output{4, 3, 16, PF_PixelFormat_ARGB32,
-                          reinterpret_cast<uint8_t*>(outPixels.data()), {}};
+    PF_EffectWorld input{
+        4, 3, 16, PF_PixelFormat_ARGB32, reinterpret_cast<uint8_t*>(inPixels.data()), {}};
+    PF_EffectWorld output{
+        4, 3, 16, PF_PixelFormat_ARGB32, reinterpret_cast<uint8_t*>(outPixels.data()), {}};
 
     host.pushRenderWorlds({noise.uid, &input, &output});
     PF_SmartRenderExtra extra;
@@ -170,9 +174,9 @@ TEST(EntryDispatch, SubEffectWithoutMainPassesPixelsThrough) {
     PF_ParamDef layerParam;
     layerParam.u.ld = &input;
     PF_ParamDef* params[] = {&layerParam};
-    EXPECT_EQ(host.callEffect(noise, PF_Cmd_RENDER, A_Time{0, 30000}, nullptr, nullptr, params,
-                              &output),
-              0);
+    EXPECT_EQ(
+        host.callEffect(noise, PF_Cmd_RENDER, A_Time{0, 30000}, nullptr, nullptr, params, &output),
+        0);
     EXPECT_EQ(std::memcmp(inPixels.data(), outPixels.data(), 48), 0);
 
     // Pre-render: empty result rectangles.
@@ -183,7 +187,6 @@ TEST(EntryDispatch, SubEffectWithoutMainPassesPixelsThrough) {
     EXPECT_EQ(pre.result_rect.right, 0);
     EXPECT_EQ(pre.max_result_rect.bottom, 0);
 }
-
 
 }  // namespace
 }  // namespace tv

@@ -21,7 +21,7 @@ struct TestBehaviour {
     int16_t group = 1;
     uint32_t vertices = 0;
     float tag = 0;
-    std::vector<uint32_t> requests;     // layer ids to ask for
+    std::vector<uint32_t> requests;       // layer ids to ask for
     std::vector<uint32_t> gatheredSizes;  // what arrived, per request
     int contributions = 0;
     int hashes = 0;
@@ -30,9 +30,13 @@ struct TestBehaviour {
 std::map<uint64_t, TestBehaviour> gBehaviour;
 std::vector<uint64_t> gCallOrder;
 
-TestBehaviour& Behaviour(PF_InData* in) { return gBehaviour[in->effect_ref]; }
+TestBehaviour& Behaviour(PF_InData* in) {
+    return gBehaviour[in->effect_ref];
+}
 
-ParamTable NoParams() { return {}; }
+ParamTable NoParams() {
+    return {};
+}
 
 PF_Err SourceMessage(PF_InData* in, PF_OutData*, ObjectMessage& m) {
     TestBehaviour& b = Behaviour(in);
@@ -105,12 +109,15 @@ PF_Err RendererMessage(PF_InData* in, PF_OutData*, ObjectMessage& m) {
     return 0;
 }
 
-const EffectInfo kSourceInfo{0,    "Test Source", "KDL TAVRSRC Test", "", nullptr, 0, 1,
-                             EffectRole::Source, "", true, &NoParams};
-const EffectInfo kEffectorInfo{0,    "Test Effector", "KDL TAVREFF Test", "", nullptr, 0, 1,
-                               EffectRole::Effector, "", true, &NoParams};
-const EffectInfo kRendererInfo{0,    "Test Renderer", "KDL TAVRREN Test", "", nullptr, 0, 1,
-                               EffectRole::Renderer, "", true, &NoParams};
+const EffectInfo kSourceInfo{
+    0,  "Test Source", "KDL TAVRSRC Test", "", nullptr, 0, 1, EffectRole::Source,
+    "", true,          &NoParams};
+const EffectInfo kEffectorInfo{
+    0,    "Test Effector", "KDL TAVREFF Test", "", nullptr, 0, 1, EffectRole::Effector, "",
+    true, &NoParams};
+const EffectInfo kRendererInfo{
+    0,    "Test Renderer", "KDL TAVRREN Test", "", nullptr, 0, 1, EffectRole::Renderer, "",
+    true, &NoParams};
 
 template <const EffectInfo& Info, PF_Err (*Handler)(PF_InData*, PF_OutData*, ObjectMessage&)>
 PF_Err TestEntry(PF_Cmd cmd, PF_InData* in, PF_OutData* out, PF_ParamDef* params[],
@@ -126,14 +133,17 @@ struct GatherFixture : ::testing::Test {
     void SetUp() override {
         gBehaviour.clear();
         gCallOrder.clear();
-        host.registerEffect("Test Source", "KDL TAVRSRC Test", &TestEntry<kSourceInfo, SourceMessage>);
+        host.registerEffect("Test Source", "KDL TAVRSRC Test",
+                            &TestEntry<kSourceInfo, SourceMessage>);
         host.registerEffect("Test Effector", "KDL TAVREFF Test",
                             &TestEntry<kEffectorInfo, EffectorMessage>);
         host.registerEffect("Test Renderer", "KDL TAVRREN Test",
                             &TestEntry<kRendererInfo, RendererMessage>);
         comp = &host.addComp("c", 100, 100);
     }
-    Layer& layer(const char* name) { return host.addLayer(*comp, name, standalone::LayerKind::Solid); }
+    Layer& layer(const char* name) {
+        return host.addLayer(*comp, name, standalone::LayerKind::Solid);
+    }
     EffectInstance& source(Layer& l, int16_t group, uint32_t n, float tag) {
         EffectInstance& e = host.applyEffectInstance(l, "KDL TAVRSRC Test");
         gBehaviour[e.uid] = TestBehaviour{group, n, tag, {}, {}, 0, 0, {}};

@@ -64,7 +64,9 @@ TEST(Noise, CellOfExactZeroIsMinusOne) {
     EXPECT_EQ(NoiseCell(2.0f), 2);
 }
 
-TEST(Noise, ZeroOctavesGiveZero) { EXPECT_EQ(Fbm4(0, 0.3f, 0.4f, 0.5f, 1.2f, 4), 0.0f); }
+TEST(Noise, ZeroOctavesGiveZero) {
+    EXPECT_EQ(Fbm4(0, 0.3f, 0.4f, 0.5f, 1.2f, 4), 0.0f);
+}
 
 }  // namespace
 }  // namespace tv

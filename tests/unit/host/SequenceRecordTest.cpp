@@ -85,7 +85,8 @@ TEST_F(SequenceFixture, SecondGenerationAtTheLimitVersionIsTreatedAsCurrent) {
     EXPECT_EQ(host.handleSize(instance->sequenceData), 32u);
     EXPECT_EQ(record().version, 0x189E02u);
     // Only the first 32 bytes are kept, as they stand: the text is gone.
-    EXPECT_EQ(std::memcmp(host.handleBytes(instance->sequenceData).data() + 8, v2.data() + 8, 8), 0);
+    EXPECT_EQ(std::memcmp(host.handleBytes(instance->sequenceData).data() + 8, v2.data() + 8, 8),
+              0);
 }
 
 TEST_F(SequenceFixture, CurrentRecordGetsAFreshIdUnlessRenderOnly) {

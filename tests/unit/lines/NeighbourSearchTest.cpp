@@ -23,7 +23,8 @@ std::set<std::pair<int, int>> BruteForce(const std::vector<Vec3f>& p, int k, flo
         }
         std::sort(d.begin(), d.end());
         for (int e = 0; e < k && e < int(d.size()); ++e)
-            if (d[size_t(e)].first <= limit && a < d[size_t(e)].second) out.insert({a, d[size_t(e)].second});
+            if (d[size_t(e)].first <= limit && a < d[size_t(e)].second)
+                out.insert({a, d[size_t(e)].second});
     }
     return out;
 }
@@ -161,9 +162,10 @@ TEST(BlendConnections, CommonPairsInterpolateAndOthersFade) {
     b.thicknessFactors = {0.5f, 1.0f};
     ASSERT_TRUE(BlendConnections(a, b, 0.25f, 0.75f, out));
     ASSERT_EQ(out.size(), 3u);
-    EXPECT_EQ((std::vector<int32_t>(out.pairs.begin(), out.pairs.begin() + 2)), (std::vector<int32_t>{0, 1}));
-    EXPECT_FLOAT_EQ(out.opacityFactors[0], 0.75f);    // (0 - 1) * 0.25 + 1
-    EXPECT_FLOAT_EQ(out.thicknessFactors[0], 0.875f); // (0.5 - 1) * 0.25 + 1
+    EXPECT_EQ((std::vector<int32_t>(out.pairs.begin(), out.pairs.begin() + 2)),
+              (std::vector<int32_t>{0, 1}));
+    EXPECT_FLOAT_EQ(out.opacityFactors[0], 0.75f);         // (0 - 1) * 0.25 + 1
+    EXPECT_FLOAT_EQ(out.thicknessFactors[0], 0.875f);      // (0.5 - 1) * 0.25 + 1
     EXPECT_FLOAT_EQ(out.opacityFactors[1], 0.8f * 0.75f);  // only at t0: times 1 - factorA
     EXPECT_FLOAT_EQ(out.opacityFactors[2], 0.6f * 0.25f);  // only at t1: times 1 - factorB
 }
@@ -172,7 +174,7 @@ TEST(DistanceCurve, EvalAndDefaults) {
     const DistanceCurve o = DistanceCurve::DefaultOpacity();
     EXPECT_FLOAT_EQ(o.eval(0.0f), 1.0f);
     EXPECT_FLOAT_EQ(o.eval(0.4f), 1.0f);
-    EXPECT_FLOAT_EQ(o.eval(0.75f), 0.5f);  // sample 150: 50 - 25
+    EXPECT_FLOAT_EQ(o.eval(0.75f), 0.5f);                   // sample 150: 50 - 25
     EXPECT_FLOAT_EQ(o.eval(2.0f), o.samples[199] / 50.0f);  // clamped
     EXPECT_FLOAT_EQ(DistanceCurve::DefaultThickness().eval(0.3f), 1.0f);
 }
