@@ -59,9 +59,14 @@ void WriteImage(const std::string& path, const FloatImage& image, int32_t bitDep
                                      ": " + ec.message());
     }
     static std::atomic<int> counter{0};
-    const fs::path temp =
-        target.parent_path() / ("." + target.filename().string() + ".tmp" +
-                                std::to_string(getpid()) + "_" + std::to_string(counter++));
+    // A hidden name beside the target, unique per process and write.
+    std::string tempName(".");
+    tempName.append(target.filename().string())
+        .append(".tmp")
+        .append(std::to_string(getpid()))
+        .append("_")
+        .append(std::to_string(counter++));
+    const fs::path temp = target.parent_path() / tempName;
     auto out = OIIO::ImageOutput::create(path);
     if (!out)
         throw std::runtime_error("cannot write " + path + ": no image format for its extension (" +
