@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "cli/EffectsCommand.h"
+#include "cli/GeometryCommand.h"
 #include "cli/InfoCommand.h"
 #include "cli/RenderCommand.h"
 
@@ -35,7 +36,22 @@ int main(int argc, char** argv) {
         app.add_subcommand("info", "Show a document's comps, layers, effects and parameter values");
     info->add_option("document", infoDocument, "the composition document (JSON)")->required();
 
+    tv::cli::GeometryOptions geometryOptions;
+    auto* geometry =
+        app.add_subcommand("geometry", "Write one frame's gathered geometry of a layer");
+    geometry->add_option("document", geometryOptions.document, "the composition document (JSON)")
+        ->required();
+    geometry->add_option("--comp", geometryOptions.comp, "the comp (default: the first)");
+    geometry->add_option("--layer", geometryOptions.layer,
+                         "the layer (default: the first with effects)");
+    geometry->add_option("--frame", geometryOptions.frame, "the frame (default 0)");
+    geometry->add_option("--format", geometryOptions.format, "json, ply or csv (default json)");
+    geometry->add_option("-o,--output", geometryOptions.output,
+                         "the file (default: standard output)");
+
     CLI11_PARSE(app, argc, argv);
+
+    if (geometry->parsed()) return tv::cli::RunGeometryCommand(geometryOptions);
 
     if (validate->parsed()) return tv::cli::RunValidateCommand(checkDocument);
     if (info->parsed()) return tv::cli::RunInfoCommand(infoDocument);
