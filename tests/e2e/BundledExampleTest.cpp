@@ -9,6 +9,7 @@
 
 #include "standalone/BundledExample.h"
 #include "standalone/CompRenderer.h"
+#include "standalone/Document.h"
 #include "standalone/ImageOutput.h"
 
 namespace tv {
@@ -62,6 +63,24 @@ TEST(EndToEnd, BundledExampleAt8Bits) {
 
 TEST(EndToEnd, BundledExampleAt32Bits) {
     ExpectMatchesReference(RenderExample(32), "network_320x180.exr", 32, 1e-4f, 1e-6f);
+}
+
+standalone::FloatImage RenderDocument(const std::string& name, int64_t frame) {
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentFile(std::string(TAVRIN_SOURCE_DIR) + "/examples/" + name, host);
+    standalone::CompRenderer renderer(host);
+    std::vector<std::string> messages;
+    return renderer.renderFrame(*host.project().comps.front(), frame, 8, messages);
+}
+
+TEST(EndToEnd, NoisyNetworkExample) {
+    ExpectMatchesReference(RenderDocument("noisy-network.json", 0), "noisy-network_0000.png", 8,
+                           2.0f / 255, 0.1f / 255);
+}
+
+TEST(EndToEnd, OrbitExampleMidway) {
+    ExpectMatchesReference(RenderDocument("orbit.json", 30), "orbit_0030.png", 8, 2.0f / 255,
+                           0.1f / 255);
 }
 
 TEST(EndToEnd, OneThreadAndAllThreadsGiveIdenticalPixels) {
