@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 #include <tbb/global_control.h>
+#include <tbb/info.h>
 #include <tbb/parallel_for_each.h>
 #include <unistd.h>
 

@@ -189,15 +189,11 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
     const Perlin table(p.noise.octaves, p.noise.seed);
     const AxisMask mask = AxisSelection(p.axis);
     std::vector<Vec3f>& locations = faces ? s.faceCentroids : s.positions;
-    for (uint32_t i = range.start; i < range.start + range.count; ++i) {
-        Vec3i coord;
-        if (faces) {
-            if (i >= s.faces.size()) break;
-            coord = s.faces[i];
-        } else {
-            if (i >= s.lattice.size()) break;
-            coord = s.lattice[i];
-        }
+    // Each element reads and writes only its own entries, so blocks run in parallel.
+    const uint32_t end = std::min<uint32_t>(
+        range.start + range.count, uint32_t(faces ? s.faces.size() : s.lattice.size()));
+    auto element = [&](uint32_t i) {
+        const Vec3i coord = faces ? s.faces[i] : s.lattice[i];
         float n[4];
         if (p.compatibility)
             CompatibilityNoise(p.noise, table, coord.x, coord.y, coord.z, n);
@@ -254,8 +250,16 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
                 }
                 break;
         }
-    }
-    return PF_Err_NONE;
+    };
+    constexpr uint32_t kBlock = 4096;
+    const uint32_t first = range.start;
+    const int32_t blocks = end > first ? int32_t((end - first + kBlock - 1) / kBlock) : 0;
+    return SuiteCache(in)->iterate(blocks, [&](int32_t b) {
+        const uint32_t lo = first + uint32_t(b) * kBlock;
+        const uint32_t hi = std::min(end, lo + kBlock);
+        for (uint32_t i = lo; i < hi; ++i) element(i);
+        return PF_Err_NONE;
+    });
 }
 
 uint64_t Hash(PF_InData* in, const NoiseRecord& p) {

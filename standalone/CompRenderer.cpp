@@ -1,6 +1,7 @@
 #include "standalone/CompRenderer.h"
 
 #include <OpenImageIO/imageio.h>
+#include <tbb/parallel_for.h>
 
 #include <algorithm>
 #include <cstring>
@@ -47,7 +48,8 @@ void CompositeOver(FloatImage& frame, const PF_EffectWorld& layer, int32_t left,
     const int32_t x0 = std::max(0, left), y0 = std::max(0, top);
     const int32_t x1 = std::min(frame.width, left + layer.width);
     const int32_t y1 = std::min(frame.height, top + layer.height);
-    for (int32_t y = y0; y < y1; ++y) {
+    // Rows are independent: each writes only its own pixels.
+    tbb::parallel_for(y0, std::max(y0, y1), [&](int32_t y) {
         for (int32_t x = x0; x < x1; ++x) {
             const int32_t lx = x - left, ly = y - top;
             const float a = ChannelAt(layer, lx, ly, 0) * opacity;
@@ -59,7 +61,7 @@ void CompositeOver(FloatImage& frame, const PF_EffectWorld& layer, int32_t left,
             p[2] = ChannelAt(layer, lx, ly, 3) * a + p[2] * keep;
             p[3] = a + p[3] * keep;
         }
-    }
+    });
 }
 
 void CompRenderer::fillSource(const Layer& layer, const A_Time& compTime, int32_t bitDepth,
@@ -78,9 +80,10 @@ void CompRenderer::fillSource(const Layer& layer, const A_Time& compTime, int32_
     };
     switch (layer.kind) {
         case LayerKind::Solid:
-            for (int32_t y = 0; y < w.height; ++y)
+            tbb::parallel_for(0, w.height, [&](int32_t y) {
                 for (int32_t x = 0; x < w.width; ++x)
                     put(x, y, 1, layer.solidColor[0], layer.solidColor[1], layer.solidColor[2]);
+            });
             break;
         case LayerKind::Image: {
             auto in = OIIO::ImageInput::open(layer.imagePath);
@@ -208,14 +211,14 @@ FloatImage CompRenderer::renderAtTime(const Comp& comp, const A_Time& time, int3
         CompositeOver(frame, result->world, left, top, 1.0f);
     }
     // The background sits under everything.
-    for (size_t i = 0; i < frame.rgba.size(); i += 4) {
-        float* p = &frame.rgba[i];
+    tbb::parallel_for(size_t(0), frame.rgba.size() / 4, [&](size_t i) {
+        float* p = &frame.rgba[i * 4];
         const float keep = 1.0f - p[3];
         p[0] += comp.background[0] * keep;
         p[1] += comp.background[1] * keep;
         p[2] += comp.background[2] * keep;
         p[3] += keep;
-    }
+    });
     return frame;
 }
 
