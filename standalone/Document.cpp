@@ -10,6 +10,7 @@
 #include <set>
 #include <sstream>
 
+#include "params/DistanceCurve.h"
 #include "resources/EffectTable.h"
 
 namespace tv::standalone {
@@ -210,6 +211,57 @@ void ReadAnimated(const Reader& r, const json& v, const std::string& path, int n
 }
 const std::vector<std::string> kEffectKeys = {"effect", "enabled", "params"};
 
+constexpr uint32_t kCurveRefcon = 'rGvT';
+
+// A distance curve: "falling" or "flat", a list of [distance, factor] points with distance as a
+// fraction of the maximum (0..1) and factor 0..1, joined by straight lines, or {"samples": [200
+// heights 0..50]}.
+DistanceCurve ReadCurve(const Reader& r, const json& v, const std::string& path) {
+    if (v.is_string()) {
+        const std::string name = v.get<std::string>();
+        if (name == "falling") return DistanceCurve::DefaultOpacity();
+        if (name == "flat") return DistanceCurve::DefaultThickness();
+        r.fail(path, "\"" + name + "\" is not a named curve; " + NearestNames(name, {"falling", "flat"}));
+    }
+    DistanceCurve c;
+    if (v.is_object()) {
+        r.checkKeys(v, path, {"samples"});
+        const json& samples = v.contains("samples") ? v["samples"] : json();
+        if (!samples.is_array() || samples.size() != 200)
+            r.fail(path + ".samples", "expected a list of 200 heights from 0 to 50 (50 is a factor of 1)");
+        for (size_t i = 0; i < 200; ++i)
+            c.samples[i] = float(r.number(samples[i], path + ".samples[" + std::to_string(i) + "]", 0, 50));
+        return c;
+    }
+    if (!v.is_array() || v.empty())
+        r.fail(path, "expected a curve: \"falling\", \"flat\", [[distance, factor], ...] or {\"samples\": [...]}");
+    std::vector<std::pair<double, double>> points;
+    for (size_t i = 0; i < v.size(); ++i) {
+        const std::string p = path + "[" + std::to_string(i) + "]";
+        if (!v[i].is_array() || v[i].size() != 2) r.fail(p, "expected a point [distance, factor]");
+        const double d = r.number(v[i][0], p + "[0]", 0, 1), f = r.number(v[i][1], p + "[1]", 0, 1);
+        if (!points.empty() && d <= points.back().first)
+            r.fail(p + "[0]", "curve points must be in increasing distance");
+        points.push_back({d, f});
+    }
+    for (size_t i = 0; i < 200; ++i) {
+        const double t = double(i) / 200.0;
+        double f = points.front().second;
+        if (t >= points.back().first) {
+            f = points.back().second;
+        } else {
+            for (size_t k = 0; k + 1 < points.size(); ++k)
+                if (t >= points[k].first && t <= points[k + 1].first) {
+                    const double u = (t - points[k].first) / (points[k + 1].first - points[k].first);
+                    f = points[k].second + (points[k + 1].second - points[k].second) * u;
+                    break;
+                }
+        }
+        c.samples[i] = float(f * 50.0);
+    }
+    return c;
+}
+
 struct PendingLayerParam {
     EffectInstance* instance;
     int32_t index;
@@ -257,7 +309,8 @@ void ReadStaticParam(const Reader& r, const ParamSpec& spec, const json& v, cons
 void ReadKeys(const Reader& r, const ParamSpec& spec, const json& v, const std::string& path,
               EffectInstance& instance, Comp& comp, std::vector<PendingLayerParam>& layers) {
     const json& list = KeyList(r, v, path);
-    if (spec.type == PF_Param_LAYER) r.fail(path, "a layer parameter cannot be keyframed");
+    if (spec.type == PF_Param_LAYER || spec.type == PF_Param_ARBITRARY_DATA)
+        r.fail(path, "this parameter cannot be keyframed");
     ParamState& state = instance.params[size_t(spec.index)];
     const PF_ParamDef saved = state.value;
     std::vector<Key> keys;
@@ -341,11 +394,18 @@ void ReadStaticParam(const Reader& r, const ParamSpec& spec, const json& v, cons
             }
             layers.push_back({&instance, spec.index, r.text(v, path), path, &comp});
             break;
+        case PF_Param_ARBITRARY_DATA:
+            if (spec.arbRefcon == kCurveRefcon) {
+                const DistanceCurve curve = ReadCurve(r, v, path);
+                const auto* bytes = reinterpret_cast<const uint8_t*>(&curve);
+                def.u.arbData = r.host.handleFromBytes(std::vector<uint8_t>(bytes, bytes + sizeof curve));
+                break;
+            }
+            [[fallthrough]];
         default:
             r.fail(path,
                    "parameters of kind \"" +
-                       std::string(spec.type == PF_Param_ARBITRARY_DATA ? "curve/gradient/text"
-                                                                        : "other") +
+                       std::string(spec.type == PF_Param_ARBITRARY_DATA ? "gradient/text" : "other") +
                        "\" cannot be set from documents yet; leave it at its default");
     }
 }

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
 
+#include "params/DistanceCurve.h"
 #include "standalone/BundledExample.h"
 #include "standalone/CompRenderer.h"
 #include "standalone/Document.h"
@@ -143,7 +145,7 @@ TEST(Document, MalformedLayersAndEffects) {
          "\"Tavrin\" has no parameter \"Export SVG\""},
         {R"({"solid": {}, "effects": [{"effect": "Tavrin", "params": {"Light(s) Name Begins with": "x"}}]})",
          "$.comps[0].layers[0].effects[0].params.Light(s) Name Begins with",
-         "parameters of kind \"curve/gradient/text\" cannot be set"},
+         "parameters of kind \"gradient/text\" cannot be set"},
         {R"({"solid": {}, "effects": [{"effect": "Tavrin", "enabled": "yes"}]})",
          "$.comps[0].layers[0].effects[0].enabled", "expected true or false"},
         {R"({"solid": {}, "effects": {}})", "$.comps[0].layers[0].effects",
@@ -186,6 +188,41 @@ TEST(Document, EveryExampleLoads) {
         ++count;
     }
     EXPECT_GE(count, 3u);
+}
+
+}  // namespace
+}  // namespace tv
+
+namespace tv {
+namespace {
+
+TEST(Document, CurvesFromPointsNamesAndSamples) {
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(R"({"tavrin": 1, "comps": [{"layers": [{"solid": {}, "effects": [
+        {"effect": "Tavrin Lines Renderer", "params": {
+          "Opacity over Distance": [[0, 1], [0.5, 1], [1, 0]],
+          "Thickness over Distance": "falling"}}]}]}]})",
+                                 "doc.json", host);
+    const auto& lines = *host.project().comps[0]->layers[0]->effects[0];
+    const auto bytes = host.handleBytes(lines.params[7].value.u.arbData);
+    ASSERT_EQ(bytes.size(), sizeof(DistanceCurve));
+    DistanceCurve c;
+    std::memcpy(&c, bytes.data(), sizeof c);
+    EXPECT_FLOAT_EQ(c.samples[50], 50.0f);   // t = 0.25: factor 1
+    EXPECT_FLOAT_EQ(c.samples[150], 25.0f);  // t = 0.75: half way down
+    const auto thick = host.handleBytes(lines.params[9].value.u.arbData);
+    std::memcpy(&c, thick.data(), sizeof c);
+    EXPECT_EQ(c.samples, DistanceCurve::DefaultOpacity().samples);
+
+    standalone::EmbeddedHost bad;
+    try {
+        standalone::LoadDocumentText(R"({"tavrin": 1, "comps": [{"layers": [{"solid": {}, "effects": [
+            {"effect": "Tavrin Lines Renderer", "params": {"Opacity over Distance": {"samples": [1, 2]}}}]}]}]})",
+                                     "doc.json", bad);
+        FAIL();
+    } catch (const standalone::DocumentError& e) {
+        EXPECT_EQ(e.jsonPath(), "$.comps[0].layers[0].effects[0].params.Opacity over Distance.samples");
+    }
 }
 
 }  // namespace
