@@ -64,6 +64,70 @@ void CompositeOver(FloatImage& frame, const PF_EffectWorld& layer, int32_t left,
     });
 }
 
+Placement PlaceLayer(const Layer& layer, const Comp& comp, double seconds, float& opacity) {
+    const Transform2D& t = layer.transform;
+    std::array<double, 4> anchor{layer.width / 2.0, layer.height / 2.0, 0, 0};
+    std::array<double, 4> position{comp.width / 2.0, comp.height / 2.0, 0, 0};
+    std::array<double, 4> scale{100, 100, 0, 0};
+    double rotation = 0;
+    opacity = 1;
+    if (t.set) {
+        anchor = t.anchor.at(seconds);
+        position = t.position.at(seconds);
+        scale = t.scale.at(seconds);
+        rotation = t.rotation.at(seconds)[0];
+        opacity = float(std::clamp(t.opacity.at(seconds)[0] / 100.0, 0.0, 1.0));
+    }
+    const double r = rotation * 3.14159265358979323846 / 180.0;
+    const double c = std::cos(r), s = std::sin(r), sx = scale[0] / 100.0, sy = scale[1] / 100.0;
+    Placement p;
+    // comp = R * S * (layer - anchor) + position; y down, so positive angles turn clockwise.
+    p.a[0] = c * sx, p.a[1] = -s * sy, p.a[2] = s * sx, p.a[3] = c * sy;
+    p.b[0] = position[0] - (p.a[0] * anchor[0] + p.a[1] * anchor[1]);
+    p.b[1] = position[1] - (p.a[2] * anchor[0] + p.a[3] * anchor[1]);
+    return p;
+}
+
+void CompositePlaced(FloatImage& frame, const PF_EffectWorld& layer, const Placement& pl,
+                     float opacity) {
+    if (pl.isTranslation() && pl.b[0] == std::floor(pl.b[0]) && pl.b[1] == std::floor(pl.b[1])) {
+        CompositeOver(frame, layer, int32_t(pl.b[0]), int32_t(pl.b[1]), opacity);
+        return;
+    }
+    const double det = pl.a[0] * pl.a[3] - pl.a[1] * pl.a[2];
+    if (det == 0 || !(opacity > 0)) return;
+    const double inv[4] = {pl.a[3] / det, -pl.a[1] / det, -pl.a[2] / det, pl.a[0] / det};
+    tbb::parallel_for(0, frame.height, [&](int32_t y) {
+        for (int32_t x = 0; x < frame.width; ++x) {
+            // The layer point under this pixel's centre, sampled bilinearly.
+            const double cx = x + 0.5 - pl.b[0], cy = y + 0.5 - pl.b[1];
+            const double lx = inv[0] * cx + inv[1] * cy - 0.5, ly = inv[2] * cx + inv[3] * cy - 0.5;
+            const int32_t x0 = int32_t(std::floor(lx)), y0 = int32_t(std::floor(ly));
+            if (x0 < -1 || y0 < -1 || x0 >= layer.width || y0 >= layer.height) continue;
+            const double fx = lx - x0, fy = ly - y0;
+            float acc[4] = {0, 0, 0, 0};  // premultiplied
+            for (int k = 0; k < 4; ++k) {
+                const int32_t sx = x0 + (k & 1), sy = y0 + (k >> 1);
+                if (sx < 0 || sy < 0 || sx >= layer.width || sy >= layer.height) continue;
+                const double w = ((k & 1) ? fx : 1 - fx) * ((k >> 1) ? fy : 1 - fy);
+                const float a = ChannelAt(layer, sx, sy, 0);
+                acc[0] += float(w) * ChannelAt(layer, sx, sy, 1) * a;
+                acc[1] += float(w) * ChannelAt(layer, sx, sy, 2) * a;
+                acc[2] += float(w) * ChannelAt(layer, sx, sy, 3) * a;
+                acc[3] += float(w) * a;
+            }
+            const float a = acc[3] * opacity;
+            if (a <= 0) continue;
+            float* p = frame.pixel(x, y);
+            const float keep = 1.0f - a;
+            p[0] = acc[0] * opacity + p[0] * keep;
+            p[1] = acc[1] * opacity + p[1] * keep;
+            p[2] = acc[2] * opacity + p[2] * keep;
+            p[3] = a + p[3] * keep;
+        }
+    });
+}
+
 void CompRenderer::fillSource(const Layer& layer, const A_Time& compTime, int32_t bitDepth,
                               LayerWorld& world, std::vector<std::string>& messages, int depth) {
     PF_EffectWorld& w = world.world;
@@ -205,12 +269,13 @@ FloatImage CompRenderer::renderAtTime(const Comp& comp, const A_Time& time, int3
         fillSource(layer, time, bitDepth, a, messages, depth);
         const A_Time layerTime = host_.convertCompToLayerTime(layer.uid, time);
         LayerWorld* result = runEffects(layer, layerTime, bitDepth, a, b, messages);
-        // Layers sit centred on the comp until their 2D transform is modelled.
-        const int32_t left = (comp.width - layer.width) / 2;
-        const int32_t top = (comp.height - layer.height) / 2;
-        CompositeOver(frame, result->world, left, top, 1.0f);
+        float opacity = 1;
+        const Placement placement = PlaceLayer(layer, comp, seconds, opacity);
+        CompositePlaced(frame, result->world, placement, opacity);
     }
-    // The background sits under everything.
+    // The background sits under everything, in the comp that is rendered; a nested comp's
+    // background is transparent, as in any compositing host.
+    if (depth > 0) return frame;
     tbb::parallel_for(size_t(0), frame.rgba.size() / 4, [&](size_t i) {
         float* p = &frame.rgba[i * 4];
         const float keep = 1.0f - p[3];

@@ -54,4 +54,15 @@ class CompRenderer {
 void CompositeOver(FloatImage& frame, const PF_EffectWorld& layer, int32_t left, int32_t top,
                    float opacity);
 
+// Where a layer pixel lands: comp = A * layer + b (2x2 matrix a, offset b).
+struct Placement {
+    double a[4] = {1, 0, 0, 1};
+    double b[2] = {0, 0};
+    bool isTranslation() const { return a[0] == 1 && a[1] == 0 && a[2] == 0 && a[3] == 1; }
+};
+Placement PlaceLayer(const Layer& layer, const Comp& comp, double seconds, float& opacity);
+// "Over" through a general placement, sampling the layer bilinearly.
+void CompositePlaced(FloatImage& frame, const PF_EffectWorld& layer, const Placement& placement,
+                     float opacity);
+
 }  // namespace tv::standalone

@@ -67,6 +67,17 @@ struct LightData {
     AnimatedValue shadowDiffusion;
 };
 
+// A 2D layer's placement: anchor point (layer pixels) to position (comp pixels), scale in
+// percent, rotation in degrees (clockwise on screen), opacity in percent.
+struct Transform2D {
+    AnimatedValue anchor;    // defaults to the layer's centre
+    AnimatedValue position;  // defaults to the comp's centre
+    AnimatedValue scale;     // [100, 100]
+    AnimatedValue rotation;  // 0
+    AnimatedValue opacity;   // 100
+    bool set = false;        // false: defaults from the layer and comp sizes
+};
+
 struct Layer {
     uint64_t uid = 0;  // the AEGP_LayerH of this layer
     uint32_t id = 0;   // the layer id, unique in the project
@@ -84,6 +95,7 @@ struct Layer {
     uint64_t sourceComp = 0;          // precomp: the uid of the comp it shows
     float solidColor[3] = {0, 0, 0};  // solid: straight R, G, B in 0..1
     std::string imagePath;            // image footage: the resolved file
+    Transform2D transform;            // 2D layers
     CameraData camera;                // camera layers
     LightData light;                  // light layers
     std::vector<std::unique_ptr<EffectInstance>> effects;

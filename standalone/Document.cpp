@@ -135,7 +135,7 @@ const std::vector<std::string> kCompKeys = {
     "background", "shutterAngle", "shutterPhase", "motionBlur", "layers"};
 const std::vector<std::string> kLayerKeys = {
     "name",    "solid",   "null",     "image",     "precomp",  "camera",     "light",
-    "enabled", "inPoint", "outPoint", "startTime", "collapse", "motionBlur", "effects"};
+    "enabled", "inPoint", "outPoint", "startTime", "collapse", "motionBlur", "effects", "transform"};
 const std::vector<std::string> kLayerKinds = {"solid",   "null",   "image",
                                               "precomp", "camera", "light"};
 const std::vector<std::string> kUnsupportedKinds = {"obj", "audio", "text"};
@@ -559,6 +559,24 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
         r.checkKeys(body, kpath, {"comp"});
         if (!body.contains("comp")) r.fail(kpath, "missing \"comp\": the name of the comp to show");
         precomps.push_back({&layer, r.text(body["comp"], kpath + ".comp")});
+    }
+    if (l.contains("transform")) {
+        const json& t = l["transform"];
+        const std::string tpath = path + ".transform";
+        if (layer.is3D) r.fail(tpath, "cameras and lights take their position in their own body");
+        r.checkKeys(t, tpath, {"anchorPoint", "position", "scale", "rotation", "opacity"});
+        Transform2D& x = layer.transform;
+        x.set = true;
+        x.anchor.value = {layer.width / 2.0, layer.height / 2.0, 0, 0};
+        x.position.value = {comp.width / 2.0, comp.height / 2.0, 0, 0};
+        x.scale.value = {100, 100, 0, 0};
+        x.rotation.value = {0, 0, 0, 0};
+        x.opacity.value = {100, 0, 0, 0};
+        if (t.contains("anchorPoint")) ReadAnimated(r, t["anchorPoint"], tpath + ".anchorPoint", 2, -1e6, 1e6, x.anchor);
+        if (t.contains("position")) ReadAnimated(r, t["position"], tpath + ".position", 2, -1e6, 1e6, x.position);
+        if (t.contains("scale")) ReadAnimated(r, t["scale"], tpath + ".scale", 2, -1e5, 1e5, x.scale);
+        if (t.contains("rotation")) ReadAnimated(r, t["rotation"], tpath + ".rotation", 1, -1e6, 1e6, x.rotation);
+        if (t.contains("opacity")) ReadAnimated(r, t["opacity"], tpath + ".opacity", 1, 0, 100, x.opacity);
     }
     if (l.contains("enabled")) layer.enabled = r.boolean(l["enabled"], path + ".enabled");
     if (l.contains("collapse")) layer.collapse = r.boolean(l["collapse"], path + ".collapse");

@@ -140,3 +140,36 @@ TEST(Compositing, OverOfAStraightLayer) {
 
 }  // namespace
 }  // namespace tv
+
+namespace tv {
+namespace {
+
+TEST(Compositing, PlacementMapsAnchorToPositionWithScaleAndRotation) {
+    standalone::Comp comp;
+    comp.width = 200;
+    comp.height = 100;
+    standalone::Layer layer;
+    layer.width = 50;
+    layer.height = 20;
+    float opacity = 0;
+    // Defaults: the layer's centre on the comp's centre, full opacity.
+    standalone::Placement p = standalone::PlaceLayer(layer, comp, 0, opacity);
+    EXPECT_EQ(opacity, 1.0f);
+    EXPECT_DOUBLE_EQ(p.b[0], 75);
+    EXPECT_DOUBLE_EQ(p.b[1], 40);
+    layer.transform.set = true;
+    layer.transform.anchor.value = {0, 0, 0, 0};
+    layer.transform.position.value = {100, 50, 0, 0};
+    layer.transform.scale.value = {200, 50, 0, 0};
+    layer.transform.rotation.value = {90, 0, 0, 0};
+    layer.transform.opacity.value = {25, 0, 0, 0};
+    p = standalone::PlaceLayer(layer, comp, 0, opacity);
+    EXPECT_EQ(opacity, 0.25f);
+    // Layer point (10, 0): scaled to (20, 0), turned 90 degrees clockwise on screen to (0, 20).
+    const double x = p.a[0] * 10 + p.b[0], y = p.a[2] * 10 + p.b[1];
+    EXPECT_NEAR(x, 100, 1e-9);
+    EXPECT_NEAR(y, 70, 1e-9);
+}
+
+}  // namespace
+}  // namespace tv
