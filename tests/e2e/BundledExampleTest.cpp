@@ -83,6 +83,16 @@ TEST(EndToEnd, OrbitExampleMidway) {
                            0.1f / 255);
 }
 
+TEST(EndToEnd, TwoGroupsExample) {
+    ExpectMatchesReference(RenderDocument("two-groups.json", 0), "two-groups_0000.png", 8,
+                           2.0f / 255, 0.1f / 255);
+}
+
+TEST(EndToEnd, HeldLinesExample) {
+    ExpectMatchesReference(RenderDocument("held-lines.json", 60), "held-lines_0060.png", 8,
+                           2.0f / 255, 0.1f / 255);
+}
+
 TEST(EndToEnd, OneThreadAndAllThreadsGiveIdenticalPixels) {
     standalone::FloatImage one, all;
     {
