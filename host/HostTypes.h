@@ -239,11 +239,35 @@ struct PF_OutData {
 };
 
 // The extra record of PF_Cmd_ARBITRARY_CALLBACK.
+enum PF_ArbitraryFunc : int32_t {
+    PF_Arbitrary_NEW_FUNC = 0,
+    PF_Arbitrary_DISPOSE_FUNC = 1,
+    PF_Arbitrary_COPY_FUNC = 2,
+    PF_Arbitrary_FLAT_SIZE_FUNC = 3,
+    PF_Arbitrary_FLATTEN_FUNC = 4,
+    PF_Arbitrary_UNFLATTEN_FUNC = 5,
+    PF_Arbitrary_INTERP_FUNC = 6,
+    PF_Arbitrary_COMPARE_FUNC = 7,
+    PF_Arbitrary_PRINT_SIZE_FUNC = 8,
+    PF_Arbitrary_PRINT_FUNC = 9,
+    PF_Arbitrary_SCAN_FUNC = 10,
+};
+
+// The selector's arguments; which are used depends on which_function.
+struct PF_ArbCallbackArgs {
+    PF_Handle arbH = 0;             // DISPOSE, FLAT_SIZE, FLATTEN: the data
+    PF_Handle srcH = 0;             // COPY: the source
+    PF_Handle* dstPH = nullptr;     // NEW, COPY, UNFLATTEN: where the new handle goes
+    uint64_t* flatSizeP = nullptr;  // FLAT_SIZE: the answer
+    uint64_t bufSize = 0;           // FLATTEN, UNFLATTEN: the flat buffer's size
+    void* flatData = nullptr;       // FLATTEN: written; UNFLATTEN: read
+};
+
 struct PF_ArbParamsExtra {
     int32_t which_function = 0;
     int32_t id = 0;
     void* refconPV = nullptr;
-    void* u = nullptr;
+    PF_ArbCallbackArgs* u = nullptr;
 };
 
 // The extra records of the smart-render protocol.

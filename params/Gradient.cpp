@@ -21,9 +21,13 @@ struct Argb {
 };
 
 // Rounds to the nearest integer, halves to even, as the toolkit's rounding does.
-int RoundToInt(double x) { return static_cast<int>(std::nearbyint(x)); }
+int RoundToInt(double x) {
+    return static_cast<int>(std::nearbyint(x));
+}
 
-uint32_t FloatToByte(float f) { return uint32_t(std::clamp(RoundToInt(f * 255.0f), 0, 255)); }
+uint32_t FloatToByte(float f) {
+    return uint32_t(std::clamp(RoundToInt(f * 255.0f), 0, 255));
+}
 
 Argb FromFloats(float r, float g, float b, float a) {
     return Argb::Of(FloatToByte(a), FloatToByte(r), FloatToByte(g), FloatToByte(b));
@@ -58,7 +62,8 @@ Argb Tween(Argb d, Argb s, uint32_t amount) {
 Argb Interpolated(Argb from, Argb to, float proportion) {
     if (proportion <= 0) return from;
     if (proportion >= 1.0f) return to;
-    const Argb t = Tween(Premultiplied(from), Premultiplied(to), uint32_t(RoundToInt(proportion * 255.0f)));
+    const Argb t =
+        Tween(Premultiplied(from), Premultiplied(to), uint32_t(RoundToInt(proportion * 255.0f)));
     return Unpremultiplied(t);
 }
 
@@ -79,7 +84,8 @@ void AddEntry(std::vector<Entry>& entries, double position, Argb colour) {
 
 std::array<float, 4> GradientColorAt(const std::vector<GradientStop>& stops, double t) {
     std::vector<Entry> entries;
-    for (const GradientStop& s : stops) AddEntry(entries, s.position, FromFloats(s.red, s.green, s.blue, s.alpha));
+    for (const GradientStop& s : stops)
+        AddEntry(entries, s.position, FromFloats(s.red, s.green, s.blue, s.alpha));
     if (entries.empty()) return {0, 0, 0, 0};
     const Argb first = entries.front().colour, last = entries.back().colour;
     AddEntry(entries, 0.0, first);
@@ -95,7 +101,8 @@ std::array<float, 4> GradientColorAt(const std::vector<GradientStop>& stops, dou
         } else {
             const Entry& p1 = entries[i];
             const Entry& p2 = entries[i + 1];
-            out = Interpolated(p1.colour, p2.colour, float((t - p1.position) / (p2.position - p1.position)));
+            out = Interpolated(p1.colour, p2.colour,
+                               float((t - p1.position) / (p2.position - p1.position)));
         }
     }
     return {out.r() / 255.0f, out.g() / 255.0f, out.b() / 255.0f, out.a() / 255.0f};

@@ -9,6 +9,7 @@
 #include "host/ParamHash.h"
 #include "host/RenderPayloads.h"
 #include "host/SuiteCache.h"
+#include "params/ArbHandler.h"
 #include "renderers/NeighbourSearch.h"
 #include "resources/EntryPoints.h"
 
@@ -321,9 +322,14 @@ PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
     return Visibility(in, out, params, nullptr);
 }
 
+PF_Err ArbCallback(PF_InData* in, PF_OutData*, void* extra) {
+    return extra ? CurveArbCallback(in, *static_cast<PF_ArbParamsExtra*>(extra)) : PF_Err_NONE;
+}
+
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
     h.message = &Message;
+    h.arbitraryCallback = &ArbCallback;
     h.userChangedParam = &Visibility;
     h.updateParamsUI = &UpdateUI;
     return h;

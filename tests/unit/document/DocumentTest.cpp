@@ -216,12 +216,14 @@ TEST(Document, CurvesFromPointsNamesAndSamples) {
 
     standalone::EmbeddedHost bad;
     try {
-        standalone::LoadDocumentText(R"({"tavrin": 1, "comps": [{"layers": [{"solid": {}, "effects": [
+        standalone::LoadDocumentText(
+            R"({"tavrin": 1, "comps": [{"layers": [{"solid": {}, "effects": [
             {"effect": "Tavrin Lines Renderer", "params": {"Opacity over Distance": {"samples": [1, 2]}}}]}]}]})",
-                                     "doc.json", bad);
+            "doc.json", bad);
         FAIL();
     } catch (const standalone::DocumentError& e) {
-        EXPECT_EQ(e.jsonPath(), "$.comps[0].layers[0].effects[0].params.Opacity over Distance.samples");
+        EXPECT_EQ(e.jsonPath(),
+                  "$.comps[0].layers[0].effects[0].params.Opacity over Distance.samples");
     }
 }
 

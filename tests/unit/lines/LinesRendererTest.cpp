@@ -17,13 +17,15 @@ std::vector<int32_t> PairsAt(standalone::EmbeddedHost& host, int64_t frame) {
     for (const RenderItem& item : m.renders->items)
         if (item.kind == kRenderLines) {
             const auto& p = item.as<LinesPayload>();
-            for (uint32_t i = 0; i < p.pairCount; ++i) pairs.insert(pairs.end(), {p.pairs[i].a, p.pairs[i].b});
+            for (uint32_t i = 0; i < p.pairCount; ++i)
+                pairs.insert(pairs.end(), {p.pairs[i].a, p.pairs[i].b});
         }
     DisposeObjectMessage(m);
     return pairs;
 }
 
-const char* kDoc = R"({"tavrin": 1, "comps": [{"name": "C", "fps": 10, "duration": 2, "layers": [{"solid": {}, "effects": [
+const char* kDoc =
+    R"({"tavrin": 1, "comps": [{"name": "C", "fps": 10, "duration": 2, "layers": [{"solid": {}, "effects": [
     {"effect": "Tavrin Primitives Object", "params": {"X Points": 6, "Y Points": 6, "Z Points": 2}},
     {"effect": "Tavrin Noise Effector", "params": {"Noise Amplitude": 60,
       "Noise Evolution": {"keys": [{"t": 0, "v": 0}, {"t": 2, "v": 720}]}}},

@@ -35,7 +35,7 @@ TEST(Gradient, TranslucentStopsArePremultipliedThenTweened) {
 
 TEST(Gradient, EndsClampAndSpecialLists) {
     const std::vector<GradientStop> two = {Stop(0.2, 1, 0, 0), Stop(0.8, 0, 1, 0)};
-    EXPECT_EQ(GradientColorAt(two, -3)[0], 1.0f);   // the end entries repeat the end stops
+    EXPECT_EQ(GradientColorAt(two, -3)[0], 1.0f);  // the end entries repeat the end stops
     EXPECT_EQ(GradientColorAt(two, 0.1)[0], 1.0f);
     EXPECT_EQ(GradientColorAt(two, 0.9)[1], 1.0f);
     EXPECT_EQ(GradientColorAt(two, 7)[1], 1.0f);
@@ -46,7 +46,8 @@ TEST(Gradient, EndsClampAndSpecialLists) {
 }
 
 TEST(Gradient, RecordRoundTrip) {
-    const std::vector<GradientStop> stops = {Stop(0, 1, 0, 0), Stop(0.5, 0, 1, 0), Stop(1, 0, 0, 1)};
+    const std::vector<GradientStop> stops = {Stop(0, 1, 0, 0), Stop(0.5, 0, 1, 0),
+                                             Stop(1, 0, 0, 1)};
     const auto bytes = MakeGradientRecord(stops);
     EXPECT_EQ(bytes.size(), 4u + 24u * 3u);
     const auto back = GetGradientStops(bytes.data(), bytes.size());
