@@ -56,3 +56,33 @@ TEST(LinesRenderer, OverTimeIntervalBlendsTwoFrames) {
 
 }  // namespace
 }  // namespace tv
+
+namespace tv {
+namespace {
+
+TEST(LinesRenderer, IntervalZeroUsesTheFirstFrame) {
+    std::string doc = Doc("Over Time Interval");
+    doc.replace(doc.find("\"Calc Lines Distance\""), 0, "\"Calc Time Interval\": 0, ");
+    standalone::EmbeddedHost every, zero;
+    standalone::LoadDocumentText(Doc("Every Frame"), "doc.json", every);
+    standalone::LoadDocumentText(doc, "doc.json", zero);
+    EXPECT_EQ(PairsAt(zero, 15), PairsAt(every, 0));
+}
+
+TEST(LinesRenderer, VertexCountChangingOverTimeIsReported) {
+    std::string doc = Doc("Only One Frame");
+    const std::string from = "\"X Points\": 6";
+    doc.replace(doc.find(from), from.size(), R"("X Points": {"keys": [{"t": 0, "v": 6}, {"t": 1, "v": 8}]})");
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(doc, "doc.json", host);
+    host.takeReports();
+    EXPECT_TRUE(PairsAt(host, 15).empty());
+    const auto reports = host.takeReports();
+    ASSERT_FALSE(reports.empty());
+    EXPECT_EQ(reports.back(),
+              "Vertex Count not constant over time. Cannot create Lines at given times.\nPlease "
+              "switch back to Calculating Lines Every Frame.");
+}
+
+}  // namespace
+}  // namespace tv
