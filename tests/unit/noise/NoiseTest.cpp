@@ -5,6 +5,7 @@
 #include "effectors/EffectorFrame.h"
 #include "effectors/NoiseGenerators.h"
 #include "host/Gather.h"
+#include "host/Random.h"
 #include "standalone/EmbeddedHost.h"
 
 namespace tv {
@@ -163,6 +164,78 @@ TEST(NoiseEffector, ZeroAmplitudeLeavesGeometryAndUnusedGroupDoesNothing) {
     EXPECT_NE(gather(), plain);
     noise.params[29].value.u.popup = 4;  // a group no source fills
     EXPECT_EQ(gather(), plain);
+}
+
+}  // namespace
+}  // namespace tv
+
+namespace tv {
+namespace {
+
+// The compatibility generator written out plainly: a table filled from the twister, 3D gradient
+// noise as a weighted sum over the 8 corners, octaves summed from amplitude 0.5.
+struct PlainPerlin {
+    int table[512];
+    explicit PlainPerlin(int seed) {
+        MTRand_int32 mt(uint32_t(seed & 255));
+        for (int i = 0; i < 256; ++i) table[i] = table[i + 256] = int(mt.next() & 0xFF);
+    }
+    static double Grad(int hash, double x, double y, double z) {
+        const int h = hash & 15;
+        const double u = h < 8 ? x : y, v = h < 4 ? y : (h == 12 || h == 14) ? x : z;
+        return ((h & 1) ? -u : u) + ((h & 2) ? -v : v);
+    }
+    double Noise(double x, double y, double z) const {
+        const double c[3] = {x, y, z};
+        int cell[3];
+        double frac[3];
+        for (int i = 0; i < 3; ++i) {
+            cell[i] = c[i] > 0 ? int(c[i]) : int(c[i]) - 1;
+            frac[i] = c[i] - cell[i];
+        }
+        double sum = 0;
+        for (int corner = 0; corner < 8; ++corner) {
+            int idx[3];
+            double w = 1, off[3];
+            for (int i = 0; i < 3; ++i) {
+                const int bit = (corner >> i) & 1;
+                idx[i] = (cell[i] + bit) & 255;
+                off[i] = frac[i] - bit;
+                const double f = Fade(frac[i]);
+                w *= bit ? f : 1 - f;
+            }
+            sum += w * Grad(table[idx[0] + table[idx[1] + table[idx[2]]]], off[0], off[1], off[2]);
+        }
+        return 0.936 * sum;
+    }
+    double Fbm(int octaves, double x, double y, double z) const {
+        double s = 0, a = 0.5;
+        for (int o = 0; o < octaves; ++o, a *= 0.5, x *= 2, y *= 2, z *= 2) s += a * Noise(x, y, z);
+        return s;
+    }
+};
+
+TEST(Noise, CompatibilityGeneratorMatchesAPlainImplementation) {
+    NoiseSettings s;
+    s.octaves = 2;
+    s.seed = 10;
+    s.scale[0] = 1.0;  // a whole number: X is mended by 0.001 (once: 0.999 is not whole)
+    s.evolution = 30;
+    s.rate = 0.5;
+    const Perlin table(s.octaves, s.seed);
+    const PlainPerlin plain(s.seed);
+    for (const auto& [ix, iy, iz] : {std::tuple{0, 0, 0}, std::tuple{2, 5, 1}, std::tuple{7, 3, 4}}) {
+        float n[4];
+        CompatibilityNoise(s, table, ix, iy, iz, n);
+        const float sx = 1.0f - 0.001f;
+        const double e = 0.5 * 30;
+        const float u = float(sx * (ix + 0.23) + e), v = float((iy + 0.27) * 0.25 + e),
+                    t = float((iz + 0.31) * 0.25 + e);
+        EXPECT_NEAR(n[0], plain.Fbm(2, u + 3, v + 8, t + 12), 2e-5);
+        EXPECT_NEAR(n[1], plain.Fbm(2, u + 4, v + 9, t + 13), 2e-5) << ix << iy << iz;
+        EXPECT_NEAR(n[2], plain.Fbm(2, u + 5, v + 10, t + 14), 2e-5) << ix << iy << iz;
+        EXPECT_NEAR(n[3], plain.Fbm(2, u + 7, v + 11, t + 15), 2e-5) << ix << iy << iz;
+    }
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "params/Gradient.h"
 
 namespace tv {
@@ -33,16 +35,57 @@ TEST(Gradient, TranslucentStopsArePremultipliedThenTweened) {
     EXPECT_EQ(c[2], 101 / 255.0f);
 }
 
-TEST(Gradient, EndsClampAndSpecialLists) {
+TEST(Gradient, EndEntriesReplaceTheFirstStopAndClamp) {
+    // Red at 0.2, green at 0.8. The end entry at 0 takes the first entry's place, so red spans
+    // 0 to 0.8: at t = 0.5 the proportion is 0.625, amount round(159.375) = 159.
+    // Red/blue lane: (0 - 0x00FF0000) wraps to 0xFF010000; * 159 mod 2^32 = 0x619F0000; >> 8 =
+    // 0x619F00; plus 0xFF0000, masked: red 0x60 = 96. Green: 255 * 159 >> 8 = 158.
     const std::vector<GradientStop> two = {Stop(0.2, 1, 0, 0), Stop(0.8, 0, 1, 0)};
-    EXPECT_EQ(GradientColorAt(two, -3)[0], 1.0f);  // the end entries repeat the end stops
-    EXPECT_EQ(GradientColorAt(two, 0.1)[0], 1.0f);
-    EXPECT_EQ(GradientColorAt(two, 0.9)[1], 1.0f);
-    EXPECT_EQ(GradientColorAt(two, 7)[1], 1.0f);
-    const auto one = GradientColorAt({Stop(0.5, 0.2f, 0.4f, 0.6f)}, 0.9);  // constant
-    EXPECT_EQ(one[1], 102 / 255.0f);
-    const auto none = GradientColorAt({}, 0.5);
-    EXPECT_EQ(none[3], 0.0f);
+    const auto mid = GradientColorAt(two, 0.5);
+    EXPECT_EQ(mid[0], 96 / 255.0f);
+    EXPECT_EQ(mid[1], 158 / 255.0f);
+    EXPECT_EQ(mid[2], 0.0f);
+    EXPECT_EQ(mid[3], 1.0f);
+    // Outside 0..1 the ends hold; past the last stop the colour is the last.
+    EXPECT_EQ(GradientColorAt(two, -3), (std::array<float, 4>{1, 0, 0, 1}));
+    EXPECT_EQ(GradientColorAt(two, 0.0), (std::array<float, 4>{1, 0, 0, 1}));
+    EXPECT_EQ(GradientColorAt(two, 0.9), (std::array<float, 4>{0, 1, 0, 1}));
+    EXPECT_EQ(GradientColorAt(two, 1.0), (std::array<float, 4>{0, 1, 0, 1}));
+    EXPECT_EQ(GradientColorAt(two, 7), (std::array<float, 4>{0, 1, 0, 1}));
+}
+
+TEST(Gradient, StopsAreSortedByPosition) {
+    // Given green at 0.75 before red at 0.25: sorted, red is first. At t = 0.375 the proportion
+    // is 0.5, amount round(127.5) = 128 (half to even); red 255 - 128 = 127 after the wrap,
+    // green 255 * 128 >> 8 = 127.
+    const auto c = GradientColorAt({Stop(0.75, 0, 1, 0), Stop(0.25, 1, 0, 0)}, 0.375);
+    EXPECT_EQ(c, (std::array<float, 4>{127 / 255.0f, 127 / 255.0f, 0, 1}));
+    // A later stop at 0 overwrites the first entry: only blue is left.
+    const auto b = GradientColorAt({Stop(0.5, 1, 0, 0), Stop(0.0, 0, 0, 1)}, 0.5);
+    EXPECT_EQ(b, (std::array<float, 4>{0, 0, 1, 1}));
+}
+
+TEST(Gradient, OneStopIsConstantAndNoStopsIsTransparentBlack) {
+    // 0.2 * 255.996 = 51.2 -> 51; 0.4 -> 102.4 -> 102; 0.6 -> 153.6 -> 154.
+    const std::vector<GradientStop> one = {Stop(0.5, 0.2f, 0.4f, 0.6f)};
+    for (double t : {-1.0, 0.0, 0.3, 0.9, 2.0})
+        EXPECT_EQ(GradientColorAt(one, t), (std::array<float, 4>{51 / 255.0f, 102 / 255.0f,
+                                                                  154 / 255.0f, 1}))
+            << t;
+    EXPECT_EQ(GradientColorAt({}, 0.5), (std::array<float, 4>{0, 0, 0, 0}));
+}
+
+TEST(Gradient, FloatsBecomeBytesScaledBy255_996) {
+    // 0.998 * 255.996 = 255.48 -> 255 (times 255 it would round to 254); 0.001 -> 0.256 -> 0.
+    const auto c = GradientColorAt({Stop(0, 0.998f, 0.001f, 2.0f, -1.0f)}, 0.5);
+    EXPECT_EQ(c, (std::array<float, 4>{1, 0, 1, 0}));
+}
+
+TEST(Gradient, TransparentStopsTweenThroughZero) {
+    // Alpha 0 premultiplies to all zero: white at alpha 0 to black opaque at t = 0.5 gives
+    // alpha 0 + 255 * 128 >> 8 = 127 and black.
+    const auto c = GradientColorAt({Stop(0, 1, 1, 1, 0), Stop(1, 0, 0, 0, 1)}, 0.5);
+    EXPECT_EQ(c, (std::array<float, 4>{0, 0, 0, 127 / 255.0f}));
 }
 
 TEST(Gradient, RecordRoundTrip) {
@@ -54,6 +97,16 @@ TEST(Gradient, RecordRoundTrip) {
     ASSERT_EQ(back.size(), 3u);
     EXPECT_EQ(back[1].position, 0.5);
     EXPECT_EQ(back[2].blue, 1.0f);
+}
+
+TEST(Gradient, RecordReadsNoMoreThanItHolds) {
+    auto bytes = MakeGradientRecord({Stop(0, 1, 0, 0), Stop(1, 0, 1, 0)});
+    EXPECT_EQ(GetGradientStops(bytes.data(), bytes.size() - 1).size(), 1u);  // cut short
+    const uint32_t tooLong = 1000;
+    std::memcpy(bytes.data(), &tooLong, 4);
+    EXPECT_EQ(GetGradientStops(bytes.data(), bytes.size()).size(), 2u);
+    EXPECT_TRUE(GetGradientStops(bytes.data(), 3).empty());
+    EXPECT_TRUE(GetGradientStops(nullptr, 100).empty());
 }
 
 }  // namespace
