@@ -131,6 +131,7 @@ PF_Err Dispatch(const EffectInfo& info, const SubEffectHandlers& h, PF_Cmd cmd, 
                 out_data->out_flags2 &=
                     ~(PF_OutFlag2_I_USE_3D_CAMERA | PF_OutFlag2_I_USE_3D_LIGHTS);
             }
+            if (h.queryDynamicFlags && h.dynamicFlags) return h.dynamicFlags(in_data, out_data);
             return PF_Err_NONE;
         case PF_Cmd_SMART_PRE_RENDER: {
             if (auto* pre = static_cast<PF_PreRenderExtra*>(extra)) {

@@ -18,6 +18,8 @@ struct SubEffectHandlers {
     PF_Err (*arbitraryCallback)(PF_InData*, PF_OutData*, void* extra) = nullptr;
     PF_Err (*frameSetup)(PF_InData*, PF_OutData*, PF_ParamDef*[]) = nullptr;
     bool queryDynamicFlags = true;  // Transform and Legacy have no such case
+    // Runs after the shared QUERY_DYNAMIC_FLAGS step, for effects whose flags depend on values.
+    PF_Err (*dynamicFlags)(PF_InData*, PF_OutData*) = nullptr;
     // About box name and description when they differ from the effect's own row.
     const char* aboutName = nullptr;
     const char* aboutDescription = nullptr;

@@ -96,8 +96,21 @@ PointsParams Read(PF_InData* in) {
     return p;
 }
 
-uint64_t Hash(const PointsParams& p) {
+// Two levels: the sprite block (when a sprite is chosen), folded into the drawing values.
+uint64_t Hash(PF_InData* in, const PointsParams& p) {
+    uint64_t sprite = 0;
+    if (p.hasSprite) {
+        ParamHasher first(0);
+        first.add(p.spriteLayer).add(p.timeSampling).add(p.loopType).add(p.randomSeed).add(p.maxSamples);
+        SuiteCache suites(in);
+        if (const void* bytes = suites->lockHandle(in->sequence_data)) {
+            first.bytes(bytes, suites->handleSize(in->sequence_data));
+            suites->unlockHandle(in->sequence_data);
+        }
+        sprite = first.value();
+    }
     ParamHasher h(237);
+    h.add(sprite);
     for (bool b : {p.perspective, p.overrideColor, p.overrideOpacity, p.onlyConnected, p.hasSprite,
                    p.overrideScale})
         h.add(int32_t(b));
@@ -166,7 +179,7 @@ PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
         case kObjSetGroup:
             return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
         case kObjMixHash:
-            MixHashInto(m, Hash(Read(in)));
+            MixHashInto(m, Hash(in, Read(in)));
             return PF_Err_NONE;
         default:
             return Contribute(in, m, Read(in));
@@ -191,9 +204,21 @@ PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
     return Visibility(in, out, params, nullptr);
 }
 
+// Random sprite samples do not follow the parameters alone: the frame varies without them.
+PF_Err DynamicFlags(PF_InData* in, PF_OutData* out) {
+    const bool varies = CheckoutParam(in, kSprite).u.layerId != 0 &&
+                        CheckoutParam(in, kTimeSampling).u.popup != kSampleCurrent;
+    if (varies)
+        out->out_flags |= PF_OutFlag_NON_PARAM_VARY;
+    else
+        out->out_flags &= ~PF_OutFlag_NON_PARAM_VARY;
+    return PF_Err_NONE;
+}
+
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
     h.message = &Message;
+    h.dynamicFlags = &DynamicFlags;
     h.userChangedParam = &Visibility;
     h.updateParamsUI = &UpdateUI;
     return h;
