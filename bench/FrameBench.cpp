@@ -23,10 +23,18 @@ void RenderFrame(benchmark::State& state, const char* name, size_t threads) {
     }
 }
 
-void FrameNoisyNetwork_Ours(benchmark::State& s) { RenderFrame(s, "noisy-network.json", tbb::info::default_concurrency()); }
-void FrameNoisyNetwork_Peer(benchmark::State& s) { RenderFrame(s, "noisy-network.json", 1); }
-void FrameOrbit_Ours(benchmark::State& s) { RenderFrame(s, "orbit.json", tbb::info::default_concurrency()); }
-void FrameOrbit_Peer(benchmark::State& s) { RenderFrame(s, "orbit.json", 1); }
+void FrameNoisyNetwork_Ours(benchmark::State& s) {
+    RenderFrame(s, "noisy-network.json", tbb::info::default_concurrency());
+}
+void FrameNoisyNetwork_Peer(benchmark::State& s) {
+    RenderFrame(s, "noisy-network.json", 1);
+}
+void FrameOrbit_Ours(benchmark::State& s) {
+    RenderFrame(s, "orbit.json", tbb::info::default_concurrency());
+}
+void FrameOrbit_Peer(benchmark::State& s) {
+    RenderFrame(s, "orbit.json", 1);
+}
 
 BENCHMARK(FrameNoisyNetwork_Ours)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(FrameNoisyNetwork_Peer)->Unit(benchmark::kMillisecond)->UseRealTime();
@@ -37,9 +45,11 @@ BENCHMARK(FrameOrbit_Peer)->Unit(benchmark::kMillisecond)->UseRealTime();
 void GatherWithNoise(benchmark::State& state) {
     tv::standalone::EmbeddedHost host;
     const int n = int(state.range(0));
-    const std::string doc = R"({"tavrin": 1, "comps": [{"name": "C", "layers": [{"solid": {}, "effects": [
-        {"effect": "Tavrin Primitives Object", "params": {"X Points": )" + std::to_string(n) +
-                            R"(, "Y Points": 100, "Z Points": 100, "Generate Faces": "None"}},
+    const std::string doc =
+        R"({"tavrin": 1, "comps": [{"name": "C", "layers": [{"solid": {}, "effects": [
+        {"effect": "Tavrin Primitives Object", "params": {"X Points": )" +
+        std::to_string(n) +
+        R"(, "Y Points": 100, "Z Points": 100, "Generate Faces": "None"}},
         {"effect": "Tavrin Noise Effector", "params": {"Noise Amplitude": 50}}]}]}]})";
     tv::standalone::LoadDocumentText(doc, "bench.json", host);
     const auto& layer = *host.project().comps[0]->layers[0];

@@ -190,8 +190,8 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
     const AxisMask mask = AxisSelection(p.axis);
     std::vector<Vec3f>& locations = faces ? s.faceCentroids : s.positions;
     // Each element reads and writes only its own entries, so blocks run in parallel.
-    const uint32_t end = std::min<uint32_t>(
-        range.start + range.count, uint32_t(faces ? s.faces.size() : s.lattice.size()));
+    const uint32_t end = std::min<uint32_t>(range.start + range.count,
+                                            uint32_t(faces ? s.faces.size() : s.lattice.size()));
     auto element = [&](uint32_t i) {
         const Vec3i coord = faces ? s.faces[i] : s.lattice[i];
         float n[4];

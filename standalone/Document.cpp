@@ -134,8 +134,8 @@ const std::vector<std::string> kCompKeys = {
     "name",       "width",        "height",       "fps",        "duration", "pixelAspect",
     "background", "shutterAngle", "shutterPhase", "motionBlur", "layers"};
 const std::vector<std::string> kLayerKeys = {
-    "name",    "solid",   "null",     "image",     "precomp",  "camera",     "light",
-    "enabled", "inPoint", "outPoint", "startTime", "collapse", "motionBlur", "effects", "transform"};
+    "name",    "solid",    "null",      "image",    "precomp",    "camera",  "light",    "enabled",
+    "inPoint", "outPoint", "startTime", "collapse", "motionBlur", "effects", "transform"};
 const std::vector<std::string> kLayerKinds = {"solid",   "null",   "image",
                                               "precomp", "camera", "light"};
 const std::vector<std::string> kUnsupportedKinds = {"obj", "audio", "text"};
@@ -221,20 +221,25 @@ DistanceCurve ReadCurve(const Reader& r, const json& v, const std::string& path)
         const std::string name = v.get<std::string>();
         if (name == "falling") return DistanceCurve::DefaultOpacity();
         if (name == "flat") return DistanceCurve::DefaultThickness();
-        r.fail(path, "\"" + name + "\" is not a named curve; " + NearestNames(name, {"falling", "flat"}));
+        r.fail(path,
+               "\"" + name + "\" is not a named curve; " + NearestNames(name, {"falling", "flat"}));
     }
     DistanceCurve c;
     if (v.is_object()) {
         r.checkKeys(v, path, {"samples"});
         const json& samples = v.contains("samples") ? v["samples"] : json();
         if (!samples.is_array() || samples.size() != 200)
-            r.fail(path + ".samples", "expected a list of 200 heights from 0 to 50 (50 is a factor of 1)");
+            r.fail(path + ".samples",
+                   "expected a list of 200 heights from 0 to 50 (50 is a factor of 1)");
         for (size_t i = 0; i < 200; ++i)
-            c.samples[i] = float(r.number(samples[i], path + ".samples[" + std::to_string(i) + "]", 0, 50));
+            c.samples[i] =
+                float(r.number(samples[i], path + ".samples[" + std::to_string(i) + "]", 0, 50));
         return c;
     }
     if (!v.is_array() || v.empty())
-        r.fail(path, "expected a curve: \"falling\", \"flat\", [[distance, factor], ...] or {\"samples\": [...]}");
+        r.fail(path,
+               "expected a curve: \"falling\", \"flat\", [[distance, factor], ...] or "
+               "{\"samples\": [...]}");
     std::vector<std::pair<double, double>> points;
     for (size_t i = 0; i < v.size(); ++i) {
         const std::string p = path + "[" + std::to_string(i) + "]";
@@ -252,7 +257,8 @@ DistanceCurve ReadCurve(const Reader& r, const json& v, const std::string& path)
         } else {
             for (size_t k = 0; k + 1 < points.size(); ++k)
                 if (t >= points[k].first && t <= points[k + 1].first) {
-                    const double u = (t - points[k].first) / (points[k + 1].first - points[k].first);
+                    const double u =
+                        (t - points[k].first) / (points[k + 1].first - points[k].first);
                     f = points[k].second + (points[k + 1].second - points[k].second) * u;
                     break;
                 }
@@ -398,15 +404,16 @@ void ReadStaticParam(const Reader& r, const ParamSpec& spec, const json& v, cons
             if (spec.arbRefcon == kCurveRefcon) {
                 const DistanceCurve curve = ReadCurve(r, v, path);
                 const auto* bytes = reinterpret_cast<const uint8_t*>(&curve);
-                def.u.arbData = r.host.handleFromBytes(std::vector<uint8_t>(bytes, bytes + sizeof curve));
+                def.u.arbData =
+                    r.host.handleFromBytes(std::vector<uint8_t>(bytes, bytes + sizeof curve));
                 break;
             }
             [[fallthrough]];
         default:
-            r.fail(path,
-                   "parameters of kind \"" +
-                       std::string(spec.type == PF_Param_ARBITRARY_DATA ? "gradient/text" : "other") +
-                       "\" cannot be set from documents yet; leave it at its default");
+            r.fail(path, "parameters of kind \"" +
+                             std::string(spec.type == PF_Param_ARBITRARY_DATA ? "gradient/text"
+                                                                              : "other") +
+                             "\" cannot be set from documents yet; leave it at its default");
     }
 }
 
@@ -572,11 +579,16 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
         x.scale.value = {100, 100, 0, 0};
         x.rotation.value = {0, 0, 0, 0};
         x.opacity.value = {100, 0, 0, 0};
-        if (t.contains("anchorPoint")) ReadAnimated(r, t["anchorPoint"], tpath + ".anchorPoint", 2, -1e6, 1e6, x.anchor);
-        if (t.contains("position")) ReadAnimated(r, t["position"], tpath + ".position", 2, -1e6, 1e6, x.position);
-        if (t.contains("scale")) ReadAnimated(r, t["scale"], tpath + ".scale", 2, -1e5, 1e5, x.scale);
-        if (t.contains("rotation")) ReadAnimated(r, t["rotation"], tpath + ".rotation", 1, -1e6, 1e6, x.rotation);
-        if (t.contains("opacity")) ReadAnimated(r, t["opacity"], tpath + ".opacity", 1, 0, 100, x.opacity);
+        if (t.contains("anchorPoint"))
+            ReadAnimated(r, t["anchorPoint"], tpath + ".anchorPoint", 2, -1e6, 1e6, x.anchor);
+        if (t.contains("position"))
+            ReadAnimated(r, t["position"], tpath + ".position", 2, -1e6, 1e6, x.position);
+        if (t.contains("scale"))
+            ReadAnimated(r, t["scale"], tpath + ".scale", 2, -1e5, 1e5, x.scale);
+        if (t.contains("rotation"))
+            ReadAnimated(r, t["rotation"], tpath + ".rotation", 1, -1e6, 1e6, x.rotation);
+        if (t.contains("opacity"))
+            ReadAnimated(r, t["opacity"], tpath + ".opacity", 1, 0, 100, x.opacity);
     }
     if (l.contains("enabled")) layer.enabled = r.boolean(l["enabled"], path + ".enabled");
     if (l.contains("collapse")) layer.collapse = r.boolean(l["collapse"], path + ".collapse");
