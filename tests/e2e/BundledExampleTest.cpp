@@ -93,6 +93,16 @@ TEST(EndToEnd, HeldLinesExample) {
                            2.0f / 255, 0.1f / 255);
 }
 
+TEST(EndToEnd, SphereOfPointsExample) {
+    ExpectMatchesReference(RenderDocument("sphere-of-points.json", 0), "sphere-of-points_0000.png",
+                           8, 2.0f / 255, 0.1f / 255);
+}
+
+TEST(EndToEnd, NoisyCubeExample) {
+    ExpectMatchesReference(RenderDocument("noisy-cube.json", 0), "noisy-cube_0000.png", 8,
+                           2.0f / 255, 0.1f / 255);
+}
+
 TEST(EndToEnd, OneThreadAndAllThreadsGiveIdenticalPixels) {
     standalone::FloatImage one, all;
     {
