@@ -267,7 +267,7 @@ struct PF_ArbParamsExtra {
     int32_t which_function = 0;
     int32_t id = 0;
     void* refconPV = nullptr;
-    PF_ArbCallbackArgs* u = nullptr;
+    void* u = nullptr;  // a PF_ArbCallbackArgs
 };
 
 // The extra records of the smart-render protocol.

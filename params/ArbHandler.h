@@ -42,7 +42,15 @@ class Arb_Gradient_Handler : public Arb_Generic_Handler {
         : Arb_Generic_Handler(in_data, declaredSize, 4, true) {}
 };
 
-// Curves: 800 bytes of samples, no header. Acts only for the curve tag.
+// Curves: 800 bytes of samples, no header.
+class Arb_Curve_Handler : public Arb_Generic_Handler {
+  public:
+    explicit Arb_Curve_Handler(PF_InData* in_data);
+};
+
+// The arbitrary callbacks of an effect's curve or gradient parameters: they act only when the
+// extra's refcon is the parameters' tag, and succeed doing nothing otherwise.
 PF_Err CurveArbCallback(PF_InData* in_data, PF_ArbParamsExtra& extra);
+PF_Err GradientArbCallback(PF_InData* in_data, PF_ArbParamsExtra& extra, uint64_t declaredSize);
 
 }  // namespace tv

@@ -25,8 +25,11 @@ int RoundToInt(double x) {
     return static_cast<int>(std::nearbyint(x));
 }
 
+// The toolkit scales by 255.996 so that values just under 1 still reach 255.
 uint32_t FloatToByte(float f) {
-    return uint32_t(std::clamp(RoundToInt(f * 255.0f), 0, 255));
+    if (f <= 0.0f) return 0;
+    if (f >= 1.0f) return 255;
+    return uint32_t(std::clamp(RoundToInt(f * 255.996f), 0, 255));
 }
 
 Argb FromFloats(float r, float g, float b, float a) {
@@ -72,9 +75,18 @@ struct Entry {
     Argb colour;
 };
 
-// Inserted after any entry at the same position.
+// As the toolkit adds a colour: a position at or below 0 replaces the first entry (so a list's
+// first stop can be overwritten by the end entry at 0); others are capped at 1 and go after any
+// entry at the same position.
 void AddEntry(std::vector<Entry>& entries, double position, Argb colour) {
-    const double p = std::clamp(position, 0.0, 1.0);
+    if (position <= 0) {
+        if (entries.empty())
+            entries.push_back(Entry{0.0, colour});
+        else
+            entries.front() = Entry{0.0, colour};
+        return;
+    }
+    const double p = position < 1.0 ? position : 1.0;  // NaN ends at 1, as the toolkit's min does
     size_t i = 0;
     while (i < entries.size() && !(entries[i].position > p)) ++i;
     entries.insert(entries.begin() + std::ptrdiff_t(i), Entry{p, colour});

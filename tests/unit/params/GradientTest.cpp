@@ -69,16 +69,30 @@ TEST(Gradient, OneStopIsConstantAndNoStopsIsTransparentBlack) {
     // 0.2 * 255.996 = 51.2 -> 51; 0.4 -> 102.4 -> 102; 0.6 -> 153.6 -> 154.
     const std::vector<GradientStop> one = {Stop(0.5, 0.2f, 0.4f, 0.6f)};
     for (double t : {-1.0, 0.0, 0.3, 0.9, 2.0})
-        EXPECT_EQ(GradientColorAt(one, t), (std::array<float, 4>{51 / 255.0f, 102 / 255.0f,
-                                                                  154 / 255.0f, 1}))
+        EXPECT_EQ(GradientColorAt(one, t),
+                  (std::array<float, 4>{51 / 255.0f, 102 / 255.0f, 154 / 255.0f, 1}))
             << t;
     EXPECT_EQ(GradientColorAt({}, 0.5), (std::array<float, 4>{0, 0, 0, 0}));
 }
 
 TEST(Gradient, FloatsBecomeBytesScaledBy255_996) {
     // 0.998 * 255.996 = 255.48 -> 255 (times 255 it would round to 254); 0.001 -> 0.256 -> 0.
-    const auto c = GradientColorAt({Stop(0, 0.998f, 0.001f, 2.0f, -1.0f)}, 0.5);
-    EXPECT_EQ(c, (std::array<float, 4>{1, 0, 1, 0}));
+    // At t = 0 the first entry comes back as it is, without the premultiplied round trip.
+    const std::vector<GradientStop> odd = {Stop(0, 0.998f, 0.001f, 2.0f, -1.0f)};
+    EXPECT_EQ(GradientColorAt(odd, 0.0), (std::array<float, 4>{1, 0, 1, 0}));
+    // Between entries alpha 0 premultiplies everything away.
+    EXPECT_EQ(GradientColorAt(odd, 0.5), (std::array<float, 4>{0, 0, 0, 0}));
+}
+
+TEST(Gradient, TranslucentOneStopLosesBitsBetweenTheEnds) {
+    // Bytes 51, 102, 154 at alpha 0.5 -> 128. Premultiplied: (51 * 128 + 127) >> 8 = 25, 51, 77;
+    // the tween of equal colours changes nothing; unpremultiplied: 25 * 255 / 128 = 49, 101, 153.
+    const std::vector<GradientStop> one = {Stop(0.5, 0.2f, 0.4f, 0.6f, 0.5f)};
+    const std::array<float, 4> ends = {51 / 255.0f, 102 / 255.0f, 154 / 255.0f, 128 / 255.0f};
+    EXPECT_EQ(GradientColorAt(one, 0.0), ends);
+    EXPECT_EQ(GradientColorAt(one, 1.0), ends);
+    EXPECT_EQ(GradientColorAt(one, 0.3),
+              (std::array<float, 4>{49 / 255.0f, 101 / 255.0f, 153 / 255.0f, 128 / 255.0f}));
 }
 
 TEST(Gradient, TransparentStopsTweenThroughZero) {
