@@ -3,6 +3,7 @@
 #include <nanoflann.hpp>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <numeric>
@@ -31,13 +32,54 @@ using KdTree =
                                         PositionsAdaptor, 3, uint32_t>;
 
 constexpr int32_t kQueriesPerJob = 1024;
+constexpr uint32_t kEmpty = std::numeric_limits<uint32_t>::max();
+
+// Spreads the low 10 bits of v to every third bit.
+uint32_t Spread3(uint32_t v) {
+    v &= 0x3ff;
+    v = (v | (v << 16)) & 0x030000ff;
+    v = (v | (v << 8)) & 0x0300f00f;
+    v = (v | (v << 4)) & 0x030c30c3;
+    v = (v | (v << 2)) & 0x09249249;
+    return v;
+}
+
+// The queries in Morton order of their positions: neighbouring queries then walk the same tree
+// nodes one after the other, which keeps the caches warm. Non-finite positions go first.
+void MortonOrder(const Vec3f* q, uint32_t count, std::vector<uint64_t>& keyed) {
+    float lo[3] = {std::numeric_limits<float>::max(), std::numeric_limits<float>::max(),
+                   std::numeric_limits<float>::max()};
+    float hi[3] = {-lo[0], -lo[1], -lo[2]};
+    auto coords = [](const Vec3f& p) { return std::array<float, 3>{p.x, p.y, p.z}; };
+    for (uint32_t i = 0; i < count; ++i) {
+        const auto c = coords(q[i]);
+        for (int d = 0; d < 3; ++d)
+            if (std::isfinite(c[size_t(d)])) {
+                lo[d] = std::min(lo[d], c[size_t(d)]);
+                hi[d] = std::max(hi[d], c[size_t(d)]);
+            }
+    }
+    keyed.resize(count);
+    for (uint32_t i = 0; i < count; ++i) {
+        const auto c = coords(q[i]);
+        uint32_t key = 0;
+        for (int d = 0; d < 3; ++d) {
+            const float span = hi[d] - lo[d];
+            const float u = span > 0 ? (c[size_t(d)] - lo[d]) / span * 1023.0f : 0.0f;
+            const uint32_t cell = u >= 0 && u <= 1023.0f ? uint32_t(u) : 0;  // NaN and inf: 0
+            key |= Spread3(cell) << d;
+        }
+        keyed[i] = (uint64_t(key) << 32) | i;
+    }
+    std::sort(keyed.begin(), keyed.end());
+}
 
 }  // namespace
 
 void SearchNeighbours(const SearchSettings& s, const std::vector<Vec3f>& search,
                       const std::vector<Vec3f>& queries, uint32_t searchStart, uint32_t searchCount,
                       uint32_t queryStart, uint32_t queryCount, ConnectionSet& out,
-                      const ParallelFor& parallel, const std::vector<uint32_t>* indexMap) {
+                      const ParallelFor& parallel) {
     if (s.maxVertices <= 0 || search.empty() || queries.empty()) return;
     if (searchStart >= search.size() || queryStart >= queries.size()) return;
     if (size_t(searchStart) + searchCount > search.size() ||
@@ -49,20 +91,24 @@ void SearchNeighbours(const SearchSettings& s, const std::vector<Vec3f>& search,
     KdTree tree(3, adaptor, nanoflann::KDTreeSingleIndexAdaptorParams(32));
     const size_t k = size_t(s.maxVertices);
     // Flat result tables, allocated once per call: one row of k slots per query.
-    std::vector<uint32_t> indices(size_t(queryCount) * k, std::numeric_limits<uint32_t>::max());
+    std::vector<uint32_t> indices(size_t(queryCount) * k, kEmpty);
     std::vector<float> dists(size_t(queryCount) * k, -1.0f);
-    const int32_t jobs = int32_t((queryCount + kQueriesPerJob - 1) / kQueriesPerJob);
-    // When the queries are the searched points themselves, visit them in the tree's leaf order:
-    // neighbouring queries then walk the same nodes, which keeps the caches warm. Results go to
-    // each query's own row, so the output does not depend on the visiting order.
+    // The visiting order: when the queries are the searched points themselves, the tree's own
+    // leaf order; else Morton order. Results go to each query's own row, so the output does not
+    // depend on the order or on how the jobs are run.
     const bool sameSet =
         &search == &queries && searchStart == queryStart && searchCount == queryCount;
-    const auto& leafOrder = tree.vAcc;
+    std::vector<uint64_t> keyed;
+    if (!sameSet) MortonOrder(queries.data() + queryStart, queryCount, keyed);
+    auto queryAt = [&](uint32_t visit) {
+        return sameSet ? uint32_t(tree.vAcc[visit]) : uint32_t(keyed[visit]);
+    };
+    const int32_t jobs = int32_t((queryCount + kQueriesPerJob - 1) / kQueriesPerJob);
     auto job = [&](int32_t j) {
         const uint32_t first = uint32_t(j) * kQueriesPerJob;
         const uint32_t last = std::min<uint32_t>(queryCount, first + kQueriesPerJob);
         for (uint32_t visit = first; visit < last; ++visit) {
-            const uint32_t q = sameSet ? uint32_t(leafOrder[visit]) : visit;
+            const uint32_t q = queryAt(visit);
             nanoflann::KNNResultSet<float, uint32_t> result(k);
             uint32_t* rowIndices = &indices[size_t(q) * k];
             float* rowDists = &dists[size_t(q) * k];
@@ -72,7 +118,7 @@ void SearchNeighbours(const SearchSettings& s, const std::vector<Vec3f>& search,
             tree.findNeighbors(result, point, nanoflann::SearchParams(32, 0, false));
             // Slots the search did not fill stay empty.
             for (size_t e = result.size(); e < k; ++e) {
-                rowIndices[e] = std::numeric_limits<uint32_t>::max();
+                rowIndices[e] = kEmpty;
                 rowDists[e] = -1.0f;
             }
         }
@@ -85,9 +131,9 @@ void SearchNeighbours(const SearchSettings& s, const std::vector<Vec3f>& search,
     for (size_t e = 0; e < indices.size(); ++e) {
         const uint32_t n = indices[e];
         const float d = dists[e];
-        if (n == std::numeric_limits<uint32_t>::max() || d == -1.0f || d > limit) continue;
+        if (n == kEmpty || d == -1.0f || d > limit) continue;
         const int64_t a = int64_t(e / k) + queryStart;
-        const int64_t b = indexMap ? int64_t((*indexMap)[n]) : int64_t(n) + searchStart;
+        const int64_t b = int64_t(n) + searchStart;
         if (a >= b) continue;  // only from the lower index to the higher
         const float dist = std::sqrt(d);
         const float t = s.maxDistance == 0 ? 0.0f : dist / s.maxDistance;
@@ -140,25 +186,20 @@ void ConnectionsOfGeometry(const SearchSettings& s, GeometryStore& store, Connec
                 SearchNeighbours(s, pos, pos, a.start, a.count, b.start, b.count, out, parallel);
             break;
         }
-        case kDifferentGroups:
+        case kDifferentGroups: {
+            // The group's own vertices go to infinity in a copy, so they fall out at the limit
+            // test; the copy is made once per group and dropped after its search.
+            constexpr float inf = std::numeric_limits<float>::infinity();
             for (int32_t g = 1; g <= 10; ++g) {
                 const GroupRange r = store.vertexGroups[g];
-                if (!ValidRange(r)) continue;
-                // The group's own vertices are out of reach (as if at infinity): search the rest.
-                std::vector<Vec3f> others;
-                std::vector<uint32_t> map;
-                others.reserve(n);
-                map.reserve(n);
-                for (uint32_t i = 0; i < n; ++i) {
-                    if (i >= r.start && i < r.start + r.count) continue;
-                    others.push_back(pos[i]);
-                    map.push_back(i);
-                }
-                if (!others.empty())
-                    SearchNeighbours(s, others, pos, 0, uint32_t(others.size()), r.start, r.count,
-                                     out, parallel, &map);
+                if (!ValidRange(r) || size_t(r.start) + r.count > n) continue;
+                std::vector<Vec3f> others(pos);
+                std::fill(others.begin() + r.start, others.begin() + r.start + r.count,
+                          Vec3f{inf, inf, inf});
+                SearchNeighbours(s, others, pos, 0, n, r.start, r.count, out, parallel);
             }
             break;
+        }
         default:
             break;
     }

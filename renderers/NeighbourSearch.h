@@ -39,13 +39,15 @@ struct SearchSettings {
 // Runs `count` jobs, possibly in parallel; the host's iteration in the effects.
 using ParallelFor = std::function<void(int32_t count, const std::function<void(int32_t)>& job)>;
 
-// One search: queries [queryStart, +queryCount) against [searchStart, +searchCount). `indexMap`,
-// when given, maps rows of the search array to store indices.
+// One search: the queries [queryStart, +queryCount) against the points [searchStart,
+// +searchCount), appended to `out` in the order of the queries and, for each, of increasing
+// distance. A pair (a, b) is kept when b is among the maxVertices nearest of a, within the
+// maximum distance (inclusive), and a < b. Nothing happens when an argument is out of range.
+// The same pairs in the same order with or without `parallel`.
 void SearchNeighbours(const SearchSettings& s, const std::vector<Vec3f>& search,
                       const std::vector<Vec3f>& queries, uint32_t searchStart, uint32_t searchCount,
                       uint32_t queryStart, uint32_t queryCount, ConnectionSet& out,
-                      const ParallelFor& parallel = {},
-                      const std::vector<uint32_t>* indexMap = nullptr);
+                      const ParallelFor& parallel = {});
 
 // All connections of one geometry by "Draw Lines Between", searched on positions shifted by the
 // store's jitter (the shift is removed again before returning).

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 #include <random>
 #include <set>
 
@@ -109,6 +111,142 @@ GeometryStore TwoGroupStore() {
     return st;
 }
 
+// The rule over ranges: queries [qs, qs + qc) against candidates [ss, ss + sc), where the
+// candidates in [hideStart, hideStart + hideCount) are as far as infinity.
+std::vector<std::pair<int, int>> BruteForceRanges(const std::vector<Vec3f>& p, int ss, int sc,
+                                                  int qs, int qc, int k, float maxDistance,
+                                                  int hideStart = 0, int hideCount = 0) {
+    std::vector<std::pair<int, int>> out;
+    const float limit = maxDistance * maxDistance;
+    for (int a = qs; a < qs + qc; ++a) {
+        std::vector<std::pair<float, int>> d;
+        for (int b = ss; b < ss + sc; ++b) {
+            const Vec3f& u = p[size_t(a)];
+            const Vec3f& v = p[size_t(b)];
+            const float dd =
+                (u.x - v.x) * (u.x - v.x) + (u.y - v.y) * (u.y - v.y) + (u.z - v.z) * (u.z - v.z);
+            const bool hidden = b >= hideStart && b < hideStart + hideCount;
+            d.push_back({hidden ? std::numeric_limits<float>::infinity() : dd, b});
+        }
+        std::sort(d.begin(), d.end());
+        for (int e = 0; e < k && e < int(d.size()); ++e)
+            if (d[size_t(e)].first <= limit && a < d[size_t(e)].second)
+                out.push_back({a, d[size_t(e)].second});
+    }
+    return out;  // in the order of the queries, nearest first
+}
+
+std::vector<std::pair<int, int>> PairList(const ConnectionSet& s) {
+    std::vector<std::pair<int, int>> out;
+    for (size_t i = 0; i < s.size(); ++i) out.push_back({s.pairs[2 * i], s.pairs[2 * i + 1]});
+    return out;
+}
+
+// 200 random vertices in three groups of 60, 90 and 50.
+GeometryStore ThreeGroupCloud() {
+    GeometryStore st;
+    st.positions = RandomCloud(200, 11);
+    st.jitter.assign(200, Vec3f{});
+    st.vertexGroups[1] = {0, 60};
+    st.vertexGroups[2] = {60, 90};
+    st.vertexGroups[3] = {150, 50};
+    return st;
+}
+
+const ParallelFor kBackwards = [](int32_t n, const std::function<void(int32_t)>& job) {
+    for (int32_t i = n - 1; i >= 0; --i) job(i);
+};
+
+TEST(NeighbourSearch, EveryModeMatchesBruteForceOnARandomCloud) {
+    SearchSettings s;
+    s.maxVertices = 7;
+    s.maxDistance = 30;
+    GeometryStore st = ThreeGroupCloud();
+    const auto& p = st.positions;
+    auto run = [&](int mode, int first = 1, int second = 1) {
+        s.drawBetween = mode;
+        s.firstGroup = first;
+        s.secondGroup = second;
+        ConnectionSet serial, parallel;
+        ConnectionsOfGeometry(s, st, serial);
+        ConnectionsOfGeometry(s, st, parallel, kBackwards);
+        EXPECT_EQ(serial.pairs, parallel.pairs) << mode;
+        EXPECT_EQ(serial.opacityFactors, parallel.opacityFactors) << mode;
+        return PairList(serial);
+    };
+    EXPECT_EQ(run(kAllGroupsLines), BruteForceRanges(p, 0, 200, 0, 200, 7, 30));
+    std::vector<std::pair<int, int>> same, different;
+    for (const auto& [start, count] : {std::pair(0, 60), std::pair(60, 90), std::pair(150, 50)}) {
+        const auto one = BruteForceRanges(p, start, count, start, count, 7, 30);
+        same.insert(same.end(), one.begin(), one.end());
+        const auto other = BruteForceRanges(p, 0, 200, start, count, 7, 30, start, count);
+        different.insert(different.end(), other.begin(), other.end());
+    }
+    EXPECT_EQ(run(kSameGroup), same);
+    EXPECT_EQ(run(kDifferentGroups), different);
+    EXPECT_FALSE(different.empty());
+    // Two Groups as normalised: the larger group is searched, the smaller's vertices query.
+    EXPECT_EQ(run(kTwoGroups, 3, 1), BruteForceRanges(p, 150, 50, 0, 60, 7, 30));
+    EXPECT_FALSE(run(kTwoGroups, 3, 1).empty());
+    EXPECT_EQ(run(kOneGroup, 2, 2), BruteForceRanges(p, 60, 90, 60, 90, 7, 30));
+}
+
+TEST(NeighbourSearch, PairsComeNearestFirstWithCurveFactors) {
+    const auto cloud = RandomCloud(300, 5);
+    SearchSettings s;
+    s.maxVertices = 12;
+    s.maxDistance = 20;
+    ConnectionSet set;
+    SearchNeighbours(s, cloud, cloud, 0, 300, 0, 300, set);
+    ASSERT_FALSE(set.pairs.empty());
+    float previous = 0;
+    for (size_t i = 0; i < set.size(); ++i) {
+        const Vec3f& a = cloud[size_t(set.pairs[2 * i])];
+        const Vec3f& b = cloud[size_t(set.pairs[2 * i + 1])];
+        const float d = std::sqrt((a.x - b.x) * (a.x - b.x) + (a.y - b.y) * (a.y - b.y) +
+                                  (a.z - b.z) * (a.z - b.z));
+        if (i > 0) {
+            EXPECT_GE(set.pairs[2 * i], set.pairs[2 * i - 2]);  // queries in order
+            if (set.pairs[2 * i] == set.pairs[2 * i - 2]) {
+                EXPECT_GE(d, previous);
+            }
+        }
+        previous = d;
+        EXPECT_NEAR(set.opacityFactors[i], s.opacityCurve.eval(d / 20), 1e-5f);
+        EXPECT_NEAR(set.thicknessFactors[i], 1.0f, 1e-6f);
+    }
+}
+
+TEST(NeighbourSearch, DistanceZeroJoinsOnlyCoincidentVerticesAtTZero) {
+    const std::vector<Vec3f> p = {{1, 2, 3}, {4, 5, 6}, {1, 2, 3}};
+    SearchSettings s;
+    s.maxVertices = 3;
+    s.maxDistance = 0;
+    s.opacityCurve.samples.fill(0);
+    s.opacityCurve.samples[0] = 25;  // only t = 0 gives 0.5
+    ConnectionSet set;
+    SearchNeighbours(s, p, p, 0, 3, 0, 3, set);
+    ASSERT_EQ(set.size(), 1u);
+    EXPECT_EQ(set.pairs, (std::vector<int32_t>{0, 2}));
+    EXPECT_EQ(set.opacityFactors[0], 0.5f);
+}
+
+TEST(NeighbourSearch, OutOfRangeArgumentsDoNothing) {
+    const auto cloud = RandomCloud(20, 2);
+    SearchSettings s;
+    s.maxDistance = 1000;
+    ConnectionSet set;
+    SearchNeighbours(s, cloud, cloud, 20, 1, 0, 20, set);   // search start at the end
+    SearchNeighbours(s, cloud, cloud, 0, 20, 20, 1, set);   // query start at the end
+    SearchNeighbours(s, cloud, cloud, 5, 16, 0, 20, set);   // search run past the end
+    SearchNeighbours(s, cloud, cloud, 0, 20, 10, 11, set);  // query run past the end
+    SearchNeighbours(s, {}, cloud, 0, 0, 0, 20, set);
+    SearchNeighbours(s, cloud, {}, 0, 20, 0, 0, set);
+    EXPECT_EQ(set.size(), 0u);
+    SearchNeighbours(s, cloud, cloud, 0, 20, 0, 20, set);
+    EXPECT_GT(set.size(), 0u);
+}
+
 TEST(NeighbourSearch, GroupModes) {
     SearchSettings s;
     s.maxVertices = 6;
@@ -130,12 +268,57 @@ TEST(NeighbourSearch, GroupModes) {
     s.secondGroup = 1;
     ConnectionsOfGeometry(s, st, two);
     EXPECT_EQ(two.size(), 9u);
-    // Two Groups on one group, and empty groups, in every mode.
-    s.firstGroup = s.secondGroup = 1;
-    ConnectionSet one;
+}
+
+TEST(NeighbourSearch, TwoGroupsOnOneGroupIsOneGroup) {
+    SearchSettings s;
+    s.maxVertices = 5;
+    s.maxDistance = 30;
+    GeometryStore st = ThreeGroupCloud();
+    s.firstGroup = s.secondGroup = 2;
+    ConnectionSet two, one;
+    s.drawBetween = kTwoGroups;
+    ConnectionsOfGeometry(s, st, two);
+    s.drawBetween = kOneGroup;
     ConnectionsOfGeometry(s, st, one);
-    EXPECT_EQ(one.size(), 3u);
-    s.firstGroup = 7;
+    EXPECT_FALSE(one.pairs.empty());
+    EXPECT_EQ(two.pairs, one.pairs);
+    EXPECT_EQ(two.opacityFactors, one.opacityFactors);
+}
+
+TEST(NeighbourSearch, EmptyGroupsAreSkippedInEveryMode) {
+    SearchSettings s;
+    s.maxVertices = 6;
+    s.maxDistance = 10;
+    // Group 3 is entered with no vertices, group 5 not at all.
+    GeometryStore st = TwoGroupStore();
+    st.vertexGroups[3] = {6, 0};
+    ConnectionSet same, plain;
+    s.drawBetween = kSameGroup;
+    ConnectionsOfGeometry(s, st, same);
+    EXPECT_EQ(same.size(), 6u);
+    ConnectionSet diff;
+    s.drawBetween = kDifferentGroups;
+    ConnectionsOfGeometry(s, st, diff);
+    EXPECT_EQ(diff.size(), 9u);
+    for (int mode : {kOneGroup, kTwoGroups}) {
+        for (auto [first, second] : {std::pair(3, 1), std::pair(5, 1), std::pair(2, 3),
+                                     std::pair(3, 3), std::pair(5, 5)}) {
+            if (mode == kOneGroup) {
+                if (first == 2) continue;  // group 2 has vertices
+                second = first;
+            }
+            s.drawBetween = mode;
+            s.firstGroup = first;
+            s.secondGroup = second;
+            ConnectionSet out;
+            ConnectionsOfGeometry(s, st, out);
+            EXPECT_EQ(out.size(), 0u) << mode << " " << first << " " << second;
+        }
+    }
+    // An empty store, in every mode.
+    s.firstGroup = 1;
+    s.secondGroup = 1;
     for (int mode = 1; mode <= 5; ++mode) {
         GeometryStore empty;
         ConnectionSet out;
@@ -143,13 +326,30 @@ TEST(NeighbourSearch, GroupModes) {
         ConnectionsOfGeometry(s, empty, out);
         EXPECT_EQ(out.size(), 0u) << mode;
     }
-    // The jitter is removed again after the search.
-    GeometryStore shifted = TwoGroupStore();
-    shifted.jitter.assign(6, Vec3f{0.25f, 0.5f, 0.75f});
-    ConnectionSet all;
-    s.drawBetween = kAllGroupsLines;
-    ConnectionsOfGeometry(s, shifted, all);
-    EXPECT_EQ(shifted.positions[2], (Vec3f{2, 0, 0}));
+}
+
+TEST(NeighbourSearch, JitterIsSearchedOnAndRemovedInEveryMode) {
+    SearchSettings s;
+    s.maxVertices = 6;
+    s.maxDistance = 0.5f;
+    s.firstGroup = 2;
+    s.secondGroup = 1;
+    for (int mode = 1; mode <= 5; ++mode) {
+        // Vertices 2 and 3 (groups 1 and 2) coincide; the jitter moves 3 a whole unit away.
+        GeometryStore st = TwoGroupStore();
+        st.positions[3] = st.positions[2];
+        const auto before = st.positions;
+        ConnectionSet still;
+        s.drawBetween = mode;
+        ConnectionsOfGeometry(s, st, still);
+        st.jitter[3] = Vec3f{0.25f, 1.0f, -0.5f};
+        ConnectionSet moved;
+        ConnectionsOfGeometry(s, st, moved);
+        EXPECT_EQ(st.positions, before) << mode;
+        const bool across = mode != kSameGroup;  // 2 and 3 lie in different groups
+        EXPECT_EQ(Pairs(still).count({2, 3}), across ? 1u : 0u) << mode;
+        EXPECT_EQ(Pairs(moved).count({2, 3}), 0u) << mode;
+    }
 }
 
 TEST(BlendConnections, CommonPairsInterpolateAndOthersFade) {
