@@ -1,26 +1,30 @@
-// Connections of one geometry: our search (jobs over the thread pool, flat result tables)
-// against the plain way, a single-threaded nanoflann query per vertex in index order with the
-// same filter.
+// Connections of one geometry (all groups): our search, its queries spread over the host's
+// thread pool, against the plain way, a single-threaded nanoflann k-nearest query per vertex in
+// index order with the same filter. Both search the jittered positions.
 #include <benchmark/benchmark.h>
 #include <nanoflann.hpp>
-#include <tbb/parallel_for.h>
 
+#include <cmath>
 #include <random>
 
 #include "renderers/NeighbourSearch.h"
+#include "standalone/EmbeddedHost.h"
 
 namespace {
 
 using tv::Vec3f;
 
-std::vector<Vec3f> Cloud(size_t n) {
+tv::GeometryStore Cloud(size_t n) {
     std::mt19937 rng(42);
     // Density held so that each vertex has neighbours within the distance at every size.
     const float side = 1000.0f * std::cbrt(float(n) / 100000.0f);
-    std::uniform_real_distribution<float> u(0, side);
-    std::vector<Vec3f> p(n);
-    for (auto& v : p) v = {u(rng), u(rng), u(rng)};
-    return p;
+    std::uniform_real_distribution<float> u(0, side), j(-0.01f, 0.01f);
+    tv::GeometryStore st;
+    st.positions.resize(n);
+    st.jitter.resize(n);
+    for (auto& v : st.positions) v = {u(rng), u(rng), u(rng)};
+    for (auto& v : st.jitter) v = {j(rng), j(rng), j(rng)};
+    return st;
 }
 
 struct Adaptor {
@@ -35,9 +39,19 @@ struct Adaptor {
     }
 };
 
-void PlainSearch(const std::vector<Vec3f>& p, const tv::SearchSettings& s, tv::ConnectionSet& out) {
+void Shift(tv::GeometryStore& st, float f) {
+    for (size_t i = 0; i < st.positions.size(); ++i) {
+        st.positions[i].x += st.jitter[i].x * f;
+        st.positions[i].y += st.jitter[i].y * f;
+        st.positions[i].z += st.jitter[i].z * f;
+    }
+}
+
+void PlainConnections(tv::GeometryStore& st, const tv::SearchSettings& s, tv::ConnectionSet& out) {
     using Tree = nanoflann::KDTreeSingleIndexAdaptor<nanoflann::L2_Simple_Adaptor<float, Adaptor>,
                                                      Adaptor, 3, uint32_t>;
+    Shift(st, 1.0f);
+    const std::vector<Vec3f>& p = st.positions;
     Adaptor a{p};
     Tree tree(3, a, nanoflann::KDTreeSingleIndexAdaptorParams(32));
     const size_t k = size_t(s.maxVertices);
@@ -48,7 +62,7 @@ void PlainSearch(const std::vector<Vec3f>& p, const tv::SearchSettings& s, tv::C
         nanoflann::KNNResultSet<float, uint32_t> rs(k);
         rs.init(idx.data(), dist.data());
         const float pt[3] = {p[q].x, p[q].y, p[q].z};
-        tree.findNeighbors(rs, pt, nanoflann::SearchParams());
+        tree.findNeighbors(rs, pt, nanoflann::SearchParams(32, 0, false));
         for (size_t e = 0; e < rs.size(); ++e) {
             if (dist[e] > limit || q >= idx[e]) continue;
             const float t = std::sqrt(dist[e]) / s.maxDistance;
@@ -58,56 +72,77 @@ void PlainSearch(const std::vector<Vec3f>& p, const tv::SearchSettings& s, tv::C
             out.thicknessFactors.push_back(s.thicknessCurve.eval(t));
         }
     }
+    Shift(st, -1.0f);
 }
 
 tv::SearchSettings Settings() {
     tv::SearchSettings s;
     s.maxVertices = 10;
     s.maxDistance = 40;
+    s.drawBetween = tv::kAllGroupsLines;
     return s;
 }
 
-void Neighbours_Ours(benchmark::State& state) {
-    const auto p = Cloud(size_t(state.range(0)));
-    const tv::ParallelFor pool = [](int32_t n, const std::function<void(int32_t)>& job) {
-        tbb::parallel_for(0, n, [&](int32_t i) { job(i); });
+// The host's iteration, as the renderer runs it.
+tv::ParallelFor HostPool(tv::HostServices& host) {
+    return [&host](int32_t count, const std::function<void(int32_t)>& job) {
+        host.iterate(count, [&job](int32_t i) {
+            job(i);
+            return tv::PF_Err_NONE;
+        });
     };
+}
+
+void Connections_Ours(benchmark::State& state) {
+    tv::GeometryStore st = Cloud(size_t(state.range(0)));
+    tv::standalone::EmbeddedHost host;
+    const tv::ParallelFor pool = HostPool(host);
     size_t pairs = 0;
     for (auto _ : state) {
         tv::ConnectionSet out;
-        tv::SearchNeighbours(Settings(), p, p, 0, uint32_t(p.size()), 0, uint32_t(p.size()), out,
-                             pool);
+        tv::ConnectionsOfGeometry(Settings(), st, out, pool);
         pairs = out.size();
     }
-    // Identical pairs to the plain search, checked once outside the timing.
+    // Identical pairs and factors to the plain way, checked once outside the timing.
     tv::ConnectionSet plain, ours;
-    PlainSearch(p, Settings(), plain);
-    tv::SearchNeighbours(Settings(), p, p, 0, uint32_t(p.size()), 0, uint32_t(p.size()), ours,
-                         pool);
-    if (plain.pairs != ours.pairs) state.SkipWithError("pairs differ from the plain search");
+    PlainConnections(st, Settings(), plain);
+    tv::ConnectionsOfGeometry(Settings(), st, ours, pool);
+    if (plain.pairs != ours.pairs || plain.opacityFactors != ours.opacityFactors)
+        state.SkipWithError("pairs differ from the plain search");
     state.counters["pairs"] = double(pairs);
 }
 
-void Neighbours_Peer(benchmark::State& state) {
-    const auto p = Cloud(size_t(state.range(0)));
+void Connections_Peer(benchmark::State& state) {
+    tv::GeometryStore st = Cloud(size_t(state.range(0)));
+    size_t pairs = 0;
     for (auto _ : state) {
         tv::ConnectionSet out;
-        PlainSearch(p, Settings(), out);
-        benchmark::DoNotOptimize(out.pairs.data());
+        PlainConnections(st, Settings(), out);
+        pairs = out.size();
     }
+    state.counters["pairs"] = double(pairs);
 }
 
-BENCHMARK(Neighbours_Ours)
+BENCHMARK(Connections_Ours)
     ->Arg(10000)
     ->Arg(100000)
     ->Arg(1000000)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
-BENCHMARK(Neighbours_Peer)
+BENCHMARK(Connections_Peer)
     ->Arg(10000)
     ->Arg(100000)
     ->Arg(1000000)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
 
+// Ours on the calling thread alone: what the spread over the pool adds.
+void ConnectionsOneThread(benchmark::State& state) {
+    tv::GeometryStore st = Cloud(size_t(state.range(0)));
+    for (auto _ : state) {
+        tv::ConnectionSet out;
+        tv::ConnectionsOfGeometry(Settings(), st, out);
+    }
+}
+BENCHMARK(ConnectionsOneThread)->Arg(100000)->Unit(benchmark::kMillisecond)->UseRealTime();
 }  // namespace

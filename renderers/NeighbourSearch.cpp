@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <numeric>
 
 namespace tv {
@@ -32,7 +33,6 @@ using KdTree =
                                         PositionsAdaptor, 3, uint32_t>;
 
 constexpr int32_t kQueriesPerJob = 1024;
-constexpr uint32_t kEmpty = std::numeric_limits<uint32_t>::max();
 
 // Spreads the low 10 bits of v to every third bit.
 uint32_t Spread3(uint32_t v) {
@@ -90,9 +90,11 @@ void SearchNeighbours(const SearchSettings& s, const std::vector<Vec3f>& search,
     const PositionsAdaptor adaptor{search.data() + searchStart, searchCount};
     KdTree tree(3, adaptor, nanoflann::KDTreeSingleIndexAdaptorParams(32));
     const size_t k = size_t(s.maxVertices);
-    // Flat result tables, allocated once per call: one row of k slots per query.
-    std::vector<uint32_t> indices(size_t(queryCount) * k, kEmpty);
-    std::vector<float> dists(size_t(queryCount) * k, -1.0f);
+    // Flat result tables, allocated once per call: one row of k slots per query, and how many
+    // entries of each row were kept. Every row is written by its own query before it is read.
+    std::unique_ptr<uint32_t[]> indices(new uint32_t[size_t(queryCount) * k]);
+    std::unique_ptr<float[]> dists(new float[size_t(queryCount) * k]);
+    std::unique_ptr<size_t[]> kept(new size_t[size_t(queryCount) + 1]);
     // The visiting order: when the queries are the searched points themselves, the tree's own
     // leaf order; else Morton order. Results go to each query's own row, so the output does not
     // depend on the order or on how the jobs are run.
@@ -104,44 +106,65 @@ void SearchNeighbours(const SearchSettings& s, const std::vector<Vec3f>& search,
         return sameSet ? uint32_t(tree.vAcc[visit]) : uint32_t(keyed[visit]);
     };
     const int32_t jobs = int32_t((queryCount + kQueriesPerJob - 1) / kQueriesPerJob);
-    auto job = [&](int32_t j) {
+    auto runJobs = [&](const std::function<void(int32_t)>& job) {
+        if (parallel && jobs > 1)
+            parallel(jobs, job);
+        else
+            for (int32_t j = 0; j < jobs; ++j) job(j);
+    };
+    // Search, then keep in place the entries that pass: within the limit, and only from the
+    // lower index to the higher (which also does away with self-connections and duplicates).
+    runJobs([&](int32_t j) {
         const uint32_t first = uint32_t(j) * kQueriesPerJob;
         const uint32_t last = std::min<uint32_t>(queryCount, first + kQueriesPerJob);
         for (uint32_t visit = first; visit < last; ++visit) {
             const uint32_t q = queryAt(visit);
-            nanoflann::KNNResultSet<float, uint32_t> result(k);
             uint32_t* rowIndices = &indices[size_t(q) * k];
             float* rowDists = &dists[size_t(q) * k];
+            nanoflann::KNNResultSet<float, uint32_t> result(k);
             result.init(rowIndices, rowDists);
             const Vec3f& p = queries[queryStart + q];
             const float point[3] = {p.x, p.y, p.z};
             tree.findNeighbors(result, point, nanoflann::SearchParams(32, 0, false));
-            // Slots the search did not fill stay empty.
-            for (size_t e = result.size(); e < k; ++e) {
-                rowIndices[e] = kEmpty;
-                rowDists[e] = -1.0f;
+            const int64_t a = int64_t(q) + queryStart;
+            uint32_t m = 0;
+            for (size_t e = 0; e < result.size(); ++e) {
+                const float d = rowDists[e];
+                if (d > limit || a >= int64_t(rowIndices[e]) + searchStart) continue;
+                rowIndices[m] = rowIndices[e];
+                rowDists[m] = d;
+                ++m;
+            }
+            kept[q] = m;
+        }
+    });
+    // Where each query's pairs go: in the order of the queries.
+    size_t total = 0;
+    for (uint32_t q = 0; q < queryCount; ++q) {
+        const size_t m = kept[q];
+        kept[q] = total;
+        total += m;
+    }
+    kept[queryCount] = total;
+    const size_t base = out.size();
+    out.pairs.resize(2 * (base + total));
+    out.opacityFactors.resize(base + total);
+    out.thicknessFactors.resize(base + total);
+    runJobs([&](int32_t j) {
+        const uint32_t first = uint32_t(j) * kQueriesPerJob;
+        const uint32_t last = std::min<uint32_t>(queryCount, first + kQueriesPerJob);
+        for (uint32_t q = first; q < last; ++q) {
+            size_t at = base + kept[q];
+            for (size_t e = 0; e < kept[q + 1] - kept[q]; ++e, ++at) {
+                const float dist = std::sqrt(dists[size_t(q) * k + e]);
+                const float t = s.maxDistance == 0 ? 0.0f : dist / s.maxDistance;
+                out.pairs[2 * at] = int32_t(q + queryStart);
+                out.pairs[2 * at + 1] = int32_t(indices[size_t(q) * k + e] + searchStart);
+                out.opacityFactors[at] = s.opacityCurve.eval(t);
+                out.thicknessFactors[at] = s.thicknessCurve.eval(t);
             }
         }
-    };
-    if (parallel && jobs > 1)
-        parallel(jobs, job);
-    else
-        for (int32_t j = 0; j < jobs; ++j) job(j);
-
-    for (size_t e = 0; e < indices.size(); ++e) {
-        const uint32_t n = indices[e];
-        const float d = dists[e];
-        if (n == kEmpty || d == -1.0f || d > limit) continue;
-        const int64_t a = int64_t(e / k) + queryStart;
-        const int64_t b = int64_t(n) + searchStart;
-        if (a >= b) continue;  // only from the lower index to the higher
-        const float dist = std::sqrt(d);
-        const float t = s.maxDistance == 0 ? 0.0f : dist / s.maxDistance;
-        out.pairs.push_back(int32_t(a));
-        out.pairs.push_back(int32_t(b));
-        out.opacityFactors.push_back(s.opacityCurve.eval(t));
-        out.thicknessFactors.push_back(s.thicknessCurve.eval(t));
-    }
+    });
 }
 
 namespace {
