@@ -40,24 +40,6 @@ std::string ValueText(const ParamSpec& spec, const PF_ParamDef& v) {
 
 }  // namespace
 
-int RunValidateCommand(const std::string& document) {
-    try {
-        standalone::EmbeddedHost host;
-        standalone::LoadDocumentFile(document, host);
-        size_t layers = 0, effects = 0;
-        for (const auto& c : host.project().comps) {
-            layers += c->layers.size();
-            for (const auto& l : c->layers) effects += l->effects.size();
-        }
-        fmt::print("{}: valid ({} comps, {} layers, {} effects)\n", document,
-                   host.project().comps.size(), layers, effects);
-        return 0;
-    } catch (const std::exception& e) {
-        fmt::print(stderr, "{}\n", e.what());
-        return 2;
-    }
-}
-
 int RunInfoCommand(const std::string& document) {
     try {
         standalone::EmbeddedHost host;
@@ -66,15 +48,27 @@ int RunInfoCommand(const std::string& document) {
             fmt::print("comp \"{}\": {}x{}, {}/{} fps, {} s\n", c->name, c->width, c->height,
                        c->fpsNum, c->fpsDen, c->duration);
             for (const auto& l : c->layers) {
-                fmt::print("  layer {} \"{}\"{}\n", l->id, l->name, l->enabled ? "" : " (off)");
+                static const char* const kKinds[] = {"solid", "null",  "camera", "light",  "image",
+                                                     "obj",   "audio", "text",   "precomp"};
+                std::string parent;
+                for (const auto& p : c->layers)
+                    if (l->parent && p->id == l->parent) parent = " parent \"" + p->name + "\"";
+                fmt::print("  layer {} \"{}\": {}{}{}, {} to {} s{}{}\n", l->id, l->name,
+                           kKinds[size_t(l->kind)], l->is3D ? " 3D" : "", parent, l->inPoint,
+                           l->outPoint,
+                           l->masks.empty() ? "" : fmt::format(", {} masks", l->masks.size()),
+                           l->enabled ? "" : " (off)");
                 for (const auto& e : l->effects) {
                     const auto* fx = host.installedEffect(e->key);
                     fmt::print("    effect \"{}\"{}\n", fx->displayName, e->active ? "" : " (off)");
                     for (const ParamSpec& spec : fx->params) {
                         if (spec.index == 0 || spec.type == PF_Param_GROUP_END) continue;
                         const auto& state = e->params[size_t(spec.index)];
-                        fmt::print("      {:>2} {:<36} {:<22}{}\n", spec.index, spec.name,
-                                   ValueText(spec, state.value), state.hidden ? "  (hidden)" : "");
+                        fmt::print(
+                            "      {:>2} {:<36} {:<22}{}{}\n", spec.index, spec.name,
+                            ValueText(spec, state.value),
+                            state.keys.empty() ? "" : fmt::format("  ({} keys)", state.keys.size()),
+                            state.hidden ? "  (hidden)" : "  (visible)");
                     }
                 }
             }

@@ -1,11 +1,10 @@
-// `tavrin validate DOC` and `tavrin info DOC`.
+// `tavrin info DOC`: comps, layers, effects, each parameter's value and visibility.
 #pragma once
 
 #include <string>
 
 namespace tv::cli {
 
-int RunValidateCommand(const std::string& document);
 int RunInfoCommand(const std::string& document);
 
 }  // namespace tv::cli

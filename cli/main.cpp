@@ -7,6 +7,8 @@
 #include "cli/GeometryCommand.h"
 #include "cli/InfoCommand.h"
 #include "cli/RenderCommand.h"
+#include "cli/SaveCommand.h"
+#include "cli/ValidateCommand.h"
 
 int main(int argc, char** argv) {
     CLI::App app{"tavrin: 3D particle and network graphics from composition documents"};
@@ -35,6 +37,10 @@ int main(int argc, char** argv) {
     auto* info =
         app.add_subcommand("info", "Show a document's comps, layers, effects and parameter values");
     info->add_option("document", infoDocument, "the composition document (JSON)")->required();
+    std::string saveDocument, saveOutput;
+    auto* save = app.add_subcommand("save", "Load a document and write it back as tavrin does");
+    save->add_option("document", saveDocument, "the composition document (JSON)")->required();
+    save->add_option("-o,--output", saveOutput, "the document to write")->required();
 
     tv::cli::GeometryOptions geometryOptions;
     auto* geometry =
@@ -55,6 +61,7 @@ int main(int argc, char** argv) {
 
     if (validate->parsed()) return tv::cli::RunValidateCommand(checkDocument);
     if (info->parsed()) return tv::cli::RunInfoCommand(infoDocument);
+    if (save->parsed()) return tv::cli::RunSaveCommand(saveDocument, saveOutput);
 
     if (effects->parsed()) return tv::cli::RunEffectsCommand(effectName);
     if (render->parsed()) return tv::cli::RunRenderCommand(renderOptions);

@@ -45,11 +45,15 @@ struct AnimatedValue {
     }
 };
 
-// A camera layer: two-node, looking from its position at its point of interest.
+// A camera layer: two-node, looking from its position at its point of interest, or one-node,
+// looking along its own +Z turned by its orientation and rotations.
 struct CameraData {
-    AnimatedValue position;         // comp space
-    AnimatedValue pointOfInterest;  // comp space
+    bool oneNode = false;
+    AnimatedValue position;         // parent space (comp space without a parent)
+    AnimatedValue pointOfInterest;  // parent space; unused by one-node cameras
     AnimatedValue zoom;             // pixels
+    double filmSize = 36.0;         // millimetres, measured horizontally
+    bool orthographic = false;
     bool depthOfField = false;
     AnimatedValue focusDistance;
     AnimatedValue aperture;
@@ -61,21 +65,50 @@ enum LightType : int32_t { kLightParallel = 0, kLightSpot = 1, kLightPoint = 2, 
 struct LightData {
     int32_t type = kLightPoint;
     AnimatedValue position;
-    AnimatedValue intensity;  // percent
-    AnimatedValue color;      // 0..1
+    AnimatedValue pointOfInterest;  // spot and parallel lights aim at it
+    AnimatedValue coneAngle;        // spot: degrees
+    AnimatedValue coneFeather;      // spot: percent
+    AnimatedValue intensity;        // percent
+    AnimatedValue color;            // 0..1
     AnimatedValue shadowDarkness;
     AnimatedValue shadowDiffusion;
 };
 
-// A 2D layer's placement: anchor point (layer pixels) to position (comp pixels), scale in
-// percent, rotation in degrees (clockwise on screen), opacity in percent.
+// A layer's placement: anchor point (layer pixels) to position (parent pixels), scale in
+// percent, rotation in degrees (clockwise on screen), opacity in percent. 3D layers use the
+// third components and add orientation and X/Y rotation; `rotation` is the Z rotation.
 struct Transform2D {
-    AnimatedValue anchor;    // defaults to the layer's centre
-    AnimatedValue position;  // defaults to the comp's centre
-    AnimatedValue scale;     // [100, 100]
-    AnimatedValue rotation;  // 0
-    AnimatedValue opacity;   // 100
-    bool set = false;        // false: defaults from the layer and comp sizes
+    AnimatedValue anchor;       // defaults to the layer's centre
+    AnimatedValue position;     // defaults to the comp's centre
+    AnimatedValue scale;        // [100, 100, 100]
+    AnimatedValue rotation;     // 0
+    AnimatedValue opacity;      // 100
+    AnimatedValue orientation;  // 3D: [x, y, z] degrees
+    AnimatedValue rotationX;    // 3D
+    AnimatedValue rotationY;    // 3D
+    bool set = false;           // false: defaults from the layer and comp sizes
+};
+
+// A mask: a closed or open path of vertices with in and out tangents (relative to the vertex),
+// in layer pixels; the whole path may be keyframed (all keys with the same vertex count).
+struct MaskVertex {
+    double x = 0, y = 0;
+    double inX = 0, inY = 0;
+    double outX = 0, outY = 0;
+};
+struct MaskPathKey {
+    double t = 0;
+    Interp interp = Interp::Linear;
+    std::vector<MaskVertex> vertices;
+};
+struct Mask {
+    std::string name;
+    float color[3] = {1, 1, 0};
+    AnimatedValue opacity;  // percent
+    bool inverted = false;
+    bool closed = true;
+    std::vector<MaskVertex> vertices;  // the path when it has no keys
+    std::vector<MaskPathKey> keys;
 };
 
 struct Layer {
@@ -92,12 +125,22 @@ struct Layer {
     double startTime = 0;  // comp time of the layer's own time 0
     int32_t width = 0;     // the layer's source size in pixels
     int32_t height = 0;
-    uint64_t sourceComp = 0;          // precomp: the uid of the comp it shows
-    float solidColor[3] = {0, 0, 0};  // solid: straight R, G, B in 0..1
-    std::string imagePath;            // image footage: the resolved file
-    Transform2D transform;            // 2D layers
-    CameraData camera;                // camera layers
-    LightData light;                  // light layers
+    uint32_t parent = 0;                // the layer id of the parent, 0 for none
+    uint64_t sourceComp = 0;            // precomp: the uid of the comp it shows
+    float solidColor[3] = {0, 0, 0};    // solid: straight R, G, B in 0..1
+    std::string imagePath;              // image footage: the resolved file
+    std::string sourceFile;             // footage, audio, text font: the resolved file
+    std::vector<std::string> objFiles;  // OBJ footage: the resolved file of each frame
+    std::string objPattern;             // OBJ sequence: the resolved pattern (### for the number)
+    int32_t objFirst = 0, objLast = 0;  // OBJ sequence: the numbers of its first and last files
+    std::string text;                   // text layers: the string
+    std::string fontFamily;             // text layers: a family, when no font file is given
+    double fontSize = 72;               // text layers: pixels
+    float textColor[3] = {1, 1, 1};     // text layers: fill colour
+    std::vector<Mask> masks;
+    Transform2D transform;  // 2D layers
+    CameraData camera;      // camera layers
+    LightData light;        // light layers
     std::vector<std::unique_ptr<EffectInstance>> effects;
 };
 
@@ -110,6 +153,8 @@ struct Comp {
     int32_t fpsNum = 30;
     int32_t fpsDen = 1;
     double duration = 10.0;  // seconds
+    double workStart = 0;    // the work area, seconds; workEnd 0 means the whole duration
+    double workEnd = 0;
     double shutterAngle = 180.0;
     double shutterPhase = -180.0;
     bool motionBlur = false;

@@ -12,6 +12,8 @@
 
 #include "params/DistanceCurve.h"
 #include "resources/EffectTable.h"
+#include "standalone/DocumentBase64.h"
+#include "standalone/Transform.h"
 
 namespace tv::standalone {
 
@@ -131,14 +133,14 @@ void ReadFps(const Reader& r, const json& v, const std::string& path, Comp& comp
 
 const std::vector<std::string> kDocumentKeys = {"tavrin", "comps"};
 const std::vector<std::string> kCompKeys = {
-    "name",       "width",        "height",       "fps",        "duration", "pixelAspect",
-    "background", "shutterAngle", "shutterPhase", "motionBlur", "layers"};
+    "name",        "width",      "height",       "fps",          "duration",   "workArea",
+    "pixelAspect", "background", "shutterAngle", "shutterPhase", "motionBlur", "layers"};
+const std::vector<std::string> kLayerKinds = {"solid", "null",    "image",  "obj",  "audio",
+                                              "text",  "precomp", "camera", "light"};
 const std::vector<std::string> kLayerKeys = {
-    "name",    "solid",    "null",      "image",    "precomp",    "camera",  "light",    "enabled",
+    "name",    "solid",    "null",      "image",    "obj",        "audio",   "text",
+    "precomp", "camera",   "light",     "enabled",  "threeD",     "parent",  "masks",
     "inPoint", "outPoint", "startTime", "collapse", "motionBlur", "effects", "transform"};
-const std::vector<std::string> kLayerKinds = {"solid",   "null",   "image",
-                                              "precomp", "camera", "light"};
-const std::vector<std::string> kUnsupportedKinds = {"obj", "audio", "text"};
 
 // The timing half of a key: "t", "interp", speeds and influences; the caller reads "v".
 Key ReadKeyTiming(const Reader& r, const json& k, const std::string& kpath,
@@ -209,7 +211,7 @@ void ReadAnimated(const Reader& r, const json& v, const std::string& path, int n
     }
     out.value = out.keys.front().v;
 }
-const std::vector<std::string> kEffectKeys = {"effect", "enabled", "params"};
+const std::vector<std::string> kEffectKeys = {"effect", "enabled", "params", "sequence"};
 
 constexpr uint32_t kCurveRefcon = 'rGvT';
 
@@ -432,6 +434,20 @@ void ReadEffect(const Reader& r, const json& e, const std::string& path, Layer& 
     }
     EffectInstance& instance = r.host.applyEffectInstance(layer, installed->key, true);
     if (e.contains("enabled")) instance.active = r.boolean(e["enabled"], path + ".enabled");
+    if (e.contains("sequence")) {
+        // A saved instance's record: hand it back as a host does when it reopens a project.
+        const std::string spath = path + ".sequence";
+        const auto bytes = DecodeBase64(r.text(e["sequence"], spath));
+        if (!bytes || bytes->empty())
+            r.fail(spath,
+                   "expected the instance's record as base64 text, as tavrin save writes it");
+        if (instance.sequenceData) r.host.disposeHandle(instance.sequenceData);
+        instance.sequenceData = r.host.handleFromBytes(*bytes);
+        // Documents open render-only, so the instance keeps the id it was saved with.
+        if (r.host.callEffect(instance, PF_Cmd_SEQUENCE_RESETUP, A_Time{0, 1}, nullptr, nullptr,
+                              nullptr, nullptr, PF_InFlag_PROJECT_IS_RENDER_ONLY) != PF_Err_NONE)
+            r.fail(spath, "the effect refused this record; remove \"sequence\" to start afresh");
+    }
     if (!e.contains("params")) return;
     const json& params = e["params"];
     if (!params.is_object())
@@ -451,34 +467,225 @@ void ReadEffect(const Reader& r, const json& e, const std::string& path, Layer& 
     }
 }
 
+struct PendingPrecomp {
+    Layer* layer;
+    std::string comp;
+    std::string path;
+};
+
+struct PendingParent {
+    Layer* layer;
+    std::string parent;
+    std::string path;
+    Comp* comp;
+};
+
+// A layer property of 2 or 3 numbers (2D layers take 2, 3D layers 2 or 3); a missing third
+// component is `third`.
+void ReadAnimated23(const Reader& r, const json& v, const std::string& path, bool is3D, double lo,
+                    double hi, double third, AnimatedValue& out) {
+    auto width = [&](const json& x) { return x.is_array() ? int(x.size()) : 0; };
+    int n = 2;
+    if (is3D) {
+        const json& sample = v.is_object() && v.contains("keys") && v["keys"].is_array() &&
+                                     !v["keys"].empty() && v["keys"][0].is_object() &&
+                                     v["keys"][0].contains("v")
+                                 ? v["keys"][0]["v"]
+                                 : v;
+        n = width(sample) == 3 ? 3 : 2;
+    }
+    ReadAnimated(r, v, path, n, lo, hi, out);
+    if (n == 2) {
+        out.value[2] = third;
+        for (Key& k : out.keys) k.v[2] = third;
+    }
+}
+
+void ReadTransform(const Reader& r, const json& t, const std::string& tpath, Layer& layer,
+                   const Comp& comp) {
+    const bool scene = layer.kind == LayerKind::Camera || layer.kind == LayerKind::Light;
+    const std::vector<std::string> sceneKeys = {"orientation", "xRotation", "yRotation",
+                                                "zRotation"};
+    const std::vector<std::string> flatKeys = {"anchorPoint", "position",  "scale",
+                                               "rotation",    "zRotation", "opacity"};
+    const std::vector<std::string> allKeys = {"anchorPoint", "position",    "scale",
+                                              "rotation",    "orientation", "xRotation",
+                                              "yRotation",   "zRotation",   "opacity"};
+    if (!t.is_object())
+        r.fail(tpath, "expected an object {...}, found " + std::string(t.type_name()));
+    for (const auto& [key, value] : t.items()) {
+        const bool known = std::find(allKeys.begin(), allKeys.end(), key) != allKeys.end();
+        if (known && scene && std::find(sceneKeys.begin(), sceneKeys.end(), key) == sceneKeys.end())
+            r.fail(tpath + "." + key, "cameras and lights take \"" + key +
+                                          "\" in their own body; their transform takes " +
+                                          "\"orientation\", \"xRotation\", \"yRotation\" and " +
+                                          "\"zRotation\"");
+        if (known && !layer.is3D &&
+            std::find(flatKeys.begin(), flatKeys.end(), key) == flatKeys.end())
+            r.fail(tpath + "." + key,
+                   "\"" + key + "\" needs a 3D layer: set \"threeD\": true on the layer");
+    }
+    r.checkKeys(t, tpath, scene ? sceneKeys : layer.is3D ? allKeys : flatKeys);
+    if (t.contains("rotation") && t.contains("zRotation"))
+        r.fail(tpath + ".zRotation", "\"rotation\" and \"zRotation\" are the same value; give one");
+    Transform2D& x = layer.transform;
+    x.set = true;
+    x.anchor.value = {layer.width / 2.0, layer.height / 2.0, 0, 0};
+    x.position.value = {comp.width / 2.0, comp.height / 2.0, 0, 0};
+    x.scale.value = {100, 100, 100, 0};
+    x.opacity.value = {100, 0, 0, 0};
+    if (t.contains("anchorPoint"))
+        ReadAnimated23(r, t["anchorPoint"], tpath + ".anchorPoint", layer.is3D, -1e6, 1e6, 0,
+                       x.anchor);
+    if (t.contains("position"))
+        ReadAnimated23(r, t["position"], tpath + ".position", layer.is3D, -1e6, 1e6, 0, x.position);
+    if (t.contains("scale"))
+        ReadAnimated23(r, t["scale"], tpath + ".scale", layer.is3D, -1e5, 1e5, 100, x.scale);
+    for (const char* key : {"rotation", "zRotation"})
+        if (t.contains(key)) ReadAnimated(r, t[key], tpath + "." + key, 1, -1e6, 1e6, x.rotation);
+    if (t.contains("xRotation"))
+        ReadAnimated(r, t["xRotation"], tpath + ".xRotation", 1, -1e6, 1e6, x.rotationX);
+    if (t.contains("yRotation"))
+        ReadAnimated(r, t["yRotation"], tpath + ".yRotation", 1, -1e6, 1e6, x.rotationY);
+    if (t.contains("orientation"))
+        ReadAnimated(r, t["orientation"], tpath + ".orientation", 3, -360, 360, x.orientation);
+    if (t.contains("opacity"))
+        ReadAnimated(r, t["opacity"], tpath + ".opacity", 1, 0, 100, x.opacity);
+}
+
+// Mask vertices: [x, y] or {"point": [x, y], "in": [dx, dy], "out": [dx, dy]}.
+std::vector<MaskVertex> ReadMaskPath(const Reader& r, const json& v, const std::string& path) {
+    if (!v.is_array() || v.empty())
+        r.fail(path,
+               "expected a list of vertices: [x, y] or {\"point\": [x, y], \"in\": "
+               "[dx, dy], \"out\": [dx, dy]}");
+    std::vector<MaskVertex> out;
+    auto pair = [&](const json& p, const std::string& ppath, double& a, double& b) {
+        if (!p.is_array() || p.size() != 2)
+            r.fail(ppath, "expected [x, y] in layer pixels, found " + p.dump());
+        a = r.number(p[0], ppath + "[0]", -1e6, 1e6);
+        b = r.number(p[1], ppath + "[1]", -1e6, 1e6);
+    };
+    for (size_t i = 0; i < v.size(); ++i) {
+        const std::string vpath = path + "[" + std::to_string(i) + "]";
+        MaskVertex m;
+        if (v[i].is_object()) {
+            r.checkKeys(v[i], vpath, {"point", "in", "out"});
+            if (!v[i].contains("point")) r.fail(vpath, "missing \"point\": the vertex [x, y]");
+            pair(v[i]["point"], vpath + ".point", m.x, m.y);
+            if (v[i].contains("in")) pair(v[i]["in"], vpath + ".in", m.inX, m.inY);
+            if (v[i].contains("out")) pair(v[i]["out"], vpath + ".out", m.outX, m.outY);
+        } else {
+            pair(v[i], vpath, m.x, m.y);
+        }
+        out.push_back(m);
+    }
+    return out;
+}
+
+void ReadMasks(const Reader& r, const json& v, const std::string& path, Layer& layer) {
+    if (!v.is_array()) r.fail(path, "expected a list of masks");
+    for (size_t i = 0; i < v.size(); ++i) {
+        const std::string mpath = path + "[" + std::to_string(i) + "]";
+        const json& m = v[i];
+        r.checkKeys(m, mpath, {"name", "color", "opacity", "inverted", "closed", "path"});
+        Mask mask;
+        mask.name = m.contains("name") ? r.text(m["name"], mpath + ".name")
+                                       : "Mask " + std::to_string(i + 1);
+        mask.opacity.value = {100, 0, 0, 0};
+        if (m.contains("color")) r.color(m["color"], mpath + ".color", mask.color);
+        if (m.contains("opacity"))
+            ReadAnimated(r, m["opacity"], mpath + ".opacity", 1, 0, 100, mask.opacity);
+        if (m.contains("inverted")) mask.inverted = r.boolean(m["inverted"], mpath + ".inverted");
+        if (m.contains("closed")) mask.closed = r.boolean(m["closed"], mpath + ".closed");
+        if (!m.contains("path")) r.fail(mpath, "missing \"path\": the mask's vertices");
+        const json& p = m["path"];
+        const std::string ppath = mpath + ".path";
+        if (p.is_object()) {
+            const json& list = KeyList(r, p, ppath);
+            std::vector<Key> timing;
+            for (size_t k = 0; k < list.size(); ++k) {
+                const std::string kpath = ppath + ".keys[" + std::to_string(k) + "]";
+                const Key key = ReadKeyTiming(r, list[k], kpath, timing);
+                if (key.interp == Interp::Bezier)
+                    r.fail(kpath + ".interp", "mask paths change \"linear\" or \"hold\"");
+                timing.push_back(key);
+                MaskPathKey pk{key.t, key.interp, ReadMaskPath(r, list[k]["v"], kpath + ".v")};
+                if (!mask.keys.empty() && pk.vertices.size() != mask.keys[0].vertices.size())
+                    r.fail(kpath + ".v",
+                           "every key of a mask path needs the same number of "
+                           "vertices (" +
+                               std::to_string(mask.keys[0].vertices.size()) + ")");
+                mask.keys.push_back(std::move(pk));
+            }
+            mask.vertices = mask.keys.front().vertices;
+        } else {
+            mask.vertices = ReadMaskPath(r, p, ppath);
+        }
+        layer.masks.push_back(std::move(mask));
+    }
+}
+
+// The file a document names, relative to the document; it must exist.
+std::string ExistingFile(const Reader& r, const json& v, const std::string& path) {
+    const std::string given = r.text(v, path);
+    const std::filesystem::path file = r.base / given;
+    if (!std::filesystem::is_regular_file(file)) r.fail(path, "no such file: " + file.string());
+    return std::filesystem::absolute(file).lexically_normal().string();
+}
+
+// "mesh_###.obj" with first and last numbers: each # is a digit, zero-padded.
+void ReadObjSequence(const Reader& r, const json& body, const std::string& kpath, Layer& layer) {
+    const std::string pattern = r.text(body["sequence"], kpath + ".sequence");
+    const auto a = pattern.find('#');
+    if (a == std::string::npos)
+        r.fail(kpath + ".sequence",
+               "a sequence pattern marks the frame number with #, e.g. \"mesh_###.obj\"");
+    const auto b = pattern.find_first_not_of('#', a);
+    const size_t digits = (b == std::string::npos ? pattern.size() : b) - a;
+    if (!body.contains("first") || !body.contains("last"))
+        r.fail(kpath,
+               "a sequence needs \"first\" and \"last\": the numbers of its first and "
+               "last files");
+    layer.objFirst = r.integer(body["first"], kpath + ".first", 0, 1e8);
+    layer.objLast = r.integer(body["last"], kpath + ".last", layer.objFirst, 1e8);
+    layer.objPattern = std::filesystem::absolute(r.base / pattern).lexically_normal().string();
+    for (int32_t n = layer.objFirst; n <= layer.objLast; ++n) {
+        std::string number = std::to_string(n);
+        if (number.size() < digits) number.insert(0, digits - number.size(), '0');
+        const std::string name = pattern.substr(0, a) + number + pattern.substr(a + digits);
+        const std::filesystem::path file = r.base / name;
+        if (!std::filesystem::is_regular_file(file))
+            r.fail(kpath + ".sequence", "no such file in the sequence: " + file.string());
+        layer.objFiles.push_back(file.string());
+    }
+}
+
 void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& comp,
-               std::vector<std::pair<Layer*, std::string>>& precomps,
+               std::vector<PendingPrecomp>& precomps, std::vector<PendingParent>& parents,
                std::vector<PendingLayerParam>& pending) {
-    if (l.is_object())
-        for (const std::string& kind : kUnsupportedKinds)
-            if (l.contains(kind))
-                r.fail(path + "." + kind,
-                       "layers of kind \"" + kind +
-                           "\" are not supported by this version yet; the kinds are " +
-                           "solid, null, image and precomp");
     r.checkKeys(l, path, kLayerKeys);
     std::vector<std::string> kinds;
     for (const std::string& k : kLayerKinds)
         if (l.contains(k)) kinds.push_back(k);
     if (kinds.size() != 1)
         r.fail(path, kinds.empty() ? "a layer needs one kind: \"solid\", \"null\", \"image\", "
-                                     "\"precomp\", \"camera\" or \"light\""
+                                     "\"obj\", \"audio\", \"text\", \"precomp\", \"camera\" or "
+                                     "\"light\""
                                    : "a layer has one kind, found " + std::to_string(kinds.size()));
     const std::string name = l.contains("name") ? r.text(l["name"], path + ".name") : kinds[0];
     const std::string kind = kinds[0];
     const json& body = l[kind];
-    Layer& layer = r.host.addLayer(comp, name,
-                                   kind == "solid"    ? LayerKind::Solid
-                                   : kind == "null"   ? LayerKind::Null
-                                   : kind == "image"  ? LayerKind::Image
-                                   : kind == "camera" ? LayerKind::Camera
-                                   : kind == "light"  ? LayerKind::Light
-                                                      : LayerKind::Precomp);
+    const LayerKind layerKind = kind == "solid"    ? LayerKind::Solid
+                                : kind == "null"   ? LayerKind::Null
+                                : kind == "image"  ? LayerKind::Image
+                                : kind == "obj"    ? LayerKind::Obj
+                                : kind == "audio"  ? LayerKind::Audio
+                                : kind == "text"   ? LayerKind::Text
+                                : kind == "camera" ? LayerKind::Camera
+                                : kind == "light"  ? LayerKind::Light
+                                                   : LayerKind::Precomp;
+    Layer& layer = r.host.addLayer(comp, name, layerKind);
     const std::string kpath = path + "." + kind;
     if (kind == "solid") {
         r.checkKeys(body, kpath, {"color", "width", "height"});
@@ -491,8 +698,8 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
         r.checkKeys(body, kpath, {});
     } else if (kind == "camera") {
         r.checkKeys(body, kpath,
-                    {"zoom", "position", "pointOfInterest", "depthOfField", "focusDistance",
-                     "aperture", "blurLevel"});
+                    {"oneNode", "zoom", "position", "pointOfInterest", "filmSize", "orthographic",
+                     "depthOfField", "focusDistance", "aperture", "blurLevel"});
         CameraData& c = layer.camera;
         const double zoom = comp.width * 50.0 / 36.0;  // a 50 mm lens on 36 mm film
         c.zoom.value = {zoom, 0, 0, 0};
@@ -501,6 +708,11 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
         c.focusDistance.value = {zoom, 0, 0, 0};
         c.aperture.value = {25.3, 0, 0, 0};
         c.blurLevel.value = {100, 0, 0, 0};
+        if (body.contains("oneNode")) c.oneNode = r.boolean(body["oneNode"], kpath + ".oneNode");
+        if (c.oneNode && body.contains("pointOfInterest"))
+            r.fail(kpath + ".pointOfInterest",
+                   "a one-node camera has no point of interest; turn it with the transform's "
+                   "orientation and rotations");
         if (body.contains("zoom"))
             ReadAnimated(r, body["zoom"], kpath + ".zoom", 1, 1, 1e6, c.zoom);
         if (body.contains("position"))
@@ -508,6 +720,10 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
         if (body.contains("pointOfInterest"))
             ReadAnimated(r, body["pointOfInterest"], kpath + ".pointOfInterest", 3, -1e7, 1e7,
                          c.pointOfInterest);
+        if (body.contains("filmSize"))
+            c.filmSize = r.number(body["filmSize"], kpath + ".filmSize", 0.1, 10000);
+        if (body.contains("orthographic"))
+            c.orthographic = r.boolean(body["orthographic"], kpath + ".orthographic");
         if (body.contains("depthOfField"))
             c.depthOfField = r.boolean(body["depthOfField"], kpath + ".depthOfField");
         if (body.contains("focusDistance"))
@@ -519,13 +735,17 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
             ReadAnimated(r, body["blurLevel"], kpath + ".blurLevel", 1, 0, 1e5, c.blurLevel);
         layer.is3D = true;
     } else if (kind == "light") {
-        r.checkKeys(
-            body, kpath,
-            {"type", "position", "intensity", "color", "shadowDarkness", "shadowDiffusion"});
+        r.checkKeys(body, kpath,
+                    {"type", "position", "pointOfInterest", "intensity", "color", "coneAngle",
+                     "coneFeather", "shadowDarkness", "shadowDiffusion"});
         LightData& li = layer.light;
         li.position.value = {comp.width / 2.0, comp.height / 2.0, -300, 0};
+        li.pointOfInterest.value = {comp.width / 2.0, comp.height / 2.0, 0, 0};
         li.intensity.value = {100, 0, 0, 0};
         li.color.value = {1, 1, 1, 0};
+        li.coneAngle.value = {90, 0, 0, 0};
+        li.coneFeather.value = {50, 0, 0, 0};
+        li.shadowDarkness.value = {100, 0, 0, 0};
         if (body.contains("type")) {
             const std::string t = r.text(body["type"], kpath + ".type");
             const std::vector<std::string> types = {"parallel", "spot", "point", "ambient"};
@@ -535,8 +755,18 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
                        "\"" + t + "\" is not a light type; " + NearestNames(t, types));
             li.type = int32_t(it - types.begin());
         }
+        const bool spot = li.type == kLightSpot;
+        for (const char* key : {"coneAngle", "coneFeather"})
+            if (body.contains(key) && !spot)
+                r.fail(kpath + "." + key, "only spot lights have a cone");
+        if (body.contains("pointOfInterest") && !spot && li.type != kLightParallel)
+            r.fail(kpath + ".pointOfInterest",
+                   "only spot and parallel lights aim at a point of interest");
         if (body.contains("position"))
             ReadAnimated(r, body["position"], kpath + ".position", 3, -1e7, 1e7, li.position);
+        if (body.contains("pointOfInterest"))
+            ReadAnimated(r, body["pointOfInterest"], kpath + ".pointOfInterest", 3, -1e7, 1e7,
+                         li.pointOfInterest);
         if (body.contains("intensity"))
             ReadAnimated(r, body["intensity"], kpath + ".intensity", 1, -1e6, 1e6, li.intensity);
         if (body.contains("color")) {
@@ -548,6 +778,10 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
                 ReadAnimated(r, body["color"], kpath + ".color", 3, 0, 1, li.color);
             }
         }
+        if (body.contains("coneAngle"))
+            ReadAnimated(r, body["coneAngle"], kpath + ".coneAngle", 1, 0, 180, li.coneAngle);
+        if (body.contains("coneFeather"))
+            ReadAnimated(r, body["coneFeather"], kpath + ".coneFeather", 1, 0, 100, li.coneFeather);
         if (body.contains("shadowDarkness"))
             ReadAnimated(r, body["shadowDarkness"], kpath + ".shadowDarkness", 1, 0, 100,
                          li.shadowDarkness);
@@ -558,38 +792,62 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
     } else if (kind == "image") {
         r.checkKeys(body, kpath, {"file"});
         if (!body.contains("file")) r.fail(kpath, "missing \"file\": the image to show");
-        const std::filesystem::path file = r.base / r.text(body["file"], kpath + ".file");
-        if (!std::filesystem::is_regular_file(file))
-            r.fail(kpath + ".file", "no such file: " + file.string());
-        layer.imagePath = file.string();
+        layer.imagePath = ExistingFile(r, body["file"], kpath + ".file");
+        layer.sourceFile = layer.imagePath;
+    } else if (kind == "obj") {
+        r.checkKeys(body, kpath, {"file", "sequence", "first", "last"});
+        if (body.contains("file") == body.contains("sequence"))
+            r.fail(kpath,
+                   "an OBJ layer needs \"file\" (one mesh) or \"sequence\" (numbered "
+                   "meshes, one per frame), not both");
+        if (body.contains("file")) {
+            for (const char* key : {"first", "last"})
+                if (body.contains(key))
+                    r.fail(kpath + "." + key, "\"" + std::string(key) + "\" belongs to a sequence");
+            layer.objFiles.push_back(ExistingFile(r, body["file"], kpath + ".file"));
+            layer.sourceFile = layer.objFiles.back();
+        } else {
+            ReadObjSequence(r, body, kpath, layer);
+        }
+    } else if (kind == "audio") {
+        r.checkKeys(body, kpath, {"file"});
+        if (!body.contains("file")) r.fail(kpath, "missing \"file\": the WAV file to play");
+        const std::string file = ExistingFile(r, body["file"], kpath + ".file");
+        layer.sourceFile = file;
+        std::ifstream in(file, std::ios::binary);
+        char head[12] = {};
+        in.read(head, 12);
+        if (std::string(head, 4) != "RIFF" || std::string(head + 8, 4) != "WAVE")
+            r.fail(kpath + ".file", "not a WAV file (RIFF/WAVE): " + file);
+    } else if (kind == "text") {
+        r.checkKeys(body, kpath, {"text", "font", "family", "size", "color"});
+        if (!body.contains("text")) r.fail(kpath, "missing \"text\": the string to show");
+        layer.text = r.text(body["text"], kpath + ".text");
+        if (body.contains("font") && body.contains("family"))
+            r.fail(kpath + ".family", "give a font \"file\" or a \"family\", not both");
+        if (body.contains("font")) {
+            layer.sourceFile = ExistingFile(r, body["font"], kpath + ".font");
+        }
+        if (body.contains("family")) layer.fontFamily = r.text(body["family"], kpath + ".family");
+        if (body.contains("size"))
+            layer.fontSize = r.number(body["size"], kpath + ".size", 1, 3000);
+        if (body.contains("color")) r.color(body["color"], kpath + ".color", layer.textColor);
     } else {
         r.checkKeys(body, kpath, {"comp"});
         if (!body.contains("comp")) r.fail(kpath, "missing \"comp\": the name of the comp to show");
-        precomps.push_back({&layer, r.text(body["comp"], kpath + ".comp")});
+        precomps.push_back({&layer, r.text(body["comp"], kpath + ".comp"), kpath + ".comp"});
     }
-    if (l.contains("transform")) {
-        const json& t = l["transform"];
-        const std::string tpath = path + ".transform";
-        if (layer.is3D) r.fail(tpath, "cameras and lights take their position in their own body");
-        r.checkKeys(t, tpath, {"anchorPoint", "position", "scale", "rotation", "opacity"});
-        Transform2D& x = layer.transform;
-        x.set = true;
-        x.anchor.value = {layer.width / 2.0, layer.height / 2.0, 0, 0};
-        x.position.value = {comp.width / 2.0, comp.height / 2.0, 0, 0};
-        x.scale.value = {100, 100, 0, 0};
-        x.rotation.value = {0, 0, 0, 0};
-        x.opacity.value = {100, 0, 0, 0};
-        if (t.contains("anchorPoint"))
-            ReadAnimated(r, t["anchorPoint"], tpath + ".anchorPoint", 2, -1e6, 1e6, x.anchor);
-        if (t.contains("position"))
-            ReadAnimated(r, t["position"], tpath + ".position", 2, -1e6, 1e6, x.position);
-        if (t.contains("scale"))
-            ReadAnimated(r, t["scale"], tpath + ".scale", 2, -1e5, 1e5, x.scale);
-        if (t.contains("rotation"))
-            ReadAnimated(r, t["rotation"], tpath + ".rotation", 1, -1e6, 1e6, x.rotation);
-        if (t.contains("opacity"))
-            ReadAnimated(r, t["opacity"], tpath + ".opacity", 1, 0, 100, x.opacity);
+    if (l.contains("threeD")) {
+        const bool threeD = r.boolean(l["threeD"], path + ".threeD");
+        if (!threeD && layer.is3D) r.fail(path + ".threeD", "cameras and lights are always 3D");
+        if (threeD && layer.kind == LayerKind::Audio)
+            r.fail(path + ".threeD", "audio layers have no picture to place in 3D");
+        layer.is3D = threeD;
     }
+    if (l.contains("transform")) ReadTransform(r, l["transform"], path + ".transform", layer, comp);
+    if (l.contains("parent"))
+        parents.push_back({&layer, r.text(l["parent"], path + ".parent"), path + ".parent", &comp});
+    if (l.contains("masks")) ReadMasks(r, l["masks"], path + ".masks", layer);
     if (l.contains("enabled")) layer.enabled = r.boolean(l["enabled"], path + ".enabled");
     if (l.contains("collapse")) layer.collapse = r.boolean(l["collapse"], path + ".collapse");
     if (l.contains("motionBlur"))
@@ -607,6 +865,36 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
         for (size_t i = 0; i < effects.size(); ++i)
             ReadEffect(r, effects[i], path + ".effects[" + std::to_string(i) + "]", layer, comp,
                        pending);
+    }
+}
+
+// Parents by name, in the same comp; a layer cannot be its own ancestor.
+void ResolveParents(const Reader& r, const std::vector<PendingParent>& parents) {
+    for (const PendingParent& p : parents) {
+        std::vector<std::string> names;
+        const Layer* found = nullptr;
+        size_t count = 0;
+        for (const auto& l : p.comp->layers) {
+            if (l.get() != p.layer) names.push_back(l->name);
+            if (l->name == p.parent && l.get() != p.layer) found = l.get(), ++count;
+        }
+        if (p.parent == p.layer->name && !found) r.fail(p.path, "a layer cannot be its own parent");
+        if (!found)
+            r.fail(p.path, "no layer named \"" + p.parent + "\" in this comp; " +
+                               NearestNames(p.parent, names));
+        if (count > 1) r.fail(p.path, "several layers are named \"" + p.parent + "\"; rename one");
+        if (found->kind == LayerKind::Audio) r.fail(p.path, "an audio layer cannot be a parent");
+        p.layer->parent = found->id;
+    }
+    for (const PendingParent& p : parents) {
+        std::string chain = "\"" + p.layer->name + "\"";
+        const Layer* at = p.layer;
+        for (size_t depth = 0; at->parent != 0; ++depth) {
+            at = LayerById(*p.comp, at->parent);
+            chain += " -> \"" + at->name + "\"";
+            if (at == p.layer || depth > p.comp->layers.size())
+                r.fail(p.path, "parenting forms a cycle: " + chain);
+        }
     }
 }
 
@@ -670,7 +958,8 @@ void LoadDocumentText(const std::string& text, const std::string& file, Embedded
         r.fail("$.tavrin", "missing or unknown format version: write \"tavrin\": 1");
     if (!doc.contains("comps") || !doc["comps"].is_array() || doc["comps"].empty())
         r.fail("$.comps", "expected a non-empty list of comps");
-    std::vector<std::pair<Layer*, std::string>> precomps;
+    std::vector<PendingPrecomp> precomps;
+    std::vector<PendingParent> parents;
     std::vector<PendingLayerParam> pending;
     std::set<std::string> names;
     for (size_t ci = 0; ci < doc["comps"].size(); ++ci) {
@@ -689,6 +978,16 @@ void LoadDocumentText(const std::string& text, const std::string& file, Embedded
         if (c.contains("fps")) ReadFps(r, c["fps"], path + ".fps", comp);
         if (c.contains("duration"))
             comp.duration = r.number(c["duration"], path + ".duration", 1e-3, 86400);
+        if (c.contains("workArea")) {
+            const json& w = c["workArea"];
+            const std::string wpath = path + ".workArea";
+            if (!w.is_array() || w.size() != 2)
+                r.fail(wpath, "expected [start, end] in seconds, found " + w.dump());
+            comp.workStart = r.number(w[0], wpath + "[0]", 0, comp.duration);
+            comp.workEnd = r.number(w[1], wpath + "[1]", 0, comp.duration);
+            if (comp.workEnd <= comp.workStart)
+                r.fail(wpath + "[1]", "the work area must end after it starts");
+        }
         if (c.contains("pixelAspect"))
             comp.pixelAspect = r.number(c["pixelAspect"], path + ".pixelAspect", 0.01, 100);
         if (c.contains("background"))
@@ -703,16 +1002,16 @@ void LoadDocumentText(const std::string& text, const std::string& file, Embedded
         if (!c["layers"].is_array()) r.fail(path + ".layers", "expected a list of layers");
         for (size_t li = 0; li < c["layers"].size(); ++li)
             ReadLayer(r, c["layers"][li], path + ".layers[" + std::to_string(li) + "]", comp,
-                      precomps, pending);
+                      precomps, parents, pending);
     }
     std::vector<std::string> compNames(names.begin(), names.end());
-    for (auto& [layer, compName] : precomps) {
-        Comp* source = host.compByName(compName);
+    for (const PendingPrecomp& p : precomps) {
+        Comp* source = host.compByName(p.comp);
         if (!source)
-            r.fail("layer \"" + layer->name + "\".precomp.comp",
-                   "no comp named \"" + compName + "\"; " + NearestNames(compName, compNames));
-        layer->sourceComp = source->uid;
+            r.fail(p.path, "no comp named \"" + p.comp + "\"; " + NearestNames(p.comp, compNames));
+        p.layer->sourceComp = source->uid;
     }
+    ResolveParents(r, parents);
     CheckPrecompCycles(r, host.project());
     for (const PendingLayerParam& p : pending) {
         std::vector<std::string> layerNames;

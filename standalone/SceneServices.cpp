@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "standalone/EmbeddedHost.h"
+#include "standalone/Transform.h"
 
 namespace tv::standalone {
 
@@ -47,29 +48,9 @@ HostCameraMatrix EmbeddedHost::effectCameraMatrix(PF_ProgPtr effectRef, const A_
         cm.imagePlaneDistance = zoom;
         return cm;
     }
-    const auto p = camera->camera.position.at(seconds);
-    const auto t = camera->camera.pointOfInterest.at(seconds);
-    // Rows: the camera's x, y and z axes in comp space, then its position. z looks at the point
-    // of interest; y stays as close to comp "down" as the view allows.
-    double z[3] = {t[0] - p[0], t[1] - p[1], t[2] - p[2]};
-    double zl = std::sqrt(z[0] * z[0] + z[1] * z[1] + z[2] * z[2]);
-    if (zl == 0) z[2] = zl = 1;
-    for (double& c : z) c /= zl;
-    double x[3] = {1 * z[2] - 0 * z[1], 0 * z[0] - 0 * z[2], 0 * z[1] - 1 * z[0]};  // (0,1,0) x z
-    double xl = std::sqrt(x[0] * x[0] + x[1] * x[1] + x[2] * x[2]);
-    if (xl == 0) {
-        x[0] = 1, x[1] = x[2] = 0;
-        xl = 1;
-    }
-    for (double& c : x) c /= xl;
-    const double y[3] = {z[1] * x[2] - z[2] * x[1], z[2] * x[0] - z[0] * x[2],
-                         z[0] * x[1] - z[1] * x[0]};
-    for (int i = 0; i < 3; ++i) {
-        cm.matrix[0 + i] = x[i];
-        cm.matrix[4 + i] = y[i];
-        cm.matrix[8 + i] = z[i];
-        cm.matrix[12 + i] = p[size_t(i)];
-    }
+    // Rows: the camera's x, y and z axes in comp space, then its position, through its parents.
+    const Mat4 world = LayerToWorld(*camera, *comp, seconds);
+    for (int i = 0; i < 16; ++i) cm.matrix[i] = world.m[i];
     cm.imagePlaneDistance = camera->camera.zoom.at(seconds)[0];
     return cm;
 }
@@ -82,13 +63,15 @@ AEGP_LayerH EmbeddedHost::effectCamera(PF_ProgPtr effectRef, const A_Time& time)
     return camera ? camera->uid : 0;
 }
 
-void EmbeddedHost::cameraFilmSize(AEGP_LayerH, int32_t* units, double* size) {
-    *units = 1;
-    *size = kDefaultFilmMm;
+void EmbeddedHost::cameraFilmSize(AEGP_LayerH cameraH, int32_t* units, double* size) {
+    const Layer* camera = cameraH ? layerByUid(cameraH) : nullptr;
+    *units = 1;  // measured horizontally
+    *size = camera && camera->kind == LayerKind::Camera ? camera->camera.filmSize : kDefaultFilmMm;
 }
 
-int32_t EmbeddedHost::cameraType(AEGP_LayerH) {
-    return 0;
+int32_t EmbeddedHost::cameraType(AEGP_LayerH cameraH) {
+    const Layer* camera = cameraH ? layerByUid(cameraH) : nullptr;
+    return camera && camera->kind == LayerKind::Camera && camera->camera.orthographic ? 1 : 0;
 }
 
 void EmbeddedHost::layerStreamValue(AEGP_LayerH layerH, int32_t stream, const A_Time& time,
@@ -119,6 +102,12 @@ void EmbeddedHost::layerStreamValue(AEGP_LayerH layerH, int32_t stream, const A_
         case 17:
             v = layer->light.color.at(s);
             break;
+        case 18:
+            v = layer->light.coneAngle.at(s);
+            break;
+        case 19:
+            v = layer->light.coneFeather.at(s);
+            break;
         case 20:
             v = layer->light.shadowDarkness.at(s);
             break;
@@ -148,11 +137,9 @@ int32_t EmbeddedHost::layerLightType(AEGP_LayerH layerH) {
 void EmbeddedHost::layerToWorldXform(AEGP_LayerH layerH, const A_Time& time, double m[16]) {
     const Layer* layer = layerByUid(layerH);
     if (!layer) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
-    for (int i = 0; i < 16; ++i) m[i] = (i % 5 == 0) ? 1.0 : 0.0;
-    const double s = TimeToSeconds(time);
-    const auto p = layer->kind == LayerKind::Camera ? layer->camera.position.at(s)
-                                                    : layer->light.position.at(s);
-    m[12] = p[0], m[13] = p[1], m[14] = p[2];
+    const Comp* comp = compOfLayer(*layer);
+    const Mat4 world = LayerToWorld(*layer, *comp, TimeToSeconds(time));
+    for (int i = 0; i < 16; ++i) m[i] = world.m[i];
 }
 
 void EmbeddedHost::compDimensions(AEGP_CompH compH, int32_t* width, int32_t* height) {

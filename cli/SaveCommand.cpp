@@ -1,0 +1,23 @@
+#include "cli/SaveCommand.h"
+
+#include <fmt/format.h>
+
+#include "standalone/Document.h"
+#include "standalone/DocumentWriter.h"
+
+namespace tv::cli {
+
+int RunSaveCommand(const std::string& document, const std::string& output) {
+    try {
+        standalone::EmbeddedHost host;
+        standalone::LoadDocumentFile(document, host);
+        standalone::SaveDocumentFile(host, output);
+        fmt::print("{}: written\n", output);
+        return 0;
+    } catch (const std::exception& e) {
+        fmt::print(stderr, "{}\n", e.what());
+        return 2;
+    }
+}
+
+}  // namespace tv::cli
