@@ -104,8 +104,7 @@ TEST(Document, MalformedLayersAndEffects) {
     const Malformed cases[] = {
         {R"({"solid": {}, "null": {}})", "$.comps[0].layers[0]", "a layer has one kind"},
         {R"({"name": "x"})", "$.comps[0].layers[0]", "a layer needs one kind"},
-        {R"({"text": {}})", "$.comps[0].layers[0].text",
-         "layers of kind \"text\" are not supported"},
+        {R"({"text": {}})", "$.comps[0].layers[0].text", "missing \"text\""},
         {R"({"light": {"type": "area"}})", "$.comps[0].layers[0].light.type",
          "\"area\" is not a light type"},
         {R"({"camera": {"position": [1, 2]}})", "$.comps[0].layers[0].camera.position",
@@ -114,7 +113,7 @@ TEST(Document, MalformedLayersAndEffects) {
          "unknown key \"colour\"; did you mean \"color\"?"},
         {R"({"image": {"file": "missing.png"}})", "$.comps[0].layers[0].image.file",
          "no such file"},
-        {R"({"precomp": {"comp": "Nope"}})", "layer \"precomp\".precomp.comp",
+        {R"({"precomp": {"comp": "Nope"}})", "$.comps[0].layers[0].precomp.comp",
          "no comp named \"Nope\""},
         {R"({"solid": {}, "inPoint": 2, "outPoint": 1})", "$.comps[0].layers[0].outPoint",
          "the out point must come after"},
