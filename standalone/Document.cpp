@@ -37,6 +37,14 @@ size_t EditDistance(const std::string& a, const std::string& b) {
     return row[b.size()];
 }
 
+// A bound as a person writes it: 1000000 rather than 1e+06.
+std::string Plain(double d) {
+    if (d == std::floor(d) && std::fabs(d) < 1e15) return std::to_string(int64_t(d));
+    std::ostringstream s;
+    s << d;
+    return s.str();
+}
+
 // What a document reader needs while it walks: the file, for messages and relative paths.
 struct Reader {
     std::string file;
@@ -61,9 +69,8 @@ struct Reader {
         if (!v.is_number()) fail(path, "expected a number, found " + std::string(v.type_name()));
         const double d = v.get<double>();
         if (!std::isfinite(d) || d < lo || d > hi) {
-            std::ostringstream s;
-            s << "value " << v.dump() << " is outside the valid range " << lo << " to " << hi;
-            fail(path, s.str());
+            fail(path, "value " + v.dump() + " is outside the valid range " + Plain(lo) + " to " +
+                           Plain(hi));
         }
         return d;
     }
@@ -119,7 +126,7 @@ void ReadFps(const Reader& r, const json& v, const std::string& path, Comp& comp
                 size_t used = 0;
                 const int num = std::stoi(s.substr(0, slash), &used);
                 const int den = std::stoi(s.substr(slash + 1));
-                if (num > 0 && den > 0 && den <= 1000 && num <= 1000000) {
+                if (used == slash && num > 0 && den > 0 && den <= 100000 && num <= 10000000) {
                     comp.fpsNum = num;
                     comp.fpsDen = den;
                     return;
@@ -153,7 +160,7 @@ Key ReadKeyTiming(const Reader& r, const json& k, const std::string& kpath,
     key.t = r.number(k["t"], kpath + ".t", -1e6, 1e6);
     if (!before.empty() && key.t <= before.back().t)
         r.fail(kpath + ".t", "keys must be in increasing time; the key before is at " +
-                                 std::to_string(before.back().t) + " s");
+                                 Plain(before.back().t) + " s");
     const std::string interp =
         k.contains("interp") ? r.text(k["interp"], kpath + ".interp") : "linear";
     if (interp == "hold")
@@ -456,6 +463,23 @@ void ReadEffect(const Reader& r, const json& e, const std::string& path, Layer& 
     for (const auto& [key, value] : params.items()) {
         const std::string ppath = path + ".params." + key;
         const ParamSpec* spec = FindParam(*fx, key);
+        if (spec && !Settable(*spec)) {
+            // A group sharing its name with the parameter inside it: name the parameter.
+            int occurrence = 0;
+            for (const ParamSpec& s : fx->params) {
+                if (s.index == 0 || std::string_view(s.name) != spec->name) continue;
+                ++occurrence;
+                if (s.index > spec->index && Settable(s))
+                    r.fail(ppath, "\"" + key + "\" names the group; the parameter in it is \"" +
+                                      std::string(s.name) + "#" + std::to_string(occurrence) +
+                                      "\" (or \"#" + std::to_string(s.index) + "\")");
+            }
+        }
+        if (!spec && key.size() > 1 && key[0] == '#' &&
+            key.find_first_not_of("0123456789", 1) == std::string::npos)
+            r.fail(ppath, "\"" + installed->displayName + "\" has no parameter \"" + key +
+                              "\"; its parameters are #1 to #" +
+                              std::to_string(fx->params.size() - 1));
         if (!spec || !Settable(*spec)) {
             std::vector<std::string> names;
             for (const ParamSpec& s : fx->params)
@@ -912,7 +936,7 @@ void CheckPrecompCycles(const Reader& r, const Project& project) {
                     if (state[other->uid] == 1) {
                         std::string chain;
                         for (const auto& t : trail) chain += "\"" + t + "\" -> ";
-                        r.fail("comps",
+                        r.fail("$.comps",
                                "precomps form a cycle: " + chain + "\"" + other->name + "\"");
                     }
                     if (state[other->uid] == 0) visit(*other, trail);

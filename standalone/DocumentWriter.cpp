@@ -74,7 +74,7 @@ Json Animated(const AnimatedValue& a, int n) {
 // Occurrence-qualified display name of a parameter: "Name", or "Name#2" for the second of a
 // repeated name; "#index" when the name is empty.
 std::string ParamKey(const InstalledEffect& fx, const ParamSpec& spec) {
-    if (!*spec.name) return "#" + std::to_string(spec.index);
+    if (!*spec.name) return fmt::format("#{}", spec.index);
     int occurrence = 0;
     for (const ParamSpec& s : fx.params) {
         if (s.index == 0 || std::string_view(s.name) != spec.name) continue;
@@ -343,9 +343,9 @@ Json LayerJson(const Writer& w, Layer& l, const Comp& comp) {
 }  // namespace
 
 std::string SaveDocumentText(EmbeddedHost& host, const std::string& file) {
-    const Writer w{
-        host,
-        std::filesystem::absolute(std::filesystem::path(file).parent_path()).lexically_normal()};
+    const std::filesystem::path folder = std::filesystem::path(file).parent_path();
+    const Writer w{host,
+                   std::filesystem::absolute(folder.empty() ? "." : folder).lexically_normal()};
     Json doc;
     doc["tavrin"] = 1;
     Json comps = Json::array();

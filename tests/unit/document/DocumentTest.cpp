@@ -104,7 +104,7 @@ TEST(Document, MalformedLayersAndEffects) {
     const Malformed cases[] = {
         {R"({"solid": {}, "null": {}})", "$.comps[0].layers[0]", "a layer has one kind"},
         {R"({"name": "x"})", "$.comps[0].layers[0]", "a layer needs one kind"},
-        {R"({"text": {}})", "$.comps[0].layers[0].text", "missing \"text\""},
+        {R"({"text": {}})", "$.comps[0].layers[0].text", "missing \"text\": the string to show"},
         {R"({"light": {"type": "area"}})", "$.comps[0].layers[0].light.type",
          "\"area\" is not a light type"},
         {R"({"camera": {"position": [1, 2]}})", "$.comps[0].layers[0].camera.position",
@@ -162,7 +162,7 @@ TEST(Document, PrecompCyclesAreRefused) {
     const auto [path, message] = Error(R"({"tavrin": 1, "comps": [
         {"name": "A", "layers": [{"precomp": {"comp": "B"}}]},
         {"name": "B", "layers": [{"precomp": {"comp": "A"}}]}]})");
-    EXPECT_EQ(path, "comps");
+    EXPECT_EQ(path, "$.comps");
     EXPECT_EQ(message, "precomps form a cycle: \"A\" -> \"B\" -> \"A\"");
 }
 
