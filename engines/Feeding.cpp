@@ -1,11 +1,33 @@
 #include "engines/Feeding.h"
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 
 #include "host/RenderPayloads.h"
 
 namespace tv {
+
+namespace {
+
+bool HasNan(const Vec3f& p) {
+    return std::isnan(p.x) || std::isnan(p.y) || std::isnan(p.z);
+}
+
+void ReportNan(const TV_Base_Render& engine, const char* what, const Vec3f& p, size_t index) {
+    engine.diagnostic(std::string(what) + " " + std::to_string(p.x) + ", " + std::to_string(p.y) +
+                      ", " + std::to_string(p.z) + " at index: " + std::to_string(index));
+}
+
+Color4f ColorOf(const GeometryStore& store, size_t v) {
+    return v < store.colors.size() ? store.colors[v] : Color4f{1, 1, 1, 1};
+}
+
+float ScaleOf(const GeometryStore& store, size_t v) {
+    return v < store.scales.size() ? store.scales[v] : 1.0f;
+}
+
+}  // namespace
 
 UsageMasks BuildUsageMasks(const std::vector<RenderItem>& items, size_t vertexCount) {
     UsageMasks masks;
@@ -22,6 +44,19 @@ UsageMasks BuildUsageMasks(const std::vector<RenderItem>& items, size_t vertexCo
                 mark(masks.lines, p.pairs[i].a);
                 mark(masks.lines, p.pairs[i].b);
             }
+        } else if (item.kind == kRenderTriangles) {
+            const auto& p = item.as<TrianglesPayload>();
+            for (uint32_t i = 0; i < p.tripleCount; ++i) {
+                mark(masks.triangles, p.triples[i].a);
+                mark(masks.triangles, p.triples[i].b);
+                mark(masks.triangles, p.triples[i].c);
+            }
+        } else if (item.kind == kRenderBeams) {
+            const auto& p = item.as<BeamsPayload>();
+            for (uint32_t i = 0; i < p.beamCount; ++i) {
+                mark(masks.beams, p.pairs[i].a);
+                mark(masks.beams, p.pairs[i].b);
+            }
         }
     }
     return masks;
@@ -31,33 +66,59 @@ PF_Err FeedPoints(TV_Base_Render& engine, const RenderItem& item, const Geometry
                   const UsageMasks& masks) {
     if (item.kind != kRenderPoints) return PF_Err_NONE;
     const auto& p = item.as<PointsPayload>();
-    std::vector<DrawPoint> records;
-    records.reserve(p.vertexCount);
     const size_t n = store.positions.size();
+    auto used = [&](uint32_t v) {
+        return (v < masks.lines.size() && masks.lines[v]) ||
+               (v < masks.triangles.size() && masks.triangles[v]) ||
+               (v < masks.beams.size() && masks.beams[v]);
+    };
+    engine.perspectiveSizes = p.perspective != 0;
+    std::vector<DrawPoint> records;
+    std::vector<DrawSprite> sprites;
+    if (!p.hasSprite) records.reserve(p.vertexCount);
     for (uint32_t i = 0; i < p.vertexCount; ++i) {
         const uint32_t v = p.vertices[i];
         if (v >= n) continue;
-        if (p.onlyConnected && !(masks.lines[v] || masks.triangles[v] || masks.beams[v])) continue;
+        if (p.onlyConnected && !used(v)) continue;
         const Vec3f& pos = store.positions[v];
-        if (std::isnan(pos.x) || std::isnan(pos.y) || std::isnan(pos.z)) {
-            engine.diagnostic("Point Pos Nan detected: at index: " + std::to_string(v));
+        if (HasNan(pos)) {
+            ReportNan(engine, "Point Pos Nan detected:", pos, v);
+            continue;
+        }
+        const Color4f c = ColorOf(store, v);
+        float color[4] = {c.r, c.g, c.b, c.a};
+        if (p.overrideColor) color[0] = p.color[0], color[1] = p.color[1], color[2] = p.color[2];
+        if (p.overrideOpacity) color[3] = p.color[3];
+        const float size = p.size * (p.overrideScale ? 1.0f : ScaleOf(store, v));
+        const double x = double(pos.x) + p.offset[0], y = double(pos.y) + p.offset[1],
+                     z = double(pos.z) + p.offset[2];
+        if (p.hasSprite) {
+            DrawSprite s;
+            s.x = x, s.y = y, s.z = z;
+            std::copy(color, color + 4, s.color);
+            s.width = s.height = size;
+            s.layer = uint64_t(uint32_t(p.spriteLayer));
+            if (p.sampleIndex && p.times && p.sampleIndex[i] < p.timeCount)
+                s.time = uint64_t(uint32_t(p.times[p.sampleIndex[i]].value));
+            sprites.push_back(s);
             continue;
         }
         DrawPoint d;
-        d.x = double(pos.x) + p.offset[0];
-        d.y = double(pos.y) + p.offset[1];
-        d.z = double(pos.z) + p.offset[2];
-        const Color4f& c = v < store.colors.size() ? store.colors[v] : Color4f{1, 1, 1, 1};
-        d.color[0] = p.overrideColor ? p.color[0] : c.r;
-        d.color[1] = p.overrideColor ? p.color[1] : c.g;
-        d.color[2] = p.overrideColor ? p.color[2] : c.b;
-        d.color[3] = p.overrideOpacity ? p.color[3] : c.a;
-        const float scale = (!p.overrideScale && v < store.scales.size()) ? store.scales[v] : 1.0f;
-        d.size = p.size * scale;
+        d.x = x, d.y = y, d.z = z;
+        std::copy(color, color + 4, d.color);
+        d.size = size;
         d.softness = v < store.blurs.size() ? store.blurs[v] : 0.0f;
         records.push_back(d);
     }
-    engine.perspectiveSizes = p.perspective != 0;
+    if (p.hasSprite) {
+        if (engine.wantsDepthSort()) DepthSort(sprites, engine.viewDirection());
+        const std::vector<A_Time> times(p.times, p.times + (p.times ? p.timeCount : 0));
+        // The sprite layer goes by the id the item carries.
+        PF_Err err = engine.prepareSprites(AEGP_LayerH(uint32_t(p.spriteLayer)), times);
+        if (!err) err = engine.drawSprites(sprites);
+        const PF_Err finish = engine.finishSprites();
+        return err ? err : finish;
+    }
     if (engine.wantsDepthSort()) DepthSort(records, engine.viewDirection());
     return engine.drawPoints(records);
 }
@@ -73,12 +134,16 @@ PF_Err FeedLines(TV_Base_Render& engine, const RenderItem& item, const GeometryS
         if (pair.a < 0 || pair.b < 0 || size_t(pair.a) >= n || size_t(pair.b) >= n) continue;
         const Vec3f& a = store.positions[size_t(pair.a)];
         const Vec3f& b = store.positions[size_t(pair.b)];
-        if (std::isnan(a.x + a.y + a.z + b.x + b.y + b.z)) continue;
+        if (HasNan(a) || HasNan(b)) {
+            ReportNan(engine, "Line Pos Nan detected:", HasNan(a) ? a : b,
+                      size_t(HasNan(a) ? pair.a : pair.b));
+            continue;
+        }
         DrawLine l;
         l.start[0] = a.x, l.start[1] = a.y, l.start[2] = a.z;
         l.end[0] = b.x, l.end[1] = b.y, l.end[2] = b.z;
-        const Color4f& ca = store.colors[size_t(pair.a)];
-        const Color4f& cb = store.colors[size_t(pair.b)];
+        const Color4f ca = ColorOf(store, size_t(pair.a));
+        const Color4f cb = ColorOf(store, size_t(pair.b));
         const float opacity = p.opacity ? p.opacity[i] : 1.0f;
         const float thickness = p.thickness ? p.thickness[i] : 1.0f;
         const float sa[4] = {ca.r, ca.g, ca.b, ca.a};
@@ -97,6 +162,182 @@ PF_Err FeedLines(TV_Base_Render& engine, const RenderItem& item, const GeometryS
     engine.perspectiveSizes = p.perspective != 0;
     if (p.depthSort && engine.wantsDepthSort()) DepthSort(records, engine.viewDirection());
     return engine.drawLines(records);
+}
+
+PF_Err FeedTriangles(TV_Base_Render& engine, const RenderItem& item, const GeometryStore& store) {
+    if (item.kind != kRenderTriangles) return PF_Err_NONE;
+    const auto& p = item.as<TrianglesPayload>();
+    std::vector<DrawTriangle> records;
+    records.reserve(p.tripleCount);
+    const size_t n = store.positions.size();
+    for (uint32_t i = 0; i < p.tripleCount; ++i) {
+        const int32_t idx[3] = {p.triples[i].a, p.triples[i].b, p.triples[i].c};
+        if (idx[0] < 0 || idx[1] < 0 || idx[2] < 0 || size_t(idx[0]) >= n || size_t(idx[1]) >= n ||
+            size_t(idx[2]) >= n)
+            continue;
+        bool nan = false;
+        for (int32_t v : idx)
+            if (HasNan(store.positions[size_t(v)])) {
+                ReportNan(engine, "Triangle Pos Nan detected:", store.positions[size_t(v)],
+                          size_t(v));
+                nan = true;
+                break;
+            }
+        if (nan) continue;
+        DrawTriangle t;
+        Color4f c[3];
+        for (int k = 0; k < 3; ++k) {
+            const Vec3f& pos = store.positions[size_t(idx[k])];
+            t.corners[k][0] = pos.x, t.corners[k][1] = pos.y, t.corners[k][2] = pos.z;
+            c[k] = ColorOf(store, size_t(idx[k]));
+        }
+        if (p.colorMode == 2) {
+            Color4f m{(c[0].r + c[1].r + c[2].r) / 3, (c[0].g + c[1].g + c[2].g) / 3,
+                      (c[0].b + c[1].b + c[2].b) / 3, (c[0].a + c[1].a + c[2].a) / 3};
+            c[0] = c[1] = c[2] = m;
+        } else if (p.colorMode == 3) {
+            c[1] = c[2] = c[0];
+        }
+        const float opacity = p.opacity ? p.opacity[i] : 1.0f;
+        for (int k = 0; k < 3; ++k) {
+            const float src[4] = {c[k].r, c[k].g, c[k].b, c[k].a};
+            for (int ch = 0; ch < 3; ++ch)
+                t.colors[k][ch] = p.overrideColor ? p.color[ch] : src[ch];
+            t.colors[k][3] = (p.overrideOpacity ? p.color[3] : src[3]) * opacity;
+        }
+        records.push_back(t);
+    }
+    if (engine.wantsDepthSort()) DepthSort(records, engine.viewDirection());
+    return engine.drawTriangles(records);
+}
+
+void BuildBeamPaths(const RenderItem& item, const GeometryStore& store,
+                    std::vector<BeamPath>& out) {
+    if (item.kind != kRenderBeams) return;
+    const auto& p = item.as<BeamsPayload>();
+    const size_t n = store.positions.size();
+    int32_t lastTo = -1;
+    auto point = [&](BeamPath& path, const double pos[3], const float color[4], float radius) {
+        path.positions.insert(path.positions.end(), pos, pos + 3);
+        path.colors.insert(path.colors.end(), color, color + 4);
+        path.radii.push_back(radius);
+    };
+    for (uint32_t i = 0; i < p.beamCount; ++i) {
+        const float amount = p.amounts ? p.amounts[i] : 1.0f;
+        if (!(amount > 0)) continue;
+        int32_t from = p.pairs[i].a, to = p.pairs[i].b;
+        if (p.flipDirection) std::swap(from, to);
+        if (from < 0 || to < 0 || size_t(from) >= n || size_t(to) >= n) continue;
+        const Vec3f& a = store.positions[size_t(from)];
+        const Vec3f& b = store.positions[size_t(to)];
+        const double p0[3] = {a.x, a.y, a.z}, p1[3] = {b.x, b.y, b.z};
+        float c0[4], c1[4];
+        const Color4f ca = ColorOf(store, size_t(from)), cb = ColorOf(store, size_t(to));
+        const float va[4] = {ca.r, ca.g, ca.b, ca.a}, vb[4] = {cb.r, cb.g, cb.b, cb.a};
+        for (int k = 0; k < 3; ++k) {
+            c0[k] = p.overrideColor ? p.color[k] : va[k];
+            c1[k] = p.overrideColor ? p.color[k] : vb[k];
+        }
+        c0[3] = p.overrideOpacity ? p.color[3] : va[3];
+        c1[3] = p.overrideOpacity ? p.color[3] : vb[3];
+        const float r0 = p.startThickness * (p.overrideScale ? 1.0f : ScaleOf(store, size_t(from)));
+        const float r1 = p.endThickness * (p.overrideScale ? 1.0f : ScaleOf(store, size_t(to)));
+        // Colour, alpha and thickness run linearly along the beam.
+        auto at = [&](double t, float color[4], float& radius) {
+            for (int k = 0; k < 4; ++k) color[k] = float(c0[k] + (c1[k] - c0[k]) * t);
+            radius = float(r0 + (r1 - r0) * t);
+        };
+        if (!p.bezier) {
+            if (out.empty() || from != lastTo) out.emplace_back();
+            BeamPath& path = out.back();
+            double e[3];
+            for (int k = 0; k < 3; ++k) e[k] = p0[k] + (p1[k] - p0[k]) * amount;
+            float col[4];
+            float rad;
+            if (path.size() == 0) {
+                at(0, col, rad);
+                point(path, p0, col, rad);
+            }
+            at(amount, col, rad);
+            point(path, e, col, rad);
+            lastTo = to;
+            continue;
+        }
+        // Cubic with the control points moved along the bezier axis only.
+        const int axis = std::clamp(p.bezierAxis, 0, 2);
+        double c1p[3] = {p0[0], p0[1], p0[2]}, c2p[3] = {p1[0], p1[1], p1[2]};
+        c1p[axis] = (p1[axis] - p0[axis]) * p.startCurve + p0[axis];
+        c2p[axis] = (p0[axis] - p1[axis]) * p.endCurve + p1[axis];
+        auto bez = [&](double t, double q[3]) {
+            const double u = 1 - t;
+            for (int k = 0; k < 3; ++k)
+                q[k] = u * u * u * p0[k] + 3 * u * u * t * c1p[k] + 3 * u * t * t * c2p[k] +
+                       t * t * t * p1[k];
+        };
+        out.emplace_back();
+        BeamPath& path = out.back();
+        const int32_t steps = std::max(p.bezierPoints, 1);
+        for (int32_t k = 0; k < steps; ++k) {
+            const double t1 = double(k) / steps, t2 = double(k + 1) / steps;
+            if (t2 > amount) break;
+            double q[3];
+            float col[4];
+            float rad;
+            if (path.size() == 0) {
+                bez(t1, q);
+                at(t1, col, rad);
+                point(path, q, col, rad);
+            }
+            bez(t2, q);
+            at(t2, col, rad);
+            point(path, q, col, rad);
+        }
+        if (path.size() == 0) out.pop_back();
+        lastTo = -1;  // a break follows each bezier beam
+    }
+}
+
+PF_Err FeedBeams(TV_Base_Render& engine, const RenderItem& item, const GeometryStore& store) {
+    if (item.kind != kRenderBeams) return PF_Err_NONE;
+    const auto& p = item.as<BeamsPayload>();
+    std::vector<BeamPath> paths;
+    BuildBeamPaths(item, store, paths);
+    if (!engine.wantsDepthSort()) return engine.drawBeams(paths);
+    std::vector<DrawLine> records;
+    for (const BeamPath& path : paths)
+        for (size_t k = 0; k + 1 < path.size(); ++k) {
+            DrawLine l;
+            for (int i = 0; i < 3; ++i) {
+                l.start[i] = path.positions[3 * k + size_t(i)];
+                l.end[i] = path.positions[3 * (k + 1) + size_t(i)];
+            }
+            for (int i = 0; i < 4; ++i) {
+                l.startColor[i] = path.colors[4 * k + size_t(i)];
+                l.endColor[i] = path.colors[4 * (k + 1) + size_t(i)];
+            }
+            l.startSize = path.radii[k];
+            l.endSize = path.radii[k + 1];
+            records.push_back(l);
+        }
+    DepthSort(records, engine.viewDirection());
+    engine.perspectiveSizes = p.perspective != 0;
+    return engine.drawLines(records);
+}
+
+PF_Err FeedItem(TV_Base_Render& points, TV_Base_Render& lines, TV_Base_Render& triangles,
+                const RenderItem& item, const GeometryStore& store, const UsageMasks& masks) {
+    switch (item.kind) {
+        case kRenderPoints:
+            return FeedPoints(points, item, store, masks);
+        case kRenderLines:
+            return FeedLines(lines, item, store);
+        case kRenderTriangles:
+            return FeedTriangles(triangles, item, store);
+        case kRenderBeams:
+            return FeedBeams(lines, item, store);
+        default:
+            return PF_Err_NONE;
+    }
 }
 
 }  // namespace tv

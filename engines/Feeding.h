@@ -21,5 +21,15 @@ UsageMasks BuildUsageMasks(const std::vector<RenderItem>& items, size_t vertexCo
 PF_Err FeedPoints(TV_Base_Render& engine, const RenderItem& item, const GeometryStore& store,
                   const UsageMasks& masks);
 PF_Err FeedLines(TV_Base_Render& engine, const RenderItem& item, const GeometryStore& store);
+PF_Err FeedTriangles(TV_Base_Render& engine, const RenderItem& item, const GeometryStore& store);
+PF_Err FeedBeams(TV_Base_Render& engine, const RenderItem& item, const GeometryStore& store);
+
+// One item to the engine its kind goes to: points and sprites, lines and beams, triangles.
+PF_Err FeedItem(TV_Base_Render& points, TV_Base_Render& lines, TV_Base_Render& triangles,
+                const RenderItem& item, const GeometryStore& store, const UsageMasks& masks);
+
+// The beam item's paths: straight runs joined while each beam starts where the last ended,
+// bezier beams one path each.
+void BuildBeamPaths(const RenderItem& item, const GeometryStore& store, std::vector<BeamPath>& out);
 
 }  // namespace tv

@@ -1,6 +1,7 @@
 #include "engines/KDLRender.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 namespace tv {
@@ -32,7 +33,7 @@ void BlendPixel8(PF_Pixel8& dst, const PF_Pixel8& src, int32_t coverage) {
 void BlendPixelFloat(PF_PixelFloat& dst, const PF_PixelFloat& src, int32_t coverage) {
     PF_PixelFloat s = src;
     if (coverage != 255) {
-        const float k = coverage / 255.0f;
+        const float k = float(coverage) / 255.0f;
         s.alpha *= k, s.red *= k, s.green *= k, s.blue *= k;
     }
     if (s.alpha == 0.0f) return;
@@ -47,17 +48,46 @@ void BlendPixelFloat(PF_PixelFloat& dst, const PF_PixelFloat& src, int32_t cover
     dst.blue = dst.blue * keep + s.blue;
 }
 
+namespace {
+
+void Blend8(void* pixel, const void* colour, int32_t coverage) {
+    BlendPixel8(*static_cast<PF_Pixel8*>(pixel), *static_cast<const PF_Pixel8*>(colour), coverage);
+}
+
+void BlendFloat(void* pixel, const void* colour, int32_t coverage) {
+    BlendPixelFloat(*static_cast<PF_PixelFloat*>(pixel), *static_cast<const PF_PixelFloat*>(colour),
+                    coverage);
+}
+
+uint8_t ToByte(float v) {
+    return uint8_t(std::clamp(v, 0.0f, 1.0f) * 255.0f + 0.5f);
+}
+
+// A premultiplied colour in the world's form: bytes for depth 8, floats for 32.
+struct PixelColour {
+    PF_Pixel8 bytes;
+    PF_PixelFloat floats;
+    PixelColour(float a, float r, float g, float b)
+        : bytes{ToByte(a), ToByte(r), ToByte(g), ToByte(b)}, floats{a, r, g, b} {}
+    PixelColour() : bytes{0, 0, 0, 0}, floats{0, 0, 0, 0} {}
+};
+
+}  // namespace
+
+KDLRender::KDLRender(HostServices* host, PF_EffectWorld* world, int32_t bitDepth)
+    : TV_Base_Render(host, world, bitDepth), blendPixel(bitDepth == 32 ? &BlendFloat : &Blend8) {}
+
 void KDLRender::drawPointInTile(const DrawPoint& p, const ScanTile& tile) const {
     const float a = p.color[3];
     if (!(a > 0)) return;
     if (bitDepth_ != 8 && bitDepth_ != 32) return;
     const double cx = p.x, cy = p.y;
     const bool soft = p.softness > 0;
-    double r, inner2, outer, amplitude = 1.0, s = 0;
+    double r, inner2, outer, amplitude = 1.0, s = 0, inner = 0;
     if (soft) {
         s = p.softness + 1.0;
         r = p.size * cameraScale;
-        double inner = r - s;
+        inner = r - s;
         outer = 2 * s + r;
         if (inner < 0) {
             amplitude = r / s;
@@ -76,29 +106,28 @@ void KDLRender::drawPointInTile(const DrawPoint& p, const ScanTile& tile) const 
     const int32_t y1 =
         std::min<int32_t>({tile.bottom - 1, world_->height - 1, int32_t(std::ceil(cy + outer))});
     if (x0 > x1 || y0 > y1) return;
-    const double r2 = soft ? outer * outer : r * r;
-    const PF_PixelFloat fc{a, a * p.color[0], a * p.color[1], a * p.color[2]};
-    auto byte = [](float v) { return uint8_t(std::clamp(v, 0.0f, 1.0f) * 255.0f + 0.5f); };
-    const PF_Pixel8 bc{byte(fc.alpha), byte(fc.red), byte(fc.green), byte(fc.blue)};
+    const double limit2 = soft ? outer * outer : r * r;
+    const PixelColour colour(a, a * p.color[0], a * p.color[1], a * p.color[2]);
+    const void* c = bitDepth_ == 8 ? static_cast<const void*>(&colour.bytes)
+                                   : static_cast<const void*>(&colour.floats);
+    const size_t pixelBytes = bitDepth_ == 8 ? 4 : 16;
     for (int32_t iy = y0; iy <= y1; ++iy) {
-        uint8_t* row = world_->data + size_t(iy) * size_t(world_->rowbytes);
+        uint8_t* row = world_->data + ptrdiff_t(iy) * world_->rowbytes;
         for (int32_t ix = x0; ix <= x1; ++ix) {
+            // Pixels are taken at their integer coordinates, no half-pixel offset.
             const double dx = ix - cx, dy = iy - cy;
             const double d2 = dx * dx + dy * dy;
-            if (d2 > r2) continue;
+            if (d2 > limit2) continue;
             int32_t coverage = 255;
             if (d2 > inner2) {
                 if (soft) {
-                    const double d = std::max(0.0, std::sqrt(d2) - std::sqrt(inner2));
+                    const double d = std::max(0.0, std::sqrt(d2) - inner);
                     coverage = int32_t(std::exp(-(d * d) / (2 * s * s)) * amplitude * 255);
                 } else {
                     coverage = int32_t((r * r - d2) / (r * r - inner2) * 255);
                 }
             }
-            if (bitDepth_ == 8)
-                BlendPixel8(reinterpret_cast<PF_Pixel8*>(row)[ix], bc, coverage);
-            else
-                BlendPixelFloat(reinterpret_cast<PF_PixelFloat*>(row)[ix], fc, coverage);
+            blendPixel(row + size_t(ix) * pixelBytes, c, coverage);
         }
     }
 }
@@ -111,14 +140,92 @@ PF_Err KDLRender::drawPoints(std::vector<DrawPoint>& points) {
     for (DrawPoint p : points)
         if (projectPoint(p)) projected.push_back(p);
     std::vector<ScanTile> tiles;
-    SplitIntoTiles(*world_, 5, tiles);
-    if (tiles.empty()) return PF_Err_NONE;
-    auto tileWork = [&](int32_t t) -> PF_Err {
-        for (const DrawPoint& p : projected) drawPointInTile(p, tiles[size_t(t)]);
-        return PF_Err_NONE;
-    };
-    if (host_) return host_->iterate(int32_t(tiles.size()), tileWork);
-    for (int32_t t = 0; t < int32_t(tiles.size()); ++t) tileWork(t);
+    splitIntoTiles(*world_, 5, tiles);
+    return runTiles(tiles, [&](const ScanTile& tile) {
+        for (const DrawPoint& p : projected) drawPointInTile(p, tile);
+    });
+}
+
+void KDLRender::drawLineInTile(const DrawLine& l, const ScanTile& tile) const {
+    if (!(l.startSize > 0) || !(l.endSize > 0)) return;
+    if (bitDepth_ != 8 && bitDepth_ != 32) return;
+    const double ax = l.start[0], ay = l.start[1];
+    const double dx = l.end[0] - ax, dy = l.end[1] - ay;
+    const double len2 = dx * dx + dy * dy;
+    const double rMax = std::max(l.startSize, l.endSize) + 1;
+    const int32_t x0 =
+        std::max<int32_t>({tile.left, 0, int32_t(std::floor(std::min(ax, ax + dx) - rMax))});
+    const int32_t y0 =
+        std::max<int32_t>({tile.top, 0, int32_t(std::floor(std::min(ay, ay + dy) - rMax))});
+    const int32_t x1 = std::min<int32_t>(
+        {tile.right - 1, world_->width - 1, int32_t(std::ceil(std::max(ax, ax + dx) + rMax))});
+    const int32_t y1 = std::min<int32_t>(
+        {tile.bottom - 1, world_->height - 1, int32_t(std::ceil(std::max(ay, ay + dy) + rMax))});
+    if (x0 > x1 || y0 > y1) return;
+    // 256 premultiplied colours between the two ends.
+    std::array<PixelColour, 256> table;
+    for (size_t i = 0; i < 256; ++i) {
+        float c[4];
+        for (int k = 0; k < 4; ++k)
+            c[k] = l.startColor[k] + (l.endColor[k] - l.startColor[k]) * float(i) / 255.0f;
+        table[i] = PixelColour(c[3], c[0] * c[3], c[1] * c[3], c[2] * c[3]);
+    }
+    const size_t pixelBytes = bitDepth_ == 8 ? 4 : 16;
+    for (int32_t iy = y0; iy <= y1; ++iy) {
+        uint8_t* row = world_->data + ptrdiff_t(iy) * world_->rowbytes;
+        for (int32_t ix = x0; ix <= x1; ++ix) {
+            const double px = ix - ax, py = iy - ay;
+            const double t = len2 > 0 ? std::clamp((px * dx + py * dy) / len2, 0.0, 1.0) : 0.0;
+            const double qx = px - dx * t, qy = py - dy * t;
+            const double d = std::sqrt(qx * qx + qy * qy);
+            const double r = l.startSize + (l.endSize - l.startSize) * t;
+            if (d > r) continue;
+            // The soft edge width runs from one end's depth scale to the other's.
+            const double edge = std::max(
+                0.0, double(l.startDepthScale + (l.endDepthScale - l.startDepthScale) * t));
+            int32_t coverage = 255;
+            if (edge > 0 && d > r - edge) coverage = int32_t((r - d) / edge * 255);
+            const PixelColour& c = table[size_t(t * 255)];
+            blendPixel(row + size_t(ix) * pixelBytes,
+                       bitDepth_ == 8 ? static_cast<const void*>(&c.bytes)
+                                      : static_cast<const void*>(&c.floats),
+                       coverage);
+        }
+    }
+}
+
+PF_Err KDLRender::drawLines(std::vector<DrawLine>& lines) {
+    if (lines.empty()) return PF_Err_NONE;
+    std::vector<DrawLine> projected;
+    projected.reserve(lines.size());
+    for (DrawLine l : lines)
+        if (projectLine(l)) projected.push_back(l);
+    std::vector<ScanTile> tiles;
+    splitIntoTiles(*world_, 5, tiles);
+    return runTiles(tiles, [&](const ScanTile& tile) {
+        for (const DrawLine& l : projected) drawLineInTile(l, tile);
+    });
+}
+
+void ReorderRowsRgbaToArgb(PF_EffectWorld& world, int32_t rowBegin, int32_t rowEnd) {
+    for (int32_t y = rowBegin; y < rowEnd; ++y) {
+        float* p = reinterpret_cast<float*>(world.data + ptrdiff_t(y) * world.rowbytes);
+        for (int32_t x = 0; x < world.width; ++x, p += 4) {
+            const float r = p[0], g = p[1], b = p[2], a = p[3];
+            p[0] = a, p[1] = r, p[2] = g, p[3] = b;
+        }
+    }
+}
+
+PF_Err KDLRender::reorderChannels(PF_EffectWorld& world) const {
+    if (!world.data) return PF_Err_NONE;
+    // Large worlds go in rows through the host's threads; small ones are done here.
+    if ((world.width > 256 || world.height > 256) && host_)
+        return host_->iterate(world.height, [&world](int32_t y) {
+            ReorderRowsRgbaToArgb(world, y, y + 1);
+            return PF_Err_NONE;
+        });
+    ReorderRowsRgbaToArgb(world, 0, world.height);
     return PF_Err_NONE;
 }
 

@@ -11,12 +11,24 @@ void BlendPixelFloat(PF_PixelFloat& dst, const PF_PixelFloat& src, int32_t cover
 
 class KDLRender : public TV_Base_Render {
   public:
-    KDLRender(HostServices* host, PF_EffectWorld* world, int32_t bitDepth)
-        : TV_Base_Render(host, world, bitDepth) {}
-    PF_Err drawPoints(std::vector<DrawPoint>& points) override;
+    // `pixel` and `colour` point at one pixel and one colour of the world's depth.
+    using BlendFn = void (*)(void* pixel, const void* colour, int32_t coverage);
 
-    // Draws one projected point clipped to a tile.
+    KDLRender(HostServices* host, PF_EffectWorld* world, int32_t bitDepth);
+    PF_Err drawPoints(std::vector<DrawPoint>& points) override;
+    PF_Err drawLines(std::vector<DrawLine>& lines) override;
+
+    // Draw one projected record clipped to a tile.
     void drawPointInTile(const DrawPoint& p, const ScanTile& tile) const;
+    void drawLineInTile(const DrawLine& l, const ScanTile& tile) const;
+
+    // A float world read back as R, G, B, A turned to A, R, G, B in place.
+    PF_Err reorderChannels(PF_EffectWorld& world) const;
+
+    BlendFn blendPixel;
 };
+
+// R, G, B, A to A, R, G, B for the rows [rowBegin, rowEnd) of a float world.
+void ReorderRowsRgbaToArgb(PF_EffectWorld& world, int32_t rowBegin, int32_t rowEnd);
 
 }  // namespace tv

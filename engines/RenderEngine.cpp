@@ -1,10 +1,29 @@
 #include "engines/RenderEngine.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <utility>
+
+#include "engines/DepthSort.h"
 
 namespace tv {
+
+namespace {
+// v' = M v for a column-major float matrix (translation in 12..14).
+void Apply(const float m[16], const float v[4], float out[4]) {
+    for (int r = 0; r < 4; ++r)
+        out[r] = v[0] * m[r] + v[1] * m[4 + r] + v[2] * m[8 + r] + v[3] * m[12 + r];
+}
+// a * b, both column major.
+void MultiplyColumnMajor(const float a[16], const float b[16], float out[16]) {
+    for (int c = 0; c < 4; ++c)
+        for (int r = 0; r < 4; ++r) {
+            float s = 0;
+            for (int k = 0; k < 4; ++k) s += a[k * 4 + r] * b[c * 4 + k];
+            out[c * 4 + r] = s;
+        }
+}
+}  // namespace
 
 void TV_Base_Render::setRenderParams(const double scale[3], const double viewport[4],
                                      const float modelView[16], const float projection[16],
@@ -14,15 +33,8 @@ void TV_Base_Render::setRenderParams(const double scale[3], const double viewpor
     std::memcpy(modelView_, modelView, sizeof modelView_);
     std::memcpy(projection_, projection, sizeof projection_);
     std::memcpy(viewDirection_, viewDirection, sizeof viewDirection_);
+    MultiplyColumnMajor(projection_, modelView_, combined_);
 }
-
-namespace {
-// v' = v * M for a float matrix with translation in 12..14.
-void Apply(const float m[16], const float v[4], float out[4]) {
-    for (int c = 0; c < 4; ++c)
-        out[c] = v[0] * m[c] + v[1] * m[4 + c] + v[2] * m[8 + c] + v[3] * m[12 + c];
-}
-}  // namespace
 
 bool TV_Base_Render::projectXYZ(const double in[3], double& sx, double& sy, double& rhw) const {
     const float p[4] = {float(in[0] / scale_[0]), float(in[1] / scale_[1]),
@@ -51,17 +63,110 @@ float TV_Base_Render::projectSize(const double in[3], float size, double sx, dou
     return float(std::hypot(x2 - sx, y2 - sy));
 }
 
+void TV_Base_Render::projectCombined(const double in[3], double& sx, double& sy, double& sz,
+                                     double& rhw) const {
+    const float p[4] = {float(in[0] / scale_[0]), float(in[1] / scale_[1]),
+                        float(in[2] / scale_[2]), 1};
+    float clip[4];
+    Apply(combined_, p, clip);
+    rhw = 1.0 / double(clip[3]);
+    const double w = viewport_[2], h = viewport_[3];
+    sx = float((clip[0] * rhw + 1) * w * 0.5 + viewport_[0]);
+    sy = float(h - (1 - clip[1] * rhw) * h * 0.5 + viewport_[1]);
+    sz = clip[2] * rhw;
+}
+
 bool TV_Base_Render::projectPoint(DrawPoint& p) const {
     const double in[3] = {p.x, p.y, p.z};
     double sx, sy, rhw;
+    if (legacyProjection) {
+        double sz;
+        projectCombined(in, sx, sy, sz, rhw);
+        if (!(rhw > 0)) return false;
+        p.size = float(p.size * cameraScale);
+        if (perspectiveSizes) p.size = float(p.size * rhw);
+        p.x = sx, p.y = sy, p.z = sz;
+        return true;
+    }
     if (!projectXYZ(in, sx, sy, rhw)) return false;
     if (perspectiveSizes) p.size = projectSize(in, p.size, sx, sy);
     p.x = sx, p.y = sy, p.z = 0;
     return true;
 }
 
+bool TV_Base_Render::projectSprite(DrawSprite& s) const {
+    const double in[3] = {s.x, s.y, s.z};
+    double sx, sy, rhw;
+    if (legacyProjection) {
+        double sz;
+        projectCombined(in, sx, sy, sz, rhw);
+        if (!(rhw > 0)) return false;
+        if (perspectiveSizes) {
+            s.width = float(s.width * float(rhw));
+            s.height = float(s.height * float(rhw));
+        }
+        s.x = sx, s.y = sy, s.z = sz;
+        return true;
+    }
+    if (!projectXYZ(in, sx, sy, rhw)) return false;
+    if (perspectiveSizes) {
+        s.width = projectSize(in, s.width, sx, sy);
+        s.height = projectSize(in, s.height, sx, sy);
+    }
+    s.x = sx, s.y = sy, s.z = 0;
+    return true;
+}
+
+double ClipSegmentToNear(double a[3], double b[3], double wa, double wb) {
+    if (wa > 0 && wb > 0) return 1;
+    if (wa < 0 && wb < 0) return 0;
+    double* first = a;
+    double* second = b;
+    bool swapped = false;
+    if (!(wa > 0)) {
+        std::swap(first, second);
+        std::swap(wa, wb);
+        swapped = true;
+    }
+    const double t = (1 / wa) / (1 / wa - 1 / wb) - 0.001;
+    for (int i = 0; i < 3; ++i) second[i] = first[i] + (second[i] - first[i]) * t;
+    return swapped ? -t : t;
+}
+
+bool TV_Base_Render::projectLineLegacy(DrawLine& l) const {
+    double ax, ay, az, ar, bx, by, bz, br;
+    projectCombined(l.start, ax, ay, az, ar);
+    projectCombined(l.end, bx, by, bz, br);
+    const double t = ClipSegmentToNear(l.start, l.end, ar, br);
+    if (t != 1 && t != 0) {
+        // One end moved: project it again.
+        if (t < 0)
+            projectCombined(l.start, ax, ay, az, ar);
+        else
+            projectCombined(l.end, bx, by, bz, br);
+    }
+    if (!(ar > 0 && br > 0)) return false;
+    if (t >= 0 && t < 1) {
+        for (int i = 0; i < 4; ++i)
+            l.endColor[i] = l.startColor[i] + (l.endColor[i] - l.startColor[i]) * float(t);
+    } else if (t >= -1 && t < 0) {
+        // The start colour moves away from the end colour here; that is the intended result.
+        for (int i = 0; i < 4; ++i)
+            l.startColor[i] = l.startColor[i] + (l.endColor[i] - l.startColor[i]) * float(t);
+    }
+    if (perspectiveSizes) {
+        l.startSize = float(l.startSize * ar);
+        l.endSize = float(l.endSize * br);
+    }
+    l.start[0] = ax, l.start[1] = ay, l.start[2] = az;
+    l.end[0] = bx, l.end[1] = by, l.end[2] = bz;
+    return true;
+}
+
 bool TV_Base_Render::projectLine(DrawLine& l) const {
+    if (legacyProjection) return projectLineLegacy(l);
     double ax, ay, ar, bx, by, br;
+    // No clipping on this route: a line with one end behind the camera goes whole.
     if (!projectXYZ(l.start, ax, ay, ar) || !projectXYZ(l.end, bx, by, br)) return false;
     if (perspectiveSizes) {
         l.startSize = projectSize(l.start, l.startSize, ax, ay);
@@ -73,38 +178,63 @@ bool TV_Base_Render::projectLine(DrawLine& l) const {
 }
 
 bool TV_Base_Render::projectTriangle(DrawTriangle& t) const {
-    for (auto& c : t.corners) {
-        double sx, sy, rhw;
-        if (!projectXYZ(c, sx, sy, rhw)) return false;
-        c[0] = sx, c[1] = sy, c[2] = 0;
+    // Triangles always take the one-step route, whatever the legacy flag says.
+    double out[3][2];
+    for (int i = 0; i < 3; ++i) {
+        double sz, rhw;
+        projectCombined(t.corners[i], out[i][0], out[i][1], sz, rhw);
+        if (!(rhw > 0)) return false;
+    }
+    for (int i = 0; i < 3; ++i) {
+        t.corners[i][0] = out[i][0];
+        t.corners[i][1] = out[i][1];
+        t.corners[i][2] = 0;
     }
     return true;
 }
 
-namespace {
-template <class T, class Key>
-void SortFarFirst(std::vector<T>& records, Key key) {
-    std::sort(records.begin(), records.end(),
-              [&](const T& a, const T& b) { return key(a) > key(b); });
+void TV_Base_Render::splitIntoTiles(const PF_EffectWorld& world, int32_t n,
+                                    std::vector<ScanTile>& out) const {
+    SplitIntoTiles(world, n, out);
 }
+
+PF_Err TV_Base_Render::runTiles(const std::vector<ScanTile>& tiles,
+                                const std::function<void(const ScanTile&)>& fn) const {
+    if (tiles.empty()) return PF_Err_NONE;
+    auto work = [&](int32_t t) -> PF_Err {
+        fn(tiles[size_t(t)]);
+        return PF_Err_NONE;
+    };
+    if (host_) return host_->iterate(int32_t(tiles.size()), work);
+    for (int32_t t = 0; t < int32_t(tiles.size()); ++t) work(t);
+    return PF_Err_NONE;
+}
+
+namespace {
 double Dot(const double v[3], double x, double y, double z) {
     return v[0] * x + v[1] * y + v[2] * z;
 }
 }  // namespace
 
 void DepthSort(std::vector<DrawPoint>& points, const double v[3]) {
-    SortFarFirst(points, [v](const DrawPoint& p) { return Dot(v, p.x, p.y, p.z); });
+    IntroSortFarFirst(points.data(), points.size(),
+                      [v](const DrawPoint& p) { return Dot(v, p.x, p.y, p.z); });
+}
+
+void DepthSort(std::vector<DrawSprite>& sprites, const double v[3]) {
+    IntroSortFarFirst(sprites.data(), sprites.size(),
+                      [v](const DrawSprite& s) { return Dot(v, s.x, s.y, s.z); });
 }
 
 void DepthSort(std::vector<DrawLine>& lines, const double v[3]) {
-    SortFarFirst(lines, [v](const DrawLine& l) {
+    IntroSortFarFirst(lines.data(), lines.size(), [v](const DrawLine& l) {
         return Dot(v, (l.start[0] + l.end[0]) * 0.5, (l.start[1] + l.end[1]) * 0.5,
                    (l.start[2] + l.end[2]) * 0.5);
     });
 }
 
 void DepthSort(std::vector<DrawTriangle>& triangles, const double v[3]) {
-    SortFarFirst(triangles, [v](const DrawTriangle& t) {
+    IntroSortFarFirst(triangles.data(), triangles.size(), [v](const DrawTriangle& t) {
         const double k = 0.3333333333333333;
         return Dot(v, (t.corners[0][0] + t.corners[1][0] + t.corners[2][0]) * k,
                    (t.corners[0][1] + t.corners[1][1] + t.corners[2][1]) * k,

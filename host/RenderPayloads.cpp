@@ -20,11 +20,29 @@ void ReleaseLines(RenderItem& item) {
     p = LinesPayload{};
 }
 
+void ReleaseTriangles(RenderItem& item) {
+    auto& p = item.as<TrianglesPayload>();
+    delete[] p.triples;
+    delete[] p.opacity;
+    delete[] p.extra;
+    p = TrianglesPayload{};
+}
+
+void ReleaseBeams(RenderItem& item) {
+    auto& p = item.as<BeamsPayload>();
+    delete[] p.pairs;
+    delete[] p.amounts;
+    delete[] p.spans;
+    p = BeamsPayload{};
+}
+
 }  // namespace
 
 void RegisterStandardPayloadReleasers() {
     RegisterRenderItemReleaser(kRenderPoints, &ReleasePoints);
     RegisterRenderItemReleaser(kRenderLines, &ReleaseLines);
+    RegisterRenderItemReleaser(kRenderTriangles, &ReleaseTriangles);
+    RegisterRenderItemReleaser(kRenderBeams, &ReleaseBeams);
 }
 
 }  // namespace tv

@@ -48,6 +48,43 @@ struct LinesPayload {
 };
 static_assert(sizeof(LinesPayload) <= sizeof(RenderItem::data));
 
+struct IndexTriple {
+    int32_t a = 0, b = 0, c = 0;
+};
+
+// Kind 2: filled triangles over vertex triples, with per-triple opacity factors.
+struct TrianglesPayload {
+    IndexTriple* triples = nullptr;
+    float* opacity = nullptr;  // per triple, 0..1
+    float* extra = nullptr;    // left empty by the triangulation renderer
+    uint32_t tripleCount = 0;
+    int32_t colorMode = 1;  // 1 interpolate, 2 average of the corners, 3 first corner
+    float color[4] = {1, 1, 1, 1};
+    uint8_t overrideColor = 0;
+    uint8_t overrideOpacity = 0;
+};
+static_assert(sizeof(TrianglesPayload) <= sizeof(RenderItem::data));
+
+// Kind 3: beams fixed by structure; each grows from its first end by `amounts`.
+struct BeamsPayload {
+    IndexPair* pairs = nullptr;  // from, to
+    float* amounts = nullptr;    // per beam, 0..1
+    float* spans = nullptr;      // two per beam: its share of its row
+    uint32_t beamCount = 0;
+    float startThickness = 1, endThickness = 1;
+    float startCurve = 0, endCurve = 0;
+    int32_t bezierPoints = 10;
+    int32_t bezierAxis = 0;  // 0 X, 1 Y, 2 Z
+    float color[4] = {1, 1, 1, 1};
+    uint8_t perspective = 1;
+    uint8_t overrideColor = 0;
+    uint8_t overrideOpacity = 0;
+    uint8_t overrideScale = 0;
+    uint8_t flipDirection = 0;
+    uint8_t bezier = 0;
+};
+static_assert(sizeof(BeamsPayload) <= sizeof(RenderItem::data));
+
 // Registers the releasers of the kinds above.
 void RegisterStandardPayloadReleasers();
 
