@@ -13,6 +13,7 @@
 #include "params/DistanceCurve.h"
 #include "resources/EffectTable.h"
 #include "standalone/DocumentBase64.h"
+#include "standalone/DocumentText.h"
 #include "standalone/Transform.h"
 
 namespace tv::standalone {
@@ -410,6 +411,11 @@ void ReadStaticParam(const Reader& r, const ParamSpec& spec, const json& v, cons
             layers.push_back({&instance, spec.index, r.text(v, path), path, &comp});
             break;
         case PF_Param_ARBITRARY_DATA:
+            if (IsTextParam(spec)) {
+                // Any UTF-8 string; empty means "all" to the effect that reads it.
+                def.u.arbData = r.host.handleFromBytes(MakeTextRecord(r.text(v, path)));
+                break;
+            }
             if (spec.arbRefcon == kCurveRefcon) {
                 const DistanceCurve curve = ReadCurve(r, v, path);
                 const auto* bytes = reinterpret_cast<const uint8_t*>(&curve);
@@ -419,10 +425,10 @@ void ReadStaticParam(const Reader& r, const ParamSpec& spec, const json& v, cons
             }
             [[fallthrough]];
         default:
-            r.fail(path, "parameters of kind \"" +
-                             std::string(spec.type == PF_Param_ARBITRARY_DATA ? "gradient/text"
-                                                                              : "other") +
-                             "\" cannot be set from documents yet; leave it at its default");
+            r.fail(path,
+                   "parameters of kind \"" +
+                       std::string(spec.type == PF_Param_ARBITRARY_DATA ? "gradient" : "other") +
+                       "\" cannot be set from documents yet; leave it at its default");
     }
 }
 
@@ -555,6 +561,7 @@ void ReadTransform(const Reader& r, const json& t, const std::string& tpath, Lay
     Transform2D& x = layer.transform;
     x.set = true;
     x.anchor.value = {layer.width / 2.0, layer.height / 2.0, 0, 0};
+    if (layer.kind == LayerKind::Null) x.anchor.value = {0, 0, 0, 0};  // a null's corner
     x.position.value = {comp.width / 2.0, comp.height / 2.0, 0, 0};
     x.scale.value = {100, 100, 100, 0};
     x.opacity.value = {100, 0, 0, 0};

@@ -79,7 +79,9 @@ Mat4 LayerToParent(const Layer& layer, const Comp& comp, double seconds) {
     Mat4 m;
     const bool scene = layer.kind == LayerKind::Camera || layer.kind == LayerKind::Light;
     if (!scene) {
+        // A null turns about its corner; other layers about their centre.
         std::array<double, 4> anchor{layer.width / 2.0, layer.height / 2.0, 0, 0};
+        if (layer.kind == LayerKind::Null) anchor = {0, 0, 0, 0};
         std::array<double, 4> scale{100, 100, 100, 0};
         if (t.set) anchor = t.anchor.at(seconds), scale = t.scale.at(seconds);
         if (!layer.is3D) anchor[2] = 0, scale[2] = 100;

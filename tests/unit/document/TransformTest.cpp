@@ -1,6 +1,8 @@
 // Layer-to-world matrices worked out by hand: parenting chains, rotation order, cameras.
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "standalone/Document.h"
 #include "standalone/Transform.h"
 
@@ -191,6 +193,35 @@ TEST(Transform, SpotLightAimsAtItsPointOfInterestAndReportsItsCone) {
     EXPECT_EQ(v[0], 45);
     host.layerStreamValue(light.uid, 19, A_Time{0, 30}, v);
     EXPECT_EQ(v[0], 20);
+}
+
+}  // namespace
+}  // namespace tv
+
+namespace tv {
+namespace {
+
+TEST(Transform, RigExampleCameraCirclesThePivot) {
+    EmbeddedHost host;
+    standalone::LoadDocumentFile(std::string(TAVRIN_SOURCE_DIR) + "/examples/rig.json", host);
+    const auto& instance = *LayerNamed(host, "Sphere").effects[0];
+    // At 0 the camera is 900 pixels in front of the pivot (a null's anchor is its corner).
+    const HostCameraMatrix a = host.effectCameraMatrix(instance.uid, A_Time{0, 30});
+    EXPECT_NEAR(a.matrix[12], 320, 1e-9);
+    EXPECT_NEAR(a.matrix[13], 180, 1e-9);
+    EXPECT_NEAR(a.matrix[14], -900, 1e-9);
+    // Half way the symmetric ease has turned 45 degrees about the pivot's Y axis (Z toward X):
+    // the camera sits at -900 (sin 45, 0, cos 45) from the pivot and still looks at it.
+    const double h = 900 * std::sqrt(0.5);
+    const HostCameraMatrix b = host.effectCameraMatrix(instance.uid, A_Time{60, 30});
+    EXPECT_NEAR(b.matrix[12], 320 - h, 1e-6);
+    EXPECT_NEAR(b.matrix[13], 180, 1e-6);
+    EXPECT_NEAR(b.matrix[14], -h, 1e-6);
+    EXPECT_NEAR(b.matrix[8], std::sqrt(0.5), 1e-9);
+    EXPECT_NEAR(b.matrix[10], std::sqrt(0.5), 1e-9);
+    // Past the camera's out point (the comp's end) the default view takes over.
+    const HostCameraMatrix c = host.effectCameraMatrix(instance.uid, A_Time{120, 30});
+    EXPECT_NEAR(c.matrix[14], -640 * 50.0 / 36.0, 1e-9);
 }
 
 }  // namespace
