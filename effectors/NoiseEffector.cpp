@@ -2,6 +2,8 @@
 // vertices or faces, driven by each element's lattice coordinates so the pattern stays attached.
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <string>
 
 #include "effectors/EffectorFrame.h"
 #include "effectors/NoiseGenerators.h"
@@ -101,7 +103,25 @@ struct NoiseRecord {
     double amplitude = 0;
     bool affectOpacity = true, useLights = false, compatibility = false;
     int32_t namePopup = 2, radiusFrom = 2, amplitudeFrom = 1, fadeFrom = 3;
+    std::string customText;  // "Light Name Begins with"
 };
+
+// The text parameter's data: a u32 byte length, then the UTF-8 bytes.
+std::string ReadNameText(PF_InData* in) {
+    const PF_Handle h = CheckoutParam(in, kNameText).u.arbData;
+    if (!h) return {};
+    SuiteCache suites(in);
+    const uint64_t size = suites->handleSize(h);
+    const auto* bytes = static_cast<const uint8_t*>(suites->lockHandle(h));
+    std::string text;
+    if (bytes && size >= 4) {
+        uint32_t n;
+        std::memcpy(&n, bytes, 4);
+        text.assign(reinterpret_cast<const char*>(bytes + 4), std::min<uint64_t>(n, size - 4));
+    }
+    if (bytes) suites->unlockHandle(h);
+    return text;
+}
 
 NoiseRecord Read(PF_InData* in) {
     NoiseRecord p;
@@ -132,6 +152,7 @@ NoiseRecord Read(PF_InData* in) {
     p.amplitudeFrom = CheckoutParam(in, kAmplitudeFrom).u.popup;
     p.fadeFrom = CheckoutParam(in, kFadeFrom).u.popup;
     p.group = CheckoutParam(in, kGroup).u.popup;
+    if (p.useLights) p.customText = ReadNameText(in);
     SuiteCache suites(in);
     if (auto* record = static_cast<const SequenceRecord*>(suites->lockHandle(in->sequence_data))) {
         p.compatibility = (record->flags & (kSeqFlagFromV1 | kSeqFlagFromV2)) != 0;
@@ -143,7 +164,7 @@ NoiseRecord Read(PF_InData* in) {
 std::vector<FieldRecord> Fields(PF_InData* in, const NoiseRecord& p) {
     std::vector<SceneLight> lights;
     const std::string prefix =
-        LightPrefix(p.namePopup, {"Lights", "Noise", "Perlin", "Force", "Field"}, "");
+        LightPrefix(p.namePopup, {"Light", "Noise", "Perlin", "Force", "Field"}, p.customText);
     CollectLights(in, lights, prefix, 0.0);
     std::vector<FieldRecord> fields;
     const bool fraction = p.apply == 3 || p.apply == 2;
@@ -279,8 +300,15 @@ uint64_t Hash(PF_InData* in, const NoiseRecord& p) {
         .add(p.noise.seed);
     h.add(int32_t(p.affectOpacity)).add(int32_t(p.useLights)).add(int32_t(p.compatibility));
     h.add(p.namePopup).add(p.radiusFrom).add(p.amplitudeFrom).add(p.fadeFrom);
+    h.add(std::string_view(p.customText));
     if (p.useLights)
-        for (const FieldRecord& f : Fields(in, p)) h.bytes(&f, sizeof f);
+        for (const FieldRecord& f : Fields(in, p))
+            h.add(f.center[0])
+                .add(f.center[1])
+                .add(f.center[2])
+                .add(f.radius)
+                .add(f.fade)
+                .add(f.amount);
     return h.value();
 }
 
