@@ -103,6 +103,11 @@ TEST(EndToEnd, NoisyCubeExample) {
                            2.0f / 255, 0.1f / 255);
 }
 
+TEST(EndToEnd, LitLatticeExample) {
+    ExpectMatchesReference(RenderDocument("lit-lattice.json", 30), "lit-lattice_0030.png", 8,
+                           2.0f / 255, 0.1f / 255);
+}
+
 TEST(EndToEnd, OneThreadAndAllThreadsGiveIdenticalPixels) {
     standalone::FloatImage one, all;
     {
