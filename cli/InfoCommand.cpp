@@ -3,13 +3,14 @@
 #include <fmt/format.h>
 
 #include "standalone/Document.h"
+#include "standalone/DocumentText.h"
 #include "standalone/ParamText.h"
 
 namespace tv::cli {
 
 namespace {
 
-std::string ValueText(const ParamSpec& spec, const PF_ParamDef& v) {
+std::string ValueText(standalone::EmbeddedHost& host, const ParamSpec& spec, const PF_ParamDef& v) {
     switch (spec.type) {
         case PF_Param_FLOAT_SLIDER:
             return fmt::format("{}", v.u.floatValue);
@@ -31,8 +32,15 @@ std::string ValueText(const ParamSpec& spec, const PF_ParamDef& v) {
             return fmt::format("{} \"{}\"", v.u.popup, PopupEntry(spec, v.u.popup));
         case PF_Param_LAYER:
             return v.u.layerId ? fmt::format("layer id {}", v.u.layerId) : "none";
-        case PF_Param_ARBITRARY_DATA:
-            return v.u.arbData ? "data" : "default";
+        case PF_Param_ARBITRARY_DATA: {
+            if (!standalone::IsTextParam(spec)) return v.u.arbData ? "data" : "default";
+            // An empty text means every light or layer to the effect that reads it.
+            const auto text = v.u.arbData
+                                  ? standalone::ReadTextRecord(host.handleBytes(v.u.arbData))
+                                  : std::optional<std::string>(std::string());
+            if (!text) return "bad text record";
+            return text->empty() ? "\"\" (all)" : fmt::format("\"{}\"", *text);
+        }
         default:
             return "";
     }
@@ -66,7 +74,7 @@ int RunInfoCommand(const std::string& document) {
                         const auto& state = e->params[size_t(spec.index)];
                         fmt::print(
                             "      {:>2} {:<36} {:<22}{}{}\n", spec.index, spec.name,
-                            ValueText(spec, state.value),
+                            ValueText(host, spec, state.value),
                             state.keys.empty() ? "" : fmt::format("  ({} keys)", state.keys.size()),
                             state.hidden ? "  (hidden)" : "  (visible)");
                     }

@@ -12,6 +12,7 @@
 
 #include "params/DistanceCurve.h"
 #include "standalone/DocumentBase64.h"
+#include "standalone/DocumentText.h"
 #include "standalone/Transform.h"
 
 namespace tv::standalone {
@@ -130,6 +131,10 @@ Json ParamValue(const Writer& w, const ParamSpec& spec, const PF_ParamDef& v, co
         }
         case PF_Param_ARBITRARY_DATA: {
             const std::vector<uint8_t> bytes = w.host.handleBytes(v.u.arbData);
+            if (IsTextParam(spec)) {
+                const auto text = ReadTextRecord(bytes);
+                return text ? Json(*text) : Json(nullptr);
+            }
             DistanceCurve curve;
             if (bytes.size() != sizeof curve) return nullptr;
             std::memcpy(&curve, bytes.data(), sizeof curve);
@@ -154,8 +159,8 @@ Json Effect(const Writer& w, EffectInstance& instance, const Comp& comp) {
             continue;
         const ParamState& state = instance.params[size_t(spec.index)];
         if (spec.type == PF_Param_ARBITRARY_DATA &&
-            (spec.arbRefcon != kCurveRefcon || state.value.u.arbData == 0))
-            continue;  // only curves are written; other data stays at its default
+            ((spec.arbRefcon != kCurveRefcon && !IsTextParam(spec)) || state.value.u.arbData == 0))
+            continue;  // curves and texts are written; other data stays at its default
         if (state.keys.empty()) {
             if (spec.type != PF_Param_ARBITRARY_DATA &&
                 SameValue(spec, state.value, DefaultParamValue(spec)))
