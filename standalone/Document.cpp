@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -112,7 +113,7 @@ struct Reader {
     }
 };
 
-// Frame rates: 30, 29.97 or "30000/1001".
+// Frame rates: a whole number (30) or an exact rational text ("30000/1001").
 void ReadFps(const Reader& r, const json& v, const std::string& path, Comp& comp) {
     if (v.is_number_integer()) {
         comp.fpsNum = r.integer(v, path, 1, 1000);
@@ -124,10 +125,14 @@ void ReadFps(const Reader& r, const json& v, const std::string& path, Comp& comp
         const auto slash = s.find('/');
         try {
             if (slash != std::string::npos) {
-                size_t used = 0;
+                size_t used = 0, usedDen = 0;
                 const int num = std::stoi(s.substr(0, slash), &used);
-                const int den = std::stoi(s.substr(slash + 1));
-                if (used == slash && num > 0 && den > 0 && den <= 100000 && num <= 10000000) {
+                const int den = std::stoi(s.substr(slash + 1), &usedDen);
+                // Every character must be a digit of the two numbers: "30/1x" is not a rate.
+                const bool whole = used == slash && slash + 1 + usedDen == s.size() &&
+                                   std::isdigit(uint8_t(s[0])) &&
+                                   std::isdigit(uint8_t(s[slash + 1]));
+                if (whole && num > 0 && den > 0 && den <= 100000 && num <= 10000000) {
                     comp.fpsNum = num;
                     comp.fpsDen = den;
                     return;
