@@ -10,7 +10,8 @@ namespace tv::cli {
 
 namespace {
 
-std::string ValueText(standalone::EmbeddedHost& host, const ParamSpec& spec, const PF_ParamDef& v) {
+std::string ValueText(standalone::EmbeddedHost& host, const standalone::Comp& comp,
+                      const ParamSpec& spec, const PF_ParamDef& v) {
     switch (spec.type) {
         case PF_Param_FLOAT_SLIDER:
             return fmt::format("{}", v.u.floatValue);
@@ -31,6 +32,9 @@ std::string ValueText(standalone::EmbeddedHost& host, const ParamSpec& spec, con
         case PF_Param_POPUP:
             return fmt::format("{} \"{}\"", v.u.popup, PopupEntry(spec, v.u.popup));
         case PF_Param_LAYER:
+            for (const auto& l : comp.layers)
+                if (v.u.layerId && l->id == uint32_t(v.u.layerId))
+                    return fmt::format("\"{}\" (layer id {})", l->name, v.u.layerId);
             return v.u.layerId ? fmt::format("layer id {}", v.u.layerId) : "none";
         case PF_Param_ARBITRARY_DATA: {
             if (!standalone::IsTextParam(spec)) return v.u.arbData ? "data" : "default";
@@ -74,7 +78,7 @@ int RunInfoCommand(const std::string& document) {
                         const auto& state = e->params[size_t(spec.index)];
                         fmt::print(
                             "      {:>2} {:<36} {:<22}{}{}\n", spec.index, spec.name,
-                            ValueText(host, spec, state.value),
+                            ValueText(host, *c, spec, state.value),
                             state.keys.empty() ? "" : fmt::format("  ({} keys)", state.keys.size()),
                             state.hidden ? "  (hidden)" : "  (visible)");
                     }
