@@ -402,6 +402,14 @@ void ReadStaticParam(const Reader& r, const ParamSpec& spec, const json& v, cons
                 r.fail(path, "\"" + s + "\" is not an entry of \"" + spec.name + "\"; " +
                                  NearestNames(s, valid));
             }
+            if (!v.is_number()) {
+                std::string valid;
+                for (const auto& e : entries)
+                    if (e != "(-") valid += (valid.empty() ? "\"" : ", \"") + e + "\"";
+                r.fail(path, "expected an entry of \"" + std::string(spec.name) + "\" (" + valid +
+                                 ") or its number 1 to " + std::to_string(n) + ", found " +
+                                 v.dump());
+            }
             const int32_t i = r.integer(v, path, 1, n);
             if (entries[size_t(i - 1)] == "(-")
                 r.fail(path, "entry " + std::to_string(i) + " is a separator");
@@ -471,6 +479,7 @@ void ReadEffect(const Reader& r, const json& e, const std::string& path, Layer& 
     if (!params.is_object())
         r.fail(path + ".params", "expected an object of parameter names to values");
     const InstalledEffect* fx = r.host.installedEffect(instance.key);
+    std::map<int32_t, std::string> given;  // index -> the key that set it
     for (const auto& [key, value] : params.items()) {
         const std::string ppath = path + ".params." + key;
         const ParamSpec* spec = FindParam(*fx, key);
@@ -498,6 +507,11 @@ void ReadEffect(const Reader& r, const json& e, const std::string& path, Layer& 
             r.fail(ppath, "\"" + installed->displayName + "\" has no parameter \"" + key + "\"; " +
                               NearestNames(key, names));
         }
+        // "Shading Radius" and "#6" name one parameter: two values for it would be a guess.
+        const auto [at, fresh] = given.emplace(spec->index, key);
+        if (!fresh)
+            r.fail(ppath,
+                   "\"" + key + "\" and \"" + at->second + "\" name the same parameter; give one");
         ReadParam(r, *spec, value, ppath, instance, comp, pending);
     }
 }
