@@ -14,6 +14,7 @@
 #include "params/DistanceCurve.h"
 #include "resources/EffectTable.h"
 #include "standalone/DocumentBase64.h"
+#include "standalone/DocumentParse.h"
 #include "standalone/DocumentText.h"
 #include "standalone/Transform.h"
 
@@ -997,12 +998,7 @@ std::string NearestNames(const std::string& name, const std::vector<std::string>
 
 void LoadDocumentText(const std::string& text, const std::string& file, EmbeddedHost& host) {
     Reader r{file, std::filesystem::path(file).parent_path(), host};
-    json doc;
-    try {
-        doc = json::parse(text);
-    } catch (const json::parse_error& e) {
-        r.fail("", std::string("not valid JSON: ") + e.what());
-    }
+    const json doc = ParseDocumentJson(text, file);
     r.checkKeys(doc, "$", kDocumentKeys);
     if (!doc.contains("tavrin") || doc["tavrin"] != 1)
         r.fail("$.tavrin", "missing or unknown format version: write \"tavrin\": 1");
