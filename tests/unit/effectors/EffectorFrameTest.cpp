@@ -20,11 +20,12 @@ struct NoiseScene {
     standalone::EffectInstance* noise = nullptr;
 
     NoiseScene(const std::string& lights, const std::string& noiseParams,
-               const std::string& primitiveExtra = "") {
+               const std::string& primitiveExtra = "", int yPoints = 1) {
         const std::string doc =
             R"j({"tavrin": 1, "comps": [{"name": "C", "width": 200, "height": 100, "layers": [)j" +
             lights + R"j({"name": "Fx", "solid": {}, "effects": [{"effect": "Tavrin"},
-              {"effect": "Tavrin Primitives Object", "params": {"X Points": 3, "Y Points": 1,
+              {"effect": "Tavrin Primitives Object", "params": {"X Points": 3, "Y Points": )j" +
+            std::to_string(yPoints) + R"j(,
                "Z Points": 1, "Cube Width": 200, "Opacity": 50)j" +
             primitiveExtra + R"j(}},
               {"effect": "Tavrin Noise Effector", "params": {)j" +
@@ -153,7 +154,7 @@ TEST(EffectorFrame, FaceColoursChangeAlikeInAllThreeArrays) {
     NoiseScene s("",
                  R"j("Effector effects": "Faces", "Apply Noise To (Faces)": "Color",
                     "Noise Amplitude": 40, "Color Type": "RGB")j",
-                 R"j(, "Y Points": 2, "Color": "#808080")j");
+                 R"j(, "Color": "#808080")j", 2);
     const GeometryStore g = s.gather();
     ASSERT_EQ(g.faces.size(), 4u);  // two quads in one row
     for (size_t f = 0; f < g.faces.size(); ++f) {
