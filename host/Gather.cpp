@@ -63,8 +63,10 @@ PF_Err RunSources(GatherContext& context, AEGP_LayerH layer, const A_Time& time,
         PrepareContribute(message);
         const PF_Err e = SendWithLayerRequests(context, layer, time, message, index);
         if (!err) err = e;
-        const int32_t group = message.payloadInt() < 0 ? -1 : message.payloadGroup();
-        if (message.payloadGroup() >= 0 && message.payloadInt() >= 0) {
+        // The source answers with its group in the payload's first two bytes; the preset -1
+        // stays negative there when it was switched off or added nothing.
+        const int16_t group = message.payloadGroup();
+        if (group >= 0) {
             UpdateGroupMap(store.vertexGroups, group, store.vertexBase, store.vertexPending);
             UpdateGroupMap(store.faceGroups, group, store.faceBase, store.facePending);
         }

@@ -200,9 +200,11 @@ PF_Err MigrateLegacyText(PF_InData* in_data, int32_t paramIndex, const std::stri
     if (!record) return PF_Err_INTERNAL_STRUCT_DAMAGED;
     PF_Err err = PF_Err_NONE;
     if (record->version < 0x100601 && !(record->flags & kSeqFlagTextMigrated)) {
-        // The text parameter holds the UTF-8 bytes of its text, NUL-terminated.
-        std::vector<uint8_t> bytes(text.begin(), text.end());
-        bytes.push_back(0);
+        // The text parameter's data: a u32 byte length, then the UTF-8 bytes.
+        const auto length = static_cast<uint32_t>(text.size());
+        std::vector<uint8_t> bytes(4 + text.size());
+        std::memcpy(bytes.data(), &length, 4);
+        std::memcpy(bytes.data() + 4, text.data(), text.size());
         const PF_Handle handle = host.newHandle(bytes.size());
         void* target = handle ? host.lockHandle(handle) : nullptr;
         if (!target) {

@@ -25,7 +25,15 @@ struct TestBehaviour {
     std::vector<uint32_t> gatheredSizes;  // what arrived, per request
     int contributions = 0;
     int hashes = 0;
-    std::vector<uint64_t> hashDeps;  // layer handles the hash depends on
+    std::vector<uint64_t> hashDeps;         // layer handles the hash depends on
+    uint32_t faces = 0;                     // triangles {0, 1, 2} to append
+    PF_Err result = PF_Err_NONE;            // what Contribute returns
+    int32_t lookupGroup = 0;                // a group range the source looks up before appending
+    uint32_t target = kMsgTargetsVertices;  // an effector's answer to GetTarget
+    float shiftX = 0;                       // what an effector adds to x
+    std::vector<Vec3f> centroidsSeen;       // what a face effector found
+    std::vector<Vec3f> rotationsSeen;
+    std::vector<int16_t> groupsSet;  // SetGroup payloads received
 };
 std::map<uint64_t, TestBehaviour> gBehaviour;
 std::vector<uint64_t> gCallOrder;
@@ -42,6 +50,10 @@ PF_Err SourceMessage(PF_InData* in, PF_OutData*, ObjectMessage& m) {
     TestBehaviour& b = Behaviour(in);
     if (m.command == kObjGetGroup) {
         m.setPayloadGroup(b.group);
+        return 0;
+    }
+    if (m.command == kObjSetGroup) {
+        b.groupsSet.push_back(m.payloadGroup());
         return 0;
     }
     if (m.command == kObjMixHash) {
@@ -69,6 +81,7 @@ PF_Err SourceMessage(PF_InData* in, PF_OutData*, ObjectMessage& m) {
     ++b.contributions;
     gCallOrder.push_back(in->effect_ref);
     GeometryStore& s = *m.geometry;
+    if (b.lookupGroup) GroupVertexRange(s, b.lookupGroup);
     for (uint32_t i = 0; i < b.vertices; ++i) {
         s.positions.push_back({b.tag, float(i), 0});
         s.colors.push_back({1, 1, 1, 1});
@@ -76,27 +89,38 @@ PF_Err SourceMessage(PF_InData* in, PF_OutData*, ObjectMessage& m) {
         s.lattice.push_back({int32_t(i), 0, 0});
         s.normals.push_back({});
     }
+    for (uint32_t f = 0; f < b.faces; ++f) s.faces.push_back({0, 1, 2});
     s.vertexPending = b.vertices;
+    s.facePending = b.faces;
     ObjectRange r;
     r.group = b.group;
     r.vertexStart = s.vertexBase;
     r.vertexCount = b.vertices;
     r.faceStart = s.faceBase;
+    r.faceCount = b.faces;
     s.ranges.push_back(r);
-    m.setPayloadInt(0);
-    m.setPayloadGroup(b.group);
-    return 0;
+    m.setPayloadGroup(b.group);  // the first two bytes only; the rest of the preset stays
+    return b.result;
 }
 
 PF_Err EffectorMessage(PF_InData* in, PF_OutData*, ObjectMessage& m) {
+    TestBehaviour& b = Behaviour(in);
     if (m.command == kObjGetTarget) {
-        m.flags |= kMsgTargetsVertices;
+        m.flags |= b.target;
         return 0;
     }
     if (m.command != kObjContribute) return 0;
-    ++Behaviour(in).contributions;
-    for (float& s : m.geometry->scales) s *= 2;
-    return 0;
+    ++b.contributions;
+    gCallOrder.push_back(in->effect_ref);
+    GeometryStore& s = *m.geometry;
+    if (b.target & kMsgTargetsFaces) {
+        b.centroidsSeen = s.faceCentroids;
+        b.rotationsSeen = s.faceRotations;
+        return b.result;
+    }
+    for (float& v : s.scales) v *= 2;
+    for (Vec3f& p : s.positions) p.x += b.shiftX;
+    return b.result;
 }
 
 PF_Err RendererMessage(PF_InData* in, PF_OutData*, ObjectMessage& m) {
@@ -146,7 +170,11 @@ struct GatherFixture : ::testing::Test {
     }
     EffectInstance& source(Layer& l, int16_t group, uint32_t n, float tag) {
         EffectInstance& e = host.applyEffectInstance(l, "KDL TAVRSRC Test");
-        gBehaviour[e.uid] = TestBehaviour{group, n, tag, {}, {}, 0, 0, {}};
+        TestBehaviour b;
+        b.group = group;
+        b.vertices = n;
+        b.tag = tag;
+        gBehaviour[e.uid] = b;
         return e;
     }
     PF_Err gather(Layer& l, ObjectMessage& m) {
@@ -280,8 +308,12 @@ TEST_F(GatherFixture, HashWalkFollowsDependenciesWithAVisitedList) {
     gBehaviour[st.uid].hashDeps = {a.uid, a.uid, 0};
     gBehaviour[sa.uid].hashDeps = {top.uid};
     static std::vector<uint64_t> mixed;
+    static std::vector<PF_ProgPtr> refs;
     mixed.clear();
-    auto mix = [](PF_ProgPtr, uint32_t size, const void* data) -> PF_Err {
+    refs.clear();
+    auto mix = [](PF_ProgPtr ref, uint32_t size, const void* data) -> PF_Err {
+        refs.push_back(ref);
+        EXPECT_EQ(size, 8u);
         uint64_t v = 0;
         std::memcpy(&v, data, std::min<uint32_t>(size, 8));
         mixed.push_back(v);
@@ -290,6 +322,7 @@ TEST_F(GatherFixture, HashWalkFollowsDependenciesWithAVisitedList) {
     ASSERT_EQ(MixStackHash(host, top.uid, A_Time{0, 30000}, 7, mix, {top.id}), 0);
     // top, then a along each of the two paths; a's way back to top is cut by the visited list.
     EXPECT_EQ(mixed, (std::vector<uint64_t>{2000, 1000, 1000}));
+    EXPECT_EQ(refs, (std::vector<PF_ProgPtr>{7, 7, 7}));
 }
 
 TEST_F(GatherFixture, SetGroupByIdFindsTheInstance) {
@@ -297,9 +330,11 @@ TEST_F(GatherFixture, SetGroupByIdFindsTheInstance) {
     host.applyEffectInstance(l, "KDL TAVRSRC Test");
     std::vector<std::string> ids;
     ASSERT_EQ(QueryInstanceIds(host, l.uid, A_Time{0, 1}, {0}, ids), 0);
-    // The test source ignores SetGroup; an unknown id sends nothing and succeeds.
-    EXPECT_EQ(SetGroupById(host, l.uid, A_Time{0, 1}, ids[0], 4), 0);
+    // An unknown id sends nothing and succeeds.
     EXPECT_EQ(SetGroupById(host, l.uid, A_Time{0, 1}, "nope", 4), 0);
+    EXPECT_TRUE(gBehaviour[l.effects[0]->uid].groupsSet.empty());
+    EXPECT_EQ(SetGroupById(host, l.uid, A_Time{0, 1}, ids[0], 4), 0);
+    EXPECT_EQ(gBehaviour[l.effects[0]->uid].groupsSet, (std::vector<int16_t>{4}));
 }
 
 TEST_F(GatherFixture, FreshMainEffectGetsAPointsRendererAtIdle) {
@@ -326,6 +361,129 @@ TEST_F(GatherFixture, MissingIdleSuiteSaysSoAndAddsNothing) {
     const auto reports = host.takeReports();
     ASSERT_FALSE(reports.empty());
     EXPECT_EQ(reports.back(), "No Tavr Idle Suite Found! Cannot Add to Stack.");
+}
+
+TEST_F(GatherFixture, VertexEffectorsRunBeforeTheFaceArraysAndFaceEffectorsAfter) {
+    Layer& l = layer("faces");
+    EffectInstance& src = source(l, 1, 3, 0);
+    gBehaviour[src.uid].faces = 2;
+    EffectInstance& faceEff = host.applyEffectInstance(l, "KDL TAVREFF Test");
+    gBehaviour[faceEff.uid].target = kMsgTargetsFaces;
+    EffectInstance& vertexEff = host.applyEffectInstance(l, "KDL TAVREFF Test");
+    gBehaviour[vertexEff.uid].shiftX = 3;
+    ObjectMessage m;
+    ASSERT_EQ(gather(l, m), 0);
+    // Stack order puts the face effector first, but the vertex list runs before the face list.
+    ASSERT_EQ(gCallOrder, (std::vector<uint64_t>{src.uid, vertexEff.uid, faceEff.uid}));
+    // The test source puts vertex i at (0, i, 0); the vertex effector moved x to 3 first.
+    const TestBehaviour& seen = gBehaviour[faceEff.uid];
+    ASSERT_EQ(seen.centroidsSeen.size(), 2u);
+    EXPECT_EQ(seen.centroidsSeen[0].x, (3.0f + 3.0f + 3.0f) * 0.33333334f);
+    EXPECT_EQ(seen.centroidsSeen[0].y, (1.0f + 0.0f + 2.0f) * 0.33333334f);
+    EXPECT_EQ(seen.rotationsSeen, (std::vector<Vec3f>{{}, {}}));
+    EXPECT_EQ(m.geometry->faceColorsA.size(), 2u);
+    EXPECT_EQ(m.geometry->faceGroups.at(1), (GroupRange{0, 2}));
+    EXPECT_EQ(m.geometry->scales, (std::vector<float>{2, 2, 2}));  // only the vertex effector
+    DisposeObjectMessage(m);
+}
+
+TEST_F(GatherFixture, SourceErrorStopsEffectorsAndJitter) {
+    Layer& l = layer("fail");
+    EffectInstance& src = source(l, 1, 3, 0);
+    gBehaviour[src.uid].result = 77;
+    EffectInstance& eff = host.applyEffectInstance(l, "KDL TAVREFF Test");
+    EffectInstance& ren = host.applyEffectInstance(l, "KDL TAVRREN Test");
+    ObjectMessage m;
+    EXPECT_EQ(gather(l, m), 77);
+    EXPECT_EQ(gBehaviour[eff.uid].contributions, 0);
+    EXPECT_EQ(m.geometry->scales.size(), 3u);  // scales are filled all the same
+    EXPECT_TRUE(m.geometry->jitter.empty());
+    EXPECT_EQ(gBehaviour[ren.uid].contributions, 1);  // renderers still run
+    DisposeObjectMessage(m);
+}
+
+TEST_F(GatherFixture, EffectorErrorStopsFaceEffectorsButNotJitter) {
+    Layer& l = layer("efffail");
+    EffectInstance& src = source(l, 1, 3, 0);
+    gBehaviour[src.uid].faces = 1;
+    EffectInstance& vertexEff = host.applyEffectInstance(l, "KDL TAVREFF Test");
+    gBehaviour[vertexEff.uid].result = 55;
+    EffectInstance& faceEff = host.applyEffectInstance(l, "KDL TAVREFF Test");
+    gBehaviour[faceEff.uid].target = kMsgTargetsFaces;
+    ObjectMessage m;
+    EXPECT_EQ(gather(l, m), 55);
+    EXPECT_EQ(gBehaviour[faceEff.uid].contributions, 0);
+    EXPECT_TRUE(m.geometry->faceCentroids.empty());   // no face arrays after an error
+    EXPECT_EQ(m.geometry->faceRotations.size(), 1u);  // but rotations are reset
+    EXPECT_EQ(m.geometry->jitter.size(), 3u);
+    DisposeObjectMessage(m);
+}
+
+TEST_F(GatherFixture, EffectorAnsweringNoTargetRunsInNeitherList) {
+    Layer& l = layer("notarget");
+    source(l, 1, 2, 0);
+    EffectInstance& eff = host.applyEffectInstance(l, "KDL TAVREFF Test");
+    gBehaviour[eff.uid].target = 0;
+    ObjectMessage m;
+    ASSERT_EQ(gather(l, m), 0);
+    EXPECT_EQ(gBehaviour[eff.uid].contributions, 0);
+    DisposeObjectMessage(m);
+}
+
+TEST_F(GatherFixture, UnsetGroupEntryIsStartedByALaterSourceOfThatGroup) {
+    Layer& l = layer("unset");
+    EffectInstance& first = source(l, 2, 4, 1);
+    gBehaviour[first.uid].lookupGroup = 5;  // leaves {unset, 0} for group 5
+    source(l, 5, 3, 2);
+    ObjectMessage m;
+    ASSERT_EQ(gather(l, m), 0);
+    EXPECT_EQ(m.geometry->vertexGroups.at(2), (GroupRange{0, 4}));
+    EXPECT_EQ(m.geometry->vertexGroups.at(5), (GroupRange{4, 3}));
+    DisposeObjectMessage(m);
+}
+
+TEST_F(GatherFixture, SwitchedOffSourceKeepsTheGroupRangesOfTheOthers) {
+    Layer& l = layer("offsrc");
+    EffectInstance& off = source(l, 1, 3, 1);
+    off.active = false;
+    source(l, 1, 2, 2);
+    ObjectMessage m;
+    ASSERT_EQ(gather(l, m), 0);
+    EXPECT_EQ(m.geometry->vertexGroups.at(1), (GroupRange{0, 2}));
+    EXPECT_EQ(m.geometry->ranges.size(), 1u);
+    DisposeObjectMessage(m);
+}
+
+TEST_F(GatherFixture, RenderersOfAGatheredLayerDoNotRun) {
+    Layer& a = layer("a");
+    source(a, 1, 2, 1);
+    EffectInstance& renA = host.applyEffectInstance(a, "KDL TAVRREN Test");
+    Layer& top = layer("top");
+    EffectInstance& asker = source(top, 1, 1, 3);
+    gBehaviour[asker.uid].requests = {a.id};
+    EffectInstance& renTop = host.applyEffectInstance(top, "KDL TAVRREN Test");
+    ObjectMessage m;
+    ASSERT_EQ(gather(top, m), 0);
+    EXPECT_EQ(gBehaviour[asker.uid].gatheredSizes, (std::vector<uint32_t>{2}));
+    EXPECT_EQ(gBehaviour[renA.uid].contributions, 0);
+    EXPECT_EQ(gBehaviour[renTop.uid].contributions, 1);
+    EXPECT_EQ(m.renders->items.size(), 1u);
+    DisposeObjectMessage(m);
+}
+
+TEST_F(GatherFixture, SetGroupGoesToTheInstanceWithThatId) {
+    Layer& l = layer("ids");
+    EffectInstance& a = source(l, 1, 1, 1);
+    EffectInstance& b = source(l, 1, 1, 2);
+    b.active = false;  // switched off, still found by its id
+    std::vector<std::string> ids;
+    ASSERT_EQ(QueryInstanceIds(host, l.uid, A_Time{0, 1}, {0, 1}, ids), 0);
+    ASSERT_EQ(SetGroupById(host, l.uid, A_Time{0, 1}, ids[1], 4), 0);
+    EXPECT_TRUE(gBehaviour[a.uid].groupsSet.empty());
+    EXPECT_EQ(gBehaviour[b.uid].groupsSet, (std::vector<int16_t>{4}));
+    // A prefix of an id is not the id.
+    ASSERT_EQ(SetGroupById(host, l.uid, A_Time{0, 1}, ids[0].substr(0, 35), 6), 0);
+    EXPECT_TRUE(gBehaviour[a.uid].groupsSet.empty());
 }
 
 }  // namespace

@@ -1,5 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <string_view>
+#include <thread>
+#include <vector>
+
 #include "host/Noise.h"
 #include "host/ParamHash.h"
 #include "host/Random.h"
@@ -44,6 +49,66 @@ TEST(ParamHash, ZeroHashesAsPositiveZero) {
     EXPECT_EQ(ParamHasher(5).add(-0.0).value(), ParamHasher(5).add(0.0).value());
     EXPECT_EQ(ParamHasher(5).add(-0.0f).value(), ParamHasher(5).add(0.0f).value());
     EXPECT_NE(ParamHasher(5).add(1.0).value(), ParamHasher(5).add(0.0).value());
+}
+
+TEST(ParamHash, HandWorkedValues) {
+    // One byte: (offset ^ byte) * prime, modulo 2^64.
+    EXPECT_EQ(Fnv1a64("\x00", 1), 0xcbf29ce484222325ull * 0x100000001b3ull);
+    EXPECT_EQ(Fnv1a64("\x01", 1), 0xaf63bc4c8601b62cull);
+    // 1 ^ (0 + 0x9e3779b9 + (1 << 6) + (1 >> 2)) = 1 ^ 0x9e3779f9.
+    EXPECT_EQ(HashCombine(1, 0), 0x9e3779f8ull);
+    // All ones: the shifted seed wraps, the sum is 2^62 + 0x9e377979, inverted.
+    EXPECT_EQ(HashCombine(~0ull, 1), 0xbfffffff61c88686ull);
+}
+
+TEST(ParamHash, HasherCombinesEachValueInOrder) {
+    const int32_t one = 1;
+    EXPECT_EQ(Fnv1a64(&one, 4), 0xad2aca7747985764ull);
+    EXPECT_EQ(ParamHasher(21).add(int32_t(1)).value(), 0xad2aca77e5cfd677ull);
+    EXPECT_EQ(ParamHasher(21).add(-0.0).add(std::string_view("ab")).value(), 0xcc0bb6f45f2e0d0eull);
+    // Order matters.
+    EXPECT_NE(ParamHasher(21).add(int32_t(1)).add(int32_t(2)).value(),
+              ParamHasher(21).add(int32_t(2)).add(int32_t(1)).value());
+}
+
+// Needs a process in which nothing has drawn yet: the threadsafe style runs the statement in a
+// fresh run of this test binary.
+TEST(MersenneTwister, FirstUseWithoutSeedTakes5489) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            MTRand_int32 mt;
+            const bool standard = mt.next() == 3499211612u && mt.next() == 581869302u;
+            std::exit(standard ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+TEST(MersenneTwister, DoubleAndIntegerObjectsShareOneState) {
+    MTRand_int32 ints(5489);
+    MTRand doubles;
+    EXPECT_EQ(doubles(), 3499211612u * 2.3283064365386963e-10);
+    EXPECT_EQ(ints.next(), 581869302u);
+    EXPECT_EQ(doubles(), 3890346734u * 2.3283064365386963e-10);
+}
+
+TEST(MersenneTwister, SeedAndDrawsUnderTheLockAreNotInterleaved) {
+    auto reference = [](uint32_t seed) {
+        auto guard = MTRand_int32::lock();
+        MTRand_int32 mt(seed);
+        std::vector<uint32_t> v;
+        for (int i = 0; i < 2000; ++i) v.push_back(mt.next());
+        return v;
+    };
+    const std::vector<uint32_t> expectA = reference(1), expectB = reference(2);
+    std::vector<std::vector<uint32_t>> got(8);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 8; ++t)
+        threads.emplace_back([&, t] {
+            for (int round = 0; round < 20; ++round) got[size_t(t)] = reference(t % 2 ? 2 : 1);
+        });
+    for (std::thread& th : threads) th.join();
+    for (int t = 0; t < 8; ++t) EXPECT_EQ(got[size_t(t)], t % 2 ? expectB : expectA);
 }
 
 TEST(CompatibilityPerlin, TableComesFromTheTwisterSeededWithTheLowByte) {

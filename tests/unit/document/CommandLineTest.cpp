@@ -1,0 +1,106 @@
+// tavrin validate, info and save as a user runs them: exit codes, the error line, nothing
+// written on an error.
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+namespace tv {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct CliRun {
+    int code = -1;
+    std::string out;  // standard output and standard error together
+};
+
+CliRun Tavrin(const std::string& args) {
+    CliRun r;
+    FILE* pipe = popen((std::string(TAVRIN_BINARY) + " " + args + " 2>&1").c_str(), "r");
+    if (!pipe) return r;
+    std::array<char, 4096> buffer;
+    size_t n;
+    while ((n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0) r.out.append(buffer.data(), n);
+    const int status = pclose(pipe);
+    r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return r;
+}
+
+class CommandLine : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        dir_ = fs::temp_directory_path() /
+               ("tavrin-cli-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
+                "-" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        fs::remove_all(dir_);
+        fs::create_directories(dir_);
+    }
+    void TearDown() override { fs::remove_all(dir_); }
+    std::string Write(const std::string& name, const std::string& text) {
+        const fs::path p = dir_ / name;
+        std::ofstream(p) << text;
+        return p.string();
+    }
+    fs::path dir_;
+};
+
+const char* kGood = R"({"tavrin": 1, "comps": [{"name": "C", "width": 64, "height": 32,
+  "layers": [{"name": "Fx", "solid": {}, "effects": [{"effect": "Tavrin", "params": {
+    "Use Lights for Shading": true, "Light(s) Name Begins with": "Key"}}]}]}]})";
+
+TEST_F(CommandLine, ValidateSaysValidAndCounts) {
+    const std::string doc = Write("good.json", kGood);
+    const CliRun r = Tavrin("validate " + doc);
+    EXPECT_EQ(r.code, 0) << r.out;
+    EXPECT_EQ(r.out, doc + ": valid (1 comps, 1 layers, 1 effects)\n");
+}
+
+TEST_F(CommandLine, AnErrorIsOneLineWithFilePathAndMessageAndExitCodeTwo) {
+    const std::string doc =
+        Write("bad.json", R"({"tavrin": 1, "comps": [{"layers": [{"solid": {}, "effects": [
+            {"effect": "Tavrin", "params": {"Render Qualty": "2x"}}]}]}]})");
+    const CliRun r = Tavrin("validate " + doc);
+    EXPECT_EQ(r.code, 2);
+    EXPECT_EQ(r.out, doc +
+                         ": $.comps[0].layers[0].effects[0].params.Render Qualty: \"Tavrin\" has "
+                         "no parameter \"Render Qualty\"; did you mean \"Render Quality\"?\n");
+    EXPECT_EQ(Tavrin("info " + doc).code, 2);
+}
+
+TEST_F(CommandLine, SaveWritesNothingForABadDocument) {
+    const std::string doc = Write("bad.json", R"({"tavrin": 1, "comps": [{"fps": "30/1x"}]})");
+    const std::string out = (dir_ / "out.json").string();
+    const CliRun r = Tavrin("save " + doc + " -o " + out);
+    EXPECT_EQ(r.code, 2);
+    EXPECT_FALSE(fs::exists(out));
+    EXPECT_FALSE(fs::exists(out + ".saving"));
+}
+
+TEST_F(CommandLine, SaveThenValidateAndInfoShowTheSameValues) {
+    const std::string doc = Write("good.json", kGood);
+    const std::string out = (dir_ / "saved.json").string();
+    const CliRun saved = Tavrin("save " + doc + " -o " + out);
+    EXPECT_EQ(saved.code, 0) << saved.out;
+    EXPECT_EQ(Tavrin("validate " + out).code, 0);
+    const CliRun a = Tavrin("info " + doc), b = Tavrin("info " + out);
+    EXPECT_EQ(a.code, 0);
+    EXPECT_EQ(a.out, b.out);
+    // The text and, with lights on, the shading rows shown; "Re-Render" always hidden.
+    EXPECT_NE(a.out.find("Light(s) Name Begins with            \"Key\""), std::string::npos)
+        << a.out;
+    EXPECT_NE(a.out.find("Shading Mode                         2 \"Both Sides\"          "
+                         "(visible)"),
+              std::string::npos)
+        << a.out;
+    EXPECT_NE(a.out.find("Re-Render                            0                       (hidden)"),
+              std::string::npos)
+        << a.out;
+}
+
+}  // namespace
+}  // namespace tv
