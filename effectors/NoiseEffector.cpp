@@ -12,6 +12,7 @@
 #include "host/ParamHash.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
+#include "host/TextParam.h"
 #include "resources/EntryPoints.h"
 
 namespace tv {
@@ -106,21 +107,9 @@ struct NoiseRecord {
     std::string customText;  // "Light Name Begins with"
 };
 
-// The text parameter's data: a u32 byte length, then the UTF-8 bytes.
 std::string ReadNameText(PF_InData* in) {
-    const PF_Handle h = CheckoutParam(in, kNameText).u.arbData;
-    if (!h) return {};
     SuiteCache suites(in);
-    const uint64_t size = suites->handleSize(h);
-    const auto* bytes = static_cast<const uint8_t*>(suites->lockHandle(h));
-    std::string text;
-    if (bytes && size >= 4) {
-        uint32_t n;
-        std::memcpy(&n, bytes, 4);
-        text.assign(reinterpret_cast<const char*>(bytes + 4), std::min<uint64_t>(n, size - 4));
-    }
-    if (bytes) suites->unlockHandle(h);
-    return text;
+    return ReadTextParam(suites.host(), CheckoutParam(in, kNameText).u.arbData);
 }
 
 NoiseRecord Read(PF_InData* in) {

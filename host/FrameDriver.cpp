@@ -15,6 +15,7 @@
 #include "host/SampleTimes.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
+#include "host/TextParam.h"
 #include "host/Unpremultiply.h"
 
 namespace tv {
@@ -28,16 +29,31 @@ constexpr int32_t kDofSamples[8] = {32, 64, 128, 256, 512, 1024, 1536, 2048};
 // The parameters of one command, slot 26 (the depth map layer) left out.
 struct MainParamValues {
     PF_ParamDef p[kMainParamCount];
+    bool checkedOut[kMainParamCount] = {};
 };
 
+// Stops at the first failure; the slots after it stay as they were.
 PF_Err CheckoutAll(PF_InData* in, HostServices& host, MainParamValues& v) {
     for (int32_t i = 1; i < kMainParamCount; ++i) {
         if (i == kMainDepthMap) continue;
         if (host.checkoutParam(in->effect_ref, i, in->current_time, in->time_step, in->time_scale,
                                &v.p[i]))
             return PF_Err_OUT_OF_MEMORY;
+        v.checkedOut[i] = true;
     }
     return PF_Err_NONE;
+}
+
+// Checks in every slot that was checked out; the first error is kept and the rest still run.
+PF_Err CheckinAll(PF_InData* in, HostServices& host, MainParamValues& v) {
+    PF_Err err = PF_Err_NONE;
+    for (int32_t i = 1; i < kMainParamCount; ++i) {
+        if (!v.checkedOut[i]) continue;
+        const PF_Err e = host.checkinParam(in->effect_ref, &v.p[i]);
+        if (!err) err = e;
+        v.checkedOut[i] = false;
+    }
+    return err;
 }
 
 void AppendMessage(PF_OutData* out, const std::string& text) {
@@ -64,15 +80,17 @@ uint64_t FrameHash(PF_InData* in, HostServices& host, const MainParamValues& v) 
                                                      v.p[kMainFarVanish].u.floatValue, kLeftHanded);
     for (double d : camera.modelViewProjection.m) h.add(d);
     if (v.p[kMainUseLights].u.checkbox) {
+        // The name filter enters as one value, then the values of the lights it selects.
+        const std::string names = ReadTextParam(host, v.p[kMainLightNames].u.arbData);
+        h.add(std::string_view(names));
         std::vector<SceneLight> lights;
-        CollectLights(in, lights, "", 0.0);
+        CollectLights(in, lights, names, 0.0);
         for (const SceneLight& l : lights) {
             for (double d : l.position) h.add(d);
             for (float f : l.color) h.add(f);
             h.add(l.intensity).add(l.shadowDarkness).add(l.shadowDiffusion);
         }
     }
-    (void)host;
     return h.value();
 }
 
@@ -107,8 +125,9 @@ PF_Err DrawMessage(PF_InData* in, HostServices& host, ObjectMessage& message,
     const UsageMasks masks = BuildUsageMasks(items, store.positions.size());
     PF_Err err = PF_Err_NONE;
     for (RenderItem& item : items) {
-        if (!err) err = FeedPoints(points, item, store, masks);
-        if (!err) err = FeedLines(lines, item, store);
+        // Points and sprites go to the first engine; lines, beams and triangles to the second
+        // (the software path has no third engine of its own).
+        if (!err) err = FeedItem(points, lines, lines, item, store, masks);
         FreeRenderItem(item);
     }
     items.clear();
@@ -174,6 +193,7 @@ PF_Err MainPreRender(PF_InData* in_data, PF_OutData* /*out_data*/, PF_PreRenderE
         for (const A_Time& t : SampleTimesOf(in_data, host, v))
             MixStackHash(host, layer, t, in_data->effect_ref, extra->guid_mix_in, {});
     }
+    const PF_Err checkin = CheckinAll(in_data, host, v);
     if (checkout) return PF_Err_OUT_OF_MEMORY;
     auto unite = [&rect](PF_LRect& r) {
         if (r.left >= r.right || r.top >= r.bottom) {
@@ -187,7 +207,7 @@ PF_Err MainPreRender(PF_InData* in_data, PF_OutData* /*out_data*/, PF_PreRenderE
     };
     unite(extra->result_rect);
     unite(extra->max_result_rect);
-    return PF_Err_NONE;
+    return checkin;
 }
 
 PF_Err MainSmartRender(PF_InData* in_data, PF_OutData* out_data, PF_SmartRenderExtra* /*extra*/) {
@@ -200,8 +220,11 @@ PF_Err MainSmartRender(PF_InData* in_data, PF_OutData* out_data, PF_SmartRenderE
                              : output->format == PF_PixelFormat_ARGB128 ? 32
                                                                         : 16;
     MainParamValues v;
-    if (const PF_Err err = CheckoutAll(in_data, host, v)) return err;
-    if (bitDepth == 16) return PF_Err_NONE;  // no pixel path at 16 bits: left as it is
+    if (const PF_Err err = CheckoutAll(in_data, host, v)) {
+        CheckinAll(in_data, host, v);
+        return err;
+    }
+    if (bitDepth == 16) return CheckinAll(in_data, host, v);  // no pixel path: left as it is
 
     const auto start = std::chrono::steady_clock::now();
     std::memset(output->data, 0, size_t(output->rowbytes) * size_t(output->height));
@@ -216,7 +239,8 @@ PF_Err MainSmartRender(PF_InData* in_data, PF_OutData* out_data, PF_SmartRenderE
     host.diagnostic("Total Render Time: " + std::to_string(ms) + " ms");
     (void)kBaseSamples;
     (void)kDofSamples;
-    return err;
+    const PF_Err checkin = CheckinAll(in_data, host, v);
+    return err ? err : checkin;
 }
 
 }  // namespace tv
