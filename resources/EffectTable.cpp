@@ -17,7 +17,7 @@ const EffectInfo kEffects[] = {
      &SphericalFieldEntryPointFunc, 0x208010, 0x1401, EffectRole::Effector,
      "Spherical Field Effector, applies Spherical Field to the Position/Scale/Color of Particles "
      "in a Tavrin.",
-     false, &SphericalFieldParams},
+     true, &SphericalFieldParams},
     {4, "Tavrin Container", "KDL TAVREFF Container", "ContainerEffectorEntryPointFunc",
      &ContainerEffectorEntryPointFunc, 0x200004, 0x1401, EffectRole::Effector,
      "Container Effector, locks all the Particles of a Tavrin in a Container.", false,
