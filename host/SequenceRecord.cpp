@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/SuiteCache.h"
+#include "host/TextParam.h"
 
 namespace tv {
 
@@ -200,23 +201,7 @@ PF_Err MigrateLegacyText(PF_InData* in_data, int32_t paramIndex, const std::stri
     if (!record) return PF_Err_INTERNAL_STRUCT_DAMAGED;
     PF_Err err = PF_Err_NONE;
     if (record->version < 0x100601 && !(record->flags & kSeqFlagTextMigrated)) {
-        // The text parameter's data: a u32 byte length, then the UTF-8 bytes.
-        const auto length = static_cast<uint32_t>(text.size());
-        std::vector<uint8_t> bytes(4 + text.size());
-        std::memcpy(bytes.data(), &length, 4);
-        std::memcpy(bytes.data() + 4, text.data(), text.size());
-        const PF_Handle handle = host.newHandle(bytes.size());
-        void* target = handle ? host.lockHandle(handle) : nullptr;
-        if (!target) {
-            err = PF_Err_OUT_OF_MEMORY;
-        } else {
-            std::memcpy(target, bytes.data(), bytes.size());
-            host.unlockHandle(handle);
-            PF_ParamDef value;
-            value.param_type = PF_Param_ARBITRARY_DATA;
-            value.u.arbData = handle;
-            err = host.setParamValue(in_data->effect_ref, paramIndex, value);
-        }
+        err = WriteTextParam(host, in_data->effect_ref, paramIndex, text);
         record->flags |= kSeqFlagTextMigrated;
     }
     host.unlockHandle(in_data->sequence_data);

@@ -19,4 +19,19 @@ std::string ReadTextParam(HostServices& host, PF_Handle handle) {
     return text;
 }
 
+PF_Err WriteTextParam(HostServices& host, PF_ProgPtr effect, int32_t index,
+                      const std::string& text) {
+    const auto length = static_cast<uint32_t>(text.size());
+    const PF_Handle handle = host.newHandle(4 + text.size());
+    auto* target = handle ? static_cast<uint8_t*>(host.lockHandle(handle)) : nullptr;
+    if (!target) return PF_Err_OUT_OF_MEMORY;
+    std::memcpy(target, &length, 4);
+    std::memcpy(target + 4, text.data(), text.size());
+    host.unlockHandle(handle);
+    PF_ParamDef value;
+    value.param_type = PF_Param_ARBITRARY_DATA;
+    value.u.arbData = handle;
+    return host.setParamValue(effect, index, value);
+}
+
 }  // namespace tv

@@ -43,7 +43,7 @@ const EffectInfo kEffects[] = {
      &ColorMapEffectorParams},
     {10, "Tavrin Shade Effector", "KDL TAVREFF Shade Effector", "ShadeEntryPointFunc",
      &ShadeEntryPointFunc, 0x208010, 0x1401, EffectRole::Effector,
-     "Shade Effector, Applies Shading to Points.", false, &ShadeParams},
+     "Shade Effector, Applies Shading to Points.", true, &ShadeParams},
     {11, "Tavrin Toolkit", "KDL TAVRKIT", "TavrKitEntryPointFunc", &TavrKitEntryPointFunc, 0x208000,
      0x1400, EffectRole::Toolkit, "Utility to add New Objects and Effectors.", false,
      &TavrKitParams},
