@@ -138,6 +138,11 @@ class HostServices {
     virtual PF_Err setParamValue(PF_ProgPtr, int32_t, const PF_ParamDef&) { ThrowMissingService(); }
     // Shows or hides parameter `index` in the host's panel.
     virtual PF_Err setParamHidden(PF_ProgPtr, int32_t, bool) { ThrowMissingService(); }
+    // Rewrites the label shown beside parameter `index`'s control (a checkbox's text), and marks
+    // the parameter changed.
+    virtual PF_Err setParamLabel(PF_ProgPtr, int32_t, const std::string&) { ThrowMissingService(); }
+    // Renames parameter `index`'s stream as the panel shows it (the dynamic stream's name).
+    virtual PF_Err setParamName(PF_ProgPtr, int32_t, const std::string&) { ThrowMissingService(); }
 
     // ---- pixels of the smart-render protocol ------------------------------------------------
     // The input layer's pixels (index 0) or a layer parameter's, at the current time.

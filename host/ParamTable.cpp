@@ -1,6 +1,7 @@
 #include "host/ParamTable.h"
 
 #include "host/SuiteCache.h"
+#include "params/CurveParam.h"
 
 namespace tv {
 
@@ -58,6 +59,9 @@ PF_ParamDef DefaultParamValue(const ParamSpec& spec) {
         case PF_Param_FLOAT_SLIDER:
             def.u.floatValue = spec.def[0];
             break;
+        case PF_Param_ARBITRARY_DATA:
+            def.u.arbData = spec.arbDefault;
+            break;
         default:
             break;
     }
@@ -68,7 +72,11 @@ PF_Err SetupParams(PF_InData* in_data, PF_OutData* out_data, ParamTable table) {
     SuiteCache suites(in_data);
     for (const ParamSpec& spec : table) {
         if (spec.index == 0) continue;  // the input layer is the host's own
-        if (const PF_Err err = suites->addParam(in_data->effect_ref, spec)) return err;
+        // Curves get their default handle made and filled first.
+        const PF_Err err = spec.type == PF_Param_ARBITRARY_DATA && spec.fillCurve
+                               ? AddCurveParam(in_data, spec)
+                               : suites->addParam(in_data->effect_ref, spec);
+        if (err) return err;
     }
     out_data->num_params = table.empty() ? 1 : static_cast<int32_t>(table.size());
     return PF_Err_NONE;

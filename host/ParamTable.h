@@ -10,6 +10,8 @@
 
 namespace tv {
 
+struct DistanceCurve;
+
 inline constexpr uint32_t PF_ParamFlag_CANNOT_TIME_VARY = 0x2;
 inline constexpr uint32_t PF_ParamFlag_CANNOT_INTERP = 0x4;
 inline constexpr uint32_t PF_ParamFlag_SUPERVISE = 0x40;
@@ -38,6 +40,11 @@ struct ParamSpec {
     const char* text = "";
     int32_t arbId = 0;  // arbitrary data: its id
     uint32_t arbRefcon = 0;
+    // Curves: writes the default samples into the handle made at params setup.
+    void (*fillCurve)(DistanceCurve&) = nullptr;
+    // Arbitrary data: the default handle the effect made at params setup (0: none). The host
+    // keeps it and gives each new instance a copy.
+    PF_Handle arbDefault = 0;
     int16_t uiWidth = 0, uiHeight = 0;
     ParamUnit unit = ParamUnit::None;
 };
@@ -48,7 +55,8 @@ using ParamTable = std::span<const ParamSpec>;
 int32_t PopupEntryCount(const ParamSpec& spec);
 std::string_view PopupEntry(const ParamSpec& spec, int32_t oneBased);
 
-// The default value of a parameter in the host's representation.
+// The default value of a parameter in the host's representation. For arbitrary data, the default
+// handle itself: a host gives each instance its own copy.
 PF_ParamDef DefaultParamValue(const ParamSpec& spec);
 
 // Adds each row of the table through the host, in order; sets out_data->num_params.

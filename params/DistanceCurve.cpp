@@ -1,11 +1,13 @@
 #include "params/DistanceCurve.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace tv {
 
 float DistanceCurve::eval(float t) const {
-    const float x = std::clamp(t * 200.0f, 0.0f, 199.0f);
+    // A NaN t reads as 0: it must not reach the integer conversion.
+    const float x = std::isnan(t) ? 0.0f : std::clamp(t * 200.0f, 0.0f, 199.0f);
     const int i = static_cast<int>(x);
     const float f = x - float(i);
     return ((1 - f) * samples[size_t(i)] + f * samples[size_t(std::min(i + 1, 199))]) / 50.0f;

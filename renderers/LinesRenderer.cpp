@@ -1,8 +1,11 @@
 // "Tavrin Lines Renderer": joins each vertex to its nearest neighbours within a distance, with
 // opacity and thickness following two curves over distance; optionally from other frames.
+#include "renderers/LinesRenderer.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
@@ -10,6 +13,7 @@
 #include "host/RenderPayloads.h"
 #include "host/SuiteCache.h"
 #include "params/ArbHandler.h"
+#include "params/CurveParam.h"
 #include "renderers/NeighbourSearch.h"
 #include "resources/EntryPoints.h"
 
@@ -46,14 +50,13 @@ constexpr const char* kVertexCountMessage =
     "Vertex Count not constant over time. Cannot create Lines at given times.\nPlease switch "
     "back to Calculating Lines Every Frame.";
 constexpr const char* kFrameCountMessage = "Error - Invalid No. of Frames for Line Calculation.";
+constexpr const char* kMismatchMessage = "Error! Intersection Vector Mismatch!";
 
-constexpr ParamSpec CurveParam(int32_t index, int32_t disk, const char* name) {
-    ParamSpec s = Row(index, disk, PF_Param_ARBITRARY_DATA, name);
-    s.arbId = disk;
-    s.arbRefcon = 'rGvT';
-    s.uiWidth = 350;
-    s.uiHeight = 100;
-    return s;
+void FillOpacityDefault(DistanceCurve& c) {
+    c = DistanceCurve::DefaultOpacity();
+}
+void FillThicknessDefault(DistanceCurve& c) {
+    c = DistanceCurve::DefaultThickness();
 }
 
 constexpr ParamSpec kTable[] = {
@@ -64,9 +67,9 @@ constexpr ParamSpec kTable[] = {
     Color(4, 5, "Lines Color", 1, 1, 1),
     Row(5, 6, PF_Param_CHECKBOX, "Get Opacity From Vertices", 1, kParamFlagsSup),
     Fixed(6, 7, "Lines Opacity", 50, 0, 100, 0, 100, 1),
-    CurveParam(7, 15, "Opacity over Distance"),
+    CurveParam(7, 15, "Opacity over Distance", &FillOpacityDefault),
     Float(8, 9, "Line Thickness", 1, 0, 1000, 0, 100, 2),
-    CurveParam(9, 9, "Thickness over Distance"),
+    CurveParam(9, 9, "Thickness over Distance", &FillThicknessDefault),
     Row(10, 8, PF_Param_CHECKBOX, "Get Scale From Points", 1),
     Row(11, 10, PF_Param_CHECKBOX, "Lines Perpspective Aware", 1),
     Popup(12, 11, "Calc Lines Distance", "Every Frame|Only One Frame|Over Time Interval", 1,
@@ -85,12 +88,10 @@ struct LinesParams {
     float thickness = 1;
     float color[4] = {1, 1, 1, 1};
     bool getOpacity = true, getColors = true, getScale = true, perspective = true;
-    int32_t calcMode = 1;
+    int32_t calcMode = kLinesEveryFrame;
     int32_t frameNum = 0;
     float interval = 1;
-    int32_t t0 = 0, t1 = 0, frameTime = 0, duration = 0;
-    uint32_t scale = 1;
-    float factorA = 1, factorB = 0;
+    LinesFramePlan plan;
 };
 
 DistanceCurve ReadCurve(PF_InData* in, int32_t index, const DistanceCurve& fallback) {
@@ -137,37 +138,14 @@ LinesParams Read(PF_InData* in) {
     p.calcMode = CheckoutParam(in, kCalcMode).u.popup;
     p.frameNum = CheckoutParam(in, kFrameNum).u.slider;
     p.interval = float(CheckoutParam(in, kInterval).u.floatValue);
-    // The frame plan.
-    p.scale = in->time_scale;
-    const int64_t now = in->current_time, step = in->time_step;
-    const int64_t length = int64_t(double(in->time_scale) * p.interval);
-    const int64_t k = length > 0 ? now / length : 0;
-    const int64_t start = k * length, end = (k + 1) * length;
-    p.t0 = int32_t(std::max<int64_t>(start, 0));
-    p.t1 = int32_t(end);
-    p.frameTime = int32_t(std::max<int64_t>(step * p.frameNum, 0));
-    p.duration = int32_t(end - p.t0);
-    if (p.duration >= 1) {
-        p.factorA = float(double(now - p.t0) / p.duration);
-        p.factorB = float(double(end - now) / p.duration);
-    } else {
-        p.factorA = 1;
-        p.factorB = 0;
-    }
-    p.factorA = std::clamp(p.factorA, 0.0f, 1.0f);
-    p.factorB = std::clamp(p.factorB, 0.0f, 1.0f);
+    p.plan =
+        MakeLinesFramePlan(in->time_scale, in->current_time, in->time_step, p.frameNum, p.interval);
     return p;
 }
 
 // Layer-time frames whose geometry the lines come from.
 std::vector<int32_t> FrameList(const PF_InData* in, const LinesParams& p) {
-    if (p.calcMode == 2) return {p.frameTime};
-    if (p.calcMode == 3) {
-        std::vector<int32_t> times{p.t0};
-        if (p.t1 < in->total_time && p.t1 != p.t0) times.push_back(p.t1);
-        return times;
-    }
-    return {};
+    return LinesFrameList(p.calcMode, p.plan, in->total_time);
 }
 
 uint64_t Hash(const LinesParams& p) {
@@ -179,7 +157,12 @@ uint64_t Hash(const LinesParams& p) {
         .add(p.search.firstGroup)
         .add(p.search.secondGroup);
     for (bool b : {p.getOpacity, p.getColors, p.getScale, p.perspective}) h.add(int32_t(b));
-    h.add(p.calcMode).add(p.t0).add(p.t1).add(p.frameTime).add(p.duration).add(p.scale);
+    h.add(p.calcMode)
+        .add(p.plan.t0)
+        .add(p.plan.t1)
+        .add(p.plan.frameTime)
+        .add(p.plan.duration)
+        .add(p.plan.scale);
     for (float v : p.search.opacityCurve.samples) h.add(v);
     for (float v : p.search.thicknessCurve.samples) h.add(v);
     return h.value();
@@ -216,7 +199,7 @@ PF_Err Contribute(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
     };
     ConnectionSet set;
     if (!(m.flags & kMsgNeedsLayers)) {
-        if (p.calcMode != 1) {
+        if (p.calcMode != kLinesEveryFrame) {
             const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
             const AEGP_LayerH layer = host.effectLayer(self);
             host.disposeEffect(self);
@@ -252,7 +235,8 @@ PF_Err Contribute(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
             ConnectionSet a, b;
             ConnectionsOfGeometry(p.search, *stores[0], a, parallel);
             ConnectionsOfGeometry(p.search, *stores[1], b, parallel);
-            BlendConnections(a, b, p.factorA, p.factorB, set);
+            if (!BlendConnections(a, b, p.plan.factorA, p.plan.factorB, set))
+                std::snprintf(out->return_msg, sizeof out->return_msg, "%s", kMismatchMessage);
         }
     }
     RenderItem item;
@@ -275,7 +259,7 @@ PF_Err Message(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
         case kObjMixHash: {
             const LinesParams p = Read(in);
             MixHashInto(m, Hash(p));
-            if (p.calcMode != 1) {
+            if (p.calcMode != kLinesEveryFrame) {
                 SuiteCache suites(in);
                 const AEGP_EffectRefH self = suites->effectFromInstance(0, in->effect_ref);
                 const AEGP_LayerH layer = suites->effectLayer(self);
@@ -294,24 +278,33 @@ PF_Err Message(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
 
 PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
     SuiteCache suites(in);
+    int32_t frameNum = CheckoutParam(in, kFrameNum).u.slider;
     if (CheckoutParam(in, kFrameButton).u.checkbox) {
         // The checkbox works as a button that captures the current frame.
-        PF_ParamDef off = DefaultParamValue(kTable[kFrameButton]);
-        suites->setParamValue(in->effect_ref, kFrameButton, off);
+        const PF_ParamDef off = DefaultParamValue(kTable[kFrameButton]);
+        if (const PF_Err err = suites->setParamValue(in->effect_ref, kFrameButton, off)) return err;
+        frameNum = in->time_step ? in->current_time / in->time_step : 0;
         PF_ParamDef frame = DefaultParamValue(kTable[kFrameNum]);
-        frame.u.slider = in->time_step ? in->current_time / in->time_step : 0;
-        suites->setParamValue(in->effect_ref, kFrameNum, frame);
+        frame.u.slider = frameNum;
+        if (const PF_Err err = suites->setParamValue(in->effect_ref, kFrameNum, frame)) return err;
     }
     const int32_t calc = CheckoutParam(in, kCalcMode).u.popup;
+    if (calc == kLinesOneFrame) {
+        // The button names the frame the lines are held at.
+        char label[32];
+        std::snprintf(label, sizeof label, "Frame %i", frameNum);
+        if (const PF_Err err = suites->setParamLabel(in->effect_ref, kFrameButton, label))
+            return err;
+    }
     const int32_t between = CheckoutParam(in, kDrawBetween).u.popup;
     const std::pair<int32_t, bool> rules[] = {
         {kLinesOpacity, CheckoutParam(in, kOpacityFromVertices).u.checkbox != 0},
         {kLinesColor, CheckoutParam(in, kColorsFromVertices).u.checkbox != 0},
         {kFrameNum, true},
-        {kFrameButton, calc != 2},
+        {kFrameButton, calc != kLinesOneFrame},
         {kFirstGroup, between != kOneGroup && between != kTwoGroups},
         {kSecondGroup, between != kTwoGroups},
-        {kInterval, calc != 3},
+        {kInterval, calc != kLinesOverInterval},
     };
     for (const auto& [index, hidden] : rules)
         if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
@@ -337,6 +330,48 @@ SubEffectHandlers MakeHandlers() {
 const SubEffectHandlers kHandlers = MakeHandlers();
 
 }  // namespace
+
+LinesFramePlan MakeLinesFramePlan(uint32_t scale, int64_t now, int64_t step, int32_t frameNum,
+                                  float interval) {
+    // Times are stored as the host's 32-bit tick counts; an interval long enough to pass them
+    // is held at the largest.
+    auto ticks = [](int64_t t) {
+        return int32_t(std::clamp<int64_t>(t, std::numeric_limits<int32_t>::min(),
+                                           std::numeric_limits<int32_t>::max()));
+    };
+    LinesFramePlan p;
+    p.scale = scale;
+    p.length = int64_t(double(scale) * double(interval));
+    p.k = p.length > 0 ? now / p.length : 0;
+    const int64_t start = p.k * p.length, end = (p.k + 1) * p.length;
+    const int64_t t0 = std::max<int64_t>(start, 0);
+    const int64_t duration = end - t0;
+    p.t0 = ticks(t0);
+    p.t1 = ticks(end);
+    p.frameTime = ticks(std::max<int64_t>(step * frameNum, 0));
+    p.duration = ticks(duration);
+    if (duration >= 1) {
+        p.factorA = float(double(now - t0) / double(duration));
+        p.factorB = float(double(end - now) / double(duration));
+    } else {
+        p.factorA = 1;
+        p.factorB = 0;
+    }
+    p.factorA = std::clamp(p.factorA, 0.0f, 1.0f);
+    p.factorB = std::clamp(p.factorB, 0.0f, 1.0f);
+    return p;
+}
+
+std::vector<int32_t> LinesFrameList(int32_t calcMode, const LinesFramePlan& plan,
+                                    int32_t totalTime) {
+    if (calcMode == kLinesOneFrame) return {plan.frameTime};
+    if (calcMode == kLinesOverInterval) {
+        std::vector<int32_t> times{plan.t0};
+        if (plan.t1 < totalTime && plan.t1 != plan.t0) times.push_back(plan.t1);
+        return times;
+    }
+    return {};
+}
 
 ParamTable LinesRenderParams() {
     return kTable;

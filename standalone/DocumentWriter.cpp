@@ -161,6 +161,9 @@ Json Effect(const Writer& w, EffectInstance& instance, const Comp& comp) {
         if (spec.type == PF_Param_ARBITRARY_DATA &&
             ((spec.arbRefcon != kCurveRefcon && !IsTextParam(spec)) || state.value.u.arbData == 0))
             continue;  // curves and texts are written; other data stays at its default
+        if (spec.type == PF_Param_ARBITRARY_DATA && spec.arbDefault &&
+            w.host.handleBytes(state.value.u.arbData) == w.host.handleBytes(spec.arbDefault))
+            continue;  // a curve still at the default the effect made for it
         if (state.keys.empty()) {
             if (spec.type != PF_Param_ARBITRARY_DATA &&
                 SameValue(spec, state.value, DefaultParamValue(spec)))

@@ -255,6 +255,8 @@ EffectInstance& EmbeddedHost::applyEffectInstance(Layer& layer, AEGP_InstalledEf
     for (const ParamSpec& spec : effect->params) {
         ParamState state;
         state.value = DefaultParamValue(spec);
+        if (spec.type == PF_Param_ARBITRARY_DATA && state.value.u.arbData)
+            state.value.u.arbData = handleFromBytes(handleBytes(state.value.u.arbData));
         if (spec.type == PF_Param_POINT && spec.unit == ParamUnit::Percent) {
             // Point defaults are given in percent of the layer's size.
             state.value.u.point[0] = DoubleToFixed(layer.width * spec.def[0] / 100.0);
@@ -670,6 +672,49 @@ PF_Err EmbeddedHost::setParamHidden(PF_ProgPtr ref, int32_t index, bool hidden) 
     std::lock_guard lock(paramsMutex_);
     instance->params[size_t(index)].hidden = hidden;
     return PF_Err_NONE;
+}
+
+PF_Err EmbeddedHost::setParamLabel(PF_ProgPtr ref, int32_t index, const std::string& label) {
+    EffectInstance* instance = instanceByUid(ref);
+    if (!instance) return PF_Err_BAD_CALLBACK_PARAM;
+    if (index < 0 || size_t(index) >= instance->params.size()) return PF_Err_INVALID_INDEX;
+    std::lock_guard lock(paramsMutex_);
+    labels_[{ref, index}] = label;
+    instance->params[size_t(index)].changeFlags |= 1;  // PF_ChangeFlag_CHANGED_VALUE
+    return PF_Err_NONE;
+}
+
+std::string EmbeddedHost::paramLabel(uint64_t instanceUid, int32_t index) const {
+    {
+        std::lock_guard lock(paramsMutex_);
+        const auto it = labels_.find({instanceUid, index});
+        if (it != labels_.end()) return it->second;
+    }
+    const EffectInstance* instance = instanceByUid(instanceUid);
+    const InstalledEffect* effect = instance ? installedEffect(instance->key) : nullptr;
+    if (!effect || index < 0 || size_t(index) >= effect->params.size()) return {};
+    return effect->params[size_t(index)].text;
+}
+
+PF_Err EmbeddedHost::setParamName(PF_ProgPtr ref, int32_t index, const std::string& name) {
+    EffectInstance* instance = instanceByUid(ref);
+    if (!instance) return PF_Err_BAD_CALLBACK_PARAM;
+    if (index < 0 || size_t(index) >= instance->params.size()) return PF_Err_INVALID_INDEX;
+    std::lock_guard lock(paramsMutex_);
+    names_[{ref, index}] = name;
+    return PF_Err_NONE;
+}
+
+std::string EmbeddedHost::paramName(uint64_t instanceUid, int32_t index) const {
+    {
+        std::lock_guard lock(paramsMutex_);
+        const auto it = names_.find({instanceUid, index});
+        if (it != names_.end()) return it->second;
+    }
+    const EffectInstance* instance = instanceByUid(instanceUid);
+    const InstalledEffect* effect = instance ? installedEffect(instance->key) : nullptr;
+    if (!effect || index < 0 || size_t(index) >= effect->params.size()) return {};
+    return effect->params[size_t(index)].name;
 }
 
 // ---- HostServices: pixels

@@ -4,6 +4,7 @@
 
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -138,6 +139,13 @@ class EmbeddedHost : public HostServices {
     PF_Err checkinParam(PF_ProgPtr, PF_ParamDef*) override;
     PF_Err setParamValue(PF_ProgPtr, int32_t, const PF_ParamDef&) override;
     PF_Err setParamHidden(PF_ProgPtr, int32_t, bool) override;
+    PF_Err setParamLabel(PF_ProgPtr, int32_t, const std::string&) override;
+    // The label parameter `index` of an instance shows: as the effect last rewrote it, else the
+    // text it was added with.
+    std::string paramLabel(uint64_t instanceUid, int32_t index) const;
+    PF_Err setParamName(PF_ProgPtr, int32_t, const std::string&) override;
+    // The name parameter `index` of an instance shows: as the effect renamed it, else its own.
+    std::string paramName(uint64_t instanceUid, int32_t index) const;
 
     PF_Err checkoutLayerPixels(PF_ProgPtr, int32_t, PF_EffectWorld**) override;
     PF_Err checkinLayerPixels(PF_ProgPtr, int32_t) override;
@@ -191,6 +199,8 @@ class EmbeddedHost : public HostServices {
     AEGP_EffectRefH nextRef_ = 1;
 
     mutable std::mutex paramsMutex_;  // parameter writes during rendering
+    std::map<std::pair<uint64_t, int32_t>, std::string> labels_;  // (instance, index): label
+    std::map<std::pair<uint64_t, int32_t>, std::string> names_;   // (instance, index): name
     mutable std::mutex idleMutex_;
     std::vector<std::function<void()>> idleTasks_;
     std::unique_ptr<Idle> idle_;

@@ -1,6 +1,8 @@
 // The lines renderer through the embedded host: lines held from one frame and the vertex count.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "host/Gather.h"
 #include "host/RenderPayloads.h"
 #include "standalone/Document.h"
@@ -72,7 +74,8 @@ TEST(LinesRenderer, IntervalZeroUsesTheFirstFrame) {
 TEST(LinesRenderer, VertexCountChangingOverTimeIsReported) {
     std::string doc = Doc("Only One Frame");
     const std::string from = "\"X Points\": 6";
-    doc.replace(doc.find(from), from.size(), R"("X Points": {"keys": [{"t": 0, "v": 6}, {"t": 1, "v": 8}]})");
+    doc.replace(doc.find(from), from.size(),
+                R"("X Points": {"keys": [{"t": 0, "v": 6}, {"t": 1, "v": 8}]})");
     standalone::EmbeddedHost host;
     standalone::LoadDocumentText(doc, "doc.json", host);
     host.takeReports();
@@ -82,6 +85,80 @@ TEST(LinesRenderer, VertexCountChangingOverTimeIsReported) {
     EXPECT_EQ(reports.back(),
               "Vertex Count not constant over time. Cannot create Lines at given times.\nPlease "
               "switch back to Calculating Lines Every Frame.");
+}
+
+}  // namespace
+}  // namespace tv
+
+namespace tv {
+namespace {
+
+struct Lines {
+    std::vector<int32_t> pairs;
+    std::vector<float> opacity, thickness;
+    int items = 0;
+};
+
+Lines LinesAt(standalone::EmbeddedHost& host, int64_t frame) {
+    auto& comp = *host.project().comps[0];
+    ObjectMessage m;
+    InitObjectMessage(m);
+    EXPECT_EQ(Gather(host, comp.layers[0]->uid, comp.frameTime(frame), m), 0);
+    Lines out;
+    for (const RenderItem& item : m.renders->items)
+        if (item.kind == kRenderLines) {
+            ++out.items;
+            const auto& p = item.as<LinesPayload>();
+            for (uint32_t i = 0; i < p.pairCount; ++i) {
+                out.pairs.insert(out.pairs.end(), {p.pairs[i].a, p.pairs[i].b});
+                out.opacity.push_back(p.opacity[i]);
+                out.thickness.push_back(p.thickness[i]);
+            }
+        }
+    DisposeObjectMessage(m);
+    return out;
+}
+
+TEST(LinesRenderer, OverTimeIntervalAtTheEndOfTheCompTakesTheStartFrameUnblended) {
+    // 2 s at 10 fps, interval 1 s: frame 19 lies in [10, 20), and frame 20 is the comp's end.
+    standalone::EmbeddedHost every, interval;
+    standalone::LoadDocumentText(Doc("Every Frame"), "doc.json", every);
+    standalone::LoadDocumentText(Doc("Over Time Interval"), "doc.json", interval);
+    const Lines start = LinesAt(every, 10);
+    ASSERT_FALSE(start.pairs.empty());
+    const Lines end = LinesAt(interval, 19);
+    EXPECT_EQ(end.items, 1);
+    // The pairs and factors of frame 10 alone: a blend at 0.9 of the way would fade them.
+    EXPECT_EQ(end.pairs, start.pairs);
+    EXPECT_EQ(end.opacity, start.opacity);
+    EXPECT_EQ(end.thickness, start.thickness);
+    // Within the first interval both ends are fetched and the factors are blended.
+    const Lines mid = LinesAt(interval, 5);
+    const Lines zero = LinesAt(every, 0);
+    EXPECT_NE(mid.opacity, zero.opacity);
+}
+
+TEST(LinesRenderer, EveryFrameNeverReportsAChangingVertexCount) {
+    std::string doc = Doc("Every Frame");
+    const std::string from = "\"X Points\": 6";
+    doc.replace(doc.find(from), from.size(),
+                R"("X Points": {"keys": [{"t": 0, "v": 6}, {"t": 1, "v": 8}]})");
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(doc, "doc.json", host);
+    host.takeReports();
+    for (int64_t frame : {0, 5, 9, 10, 15, 19}) {
+        const Lines l = LinesAt(host, frame);
+        ASSERT_FALSE(l.pairs.empty()) << frame;
+        EXPECT_EQ(l.items, 1) << frame;
+        // 6 x 6 x 2 vertices at frame 0, 8 x 6 x 2 from 1 s on.
+        const int32_t highest = *std::max_element(l.pairs.begin(), l.pairs.end());
+        if (frame == 0) {
+            EXPECT_LT(highest, 72);
+        } else if (frame >= 10) {
+            EXPECT_GE(highest, 72) << frame;
+        }
+    }
+    EXPECT_TRUE(host.takeReports().empty());
 }
 
 }  // namespace

@@ -381,3 +381,71 @@ TEST(DistanceCurve, EvalAndDefaults) {
 
 }  // namespace
 }  // namespace tv
+
+namespace tv {
+namespace {
+
+// Nothing filters NaN coordinates out. Every distance to or from such a vertex is NaN, which
+// never compares below the result set's worst distance, so the vertex gets no lines and no factor
+// is NaN. In a single leaf of the tree (up to 32 searched vertices) the others are then searched
+// exactly as if the vertex were absent.
+TEST(NeighbourSearch, NaNVerticesPassThroughAndGetNoLines) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    for (unsigned seed : {1u, 2u, 3u, 4u}) {
+        std::vector<Vec3f> cloud = RandomCloud(30, seed);
+        cloud[0] = {nan, nan, nan};
+        cloud[7].y = nan;
+        cloud[29].z = nan;
+        SearchSettings s;
+        s.maxVertices = 6;
+        s.maxDistance = 40;
+        ConnectionSet set;
+        SearchNeighbours(s, cloud, cloud, 0, 30, 0, 30, set);
+        ASSERT_FALSE(set.pairs.empty());
+        for (size_t i = 0; i < set.size(); ++i) {
+            for (int32_t v : {set.pairs[2 * i], set.pairs[2 * i + 1]})
+                EXPECT_TRUE(v != 0 && v != 7 && v != 29) << v;
+            EXPECT_TRUE(std::isfinite(set.opacityFactors[i]));
+            EXPECT_TRUE(std::isfinite(set.thicknessFactors[i]));
+        }
+        // The rule over the 27 finite vertices, mapped back to their indices.
+        std::vector<Vec3f> finite;
+        std::vector<int> index;
+        for (int i = 0; i < 30; ++i)
+            if (i != 0 && i != 7 && i != 29) {
+                finite.push_back(cloud[size_t(i)]);
+                index.push_back(i);
+            }
+        std::set<std::pair<int, int>> expected;
+        for (const auto& [a, b] : BruteForce(finite, 6, 40))
+            expected.insert({index[size_t(a)], index[size_t(b)]});
+        EXPECT_EQ(Pairs(set), expected) << seed;
+    }
+}
+
+// Over more vertices than one leaf, NaN coordinates still give no lines of their own and no NaN
+// factor, and the store keeps them: the search neither drops nor repairs them.
+TEST(NeighbourSearch, NaNVerticesInALargeStoreAreKeptAndGetNoLines) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    GeometryStore store;
+    store.positions = RandomCloud(500, 9);
+    store.jitter.assign(500, Vec3f{0.01f, 0.02f, 0.03f});
+    const std::vector<size_t> bad = {0, 123, 321, 499};
+    for (size_t i : bad) store.positions[i].x = nan;
+    SearchSettings s;
+    s.maxVertices = 8;
+    s.maxDistance = 20;
+    ConnectionSet set;
+    ConnectionsOfGeometry(s, store, set);
+    ASSERT_FALSE(set.pairs.empty());
+    for (size_t i = 0; i < set.size(); ++i) {
+        for (int32_t v : {set.pairs[2 * i], set.pairs[2 * i + 1]})
+            EXPECT_EQ(std::count(bad.begin(), bad.end(), size_t(v)), 0) << v;
+        EXPECT_TRUE(std::isfinite(set.opacityFactors[i]));
+    }
+    ASSERT_EQ(store.positions.size(), 500u);
+    for (size_t i : bad) EXPECT_TRUE(std::isnan(store.positions[i].x)) << i;
+}
+
+}  // namespace
+}  // namespace tv

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "params/DistanceCurve.h"
 
 namespace tv {
@@ -21,6 +23,12 @@ TEST(DistanceCurve, InterpolatesBetweenSamplesAndClampsToTheLastOne) {
     EXPECT_FLOAT_EQ(c.eval(0.999f), 199.0f / 50.0f);   // x = 199.8 is clamped to 199
     EXPECT_FLOAT_EQ(c.eval(1.0f), 199.0f / 50.0f);
     EXPECT_FLOAT_EQ(c.eval(3.0f), 199.0f / 50.0f);
+}
+
+TEST(DistanceCurve, NaNReadsTheFirstSample) {
+    DistanceCurve c = Ramp();
+    c.samples[0] = 30.0f;
+    EXPECT_FLOAT_EQ(c.eval(std::numeric_limits<float>::quiet_NaN()), 30.0f / 50.0f);
 }
 
 TEST(DistanceCurve, HeightFiftyIsFactorOne) {
