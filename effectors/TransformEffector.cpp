@@ -1,22 +1,230 @@
-// "Tavrin Transform": Transform Effector, translates and rotates the Tavrin.
-// Its own logic is not built yet: it answers the host's commands, keeps its sequence record and
-// adds nothing to a frame.
+// "Tavrin Transform": moves, rotates and scales the vertices of a group about a centre.
+#include "effectors/TransformEffector.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "effectors/EffectorFrame.h"
 #include "host/EffectTemplate.h"
+#include "host/Matrix.h"
+#include "host/ParamBuilders.h"
+#include "host/ParamHash.h"
+#include "host/SequenceRecord.h"
+#include "host/SuiteCache.h"
 #include "resources/EntryPoints.h"
 
 namespace tv {
 
 namespace {
+
+using namespace params;
+
+enum : int32_t {
+    kCenterXY = 1,
+    kCenterZ = 2,
+    kRotateX = 3,
+    kRotateY = 4,
+    kRotateZ = 5,
+    kTranslateX = 6,
+    kTranslateY = 7,
+    kTranslateZ = 8,
+    kUniform = 9,
+    kScaleX = 10,
+    kScaleY = 11,
+    kScaleZ = 12,
+    kGroup = 13,
+};
+
+constexpr ParamSpec kTable[] = {
+    Row(0, 0, PF_Param_LAYER, "input"),
+    PointPercent(1, 8, "Center XY", 50, 50),
+    Float(2, 9, "Center Z", 0, -1000000, 1000000, -100, 100, 1),
+    Angle(3, 1, "X Rotate"),
+    Angle(4, 2, "Y Rotate"),
+    Angle(5, 3, "Z Rotate"),
+    Float(6, 4, "X Translate", 0, -1000000, 1000000, -100, 100, 1),
+    Float(7, 5, "Y Translate", 0, -1000000, 1000000, -100, 100, 1),
+    Float(8, 6, "Z Translate", 0, -1000000, 1000000, -100, 100, 1),
+    Row(9, 10, PF_Param_CHECKBOX, "Uniform Scale", 1, kParamFlagsSup),
+    Float(10, 11, "X Scale", 100, -1000000, 1000000, -100, 100, 1),
+    Float(11, 12, "Y Scale", 100, -100000, 100000, -100, 100, 1),
+    Float(12, 13, "Z Scale", 100, -100000, 100000, -100, 100, 1),
+    Popup(13, 7, "Effect Only Group", kGroupChoicesAll, 12, kParamFlagsSup),
+};
+
+struct TransformRecord {
+    double center[3] = {0, 0, 0};
+    double rotation[3] = {0, 0, 0};  // degrees
+    double translate[3] = {0, 0, 0};
+    double scale[3] = {1, 1, 1};
+    bool uniform = true;
+    int32_t group = 12;
+};
+
+TransformRecord Read(PF_InData* in) {
+    TransformRecord r;
+    // The centre stands at the same place at any resolution.
+    const PF_ParamDef xy = CheckoutParam(in, kCenterXY);
+    r.center[0] = xy.u.point[0] / 65536.0 * in->downsample_x.den / in->downsample_x.num;
+    r.center[1] = xy.u.point[1] / 65536.0 * in->downsample_y.den / in->downsample_y.num;
+    r.center[2] = CheckoutParam(in, kCenterZ).u.floatValue;
+    for (int i = 0; i < 3; ++i) {
+        r.rotation[i] = CheckoutParam(in, kRotateX + i).u.fixed / 65536.0;
+        r.translate[i] = CheckoutParam(in, kTranslateX + i).u.floatValue;
+    }
+    r.uniform = CheckoutParam(in, kUniform).u.checkbox != 0;
+    r.scale[0] = CheckoutParam(in, kScaleX).u.floatValue / 100.0;
+    r.scale[1] = r.uniform ? r.scale[0] : CheckoutParam(in, kScaleY).u.floatValue / 100.0;
+    r.scale[2] = r.uniform ? r.scale[0] : CheckoutParam(in, kScaleZ).u.floatValue / 100.0;
+    r.group = CheckoutParam(in, kGroup).u.popup;
+    return r;
+}
+
+// Rotation about a principal axis in the row-vector form (the transpose of the column form).
+Mat4 AxisRotation(int axis, double degrees) {
+    const double a = degrees * 0.017453292519943295;
+    const double c = std::cos(a), s = std::sin(a);
+    Mat4 m;
+    const int u = (axis + 1) % 3, v = (axis + 2) % 3;
+    m.at(u, u) = c;
+    m.at(u, v) = s;
+    m.at(v, u) = -s;
+    m.at(v, v) = c;
+    return m;
+}
+
+}  // namespace
+
+// p' = T(translate) T(center) S Rx Ry Rz T(-center) p with column vectors; written here as the
+// same chain for row vectors: p * T(-center) * Rz * Ry * Rx * S * T(center) * T(translate).
+Mat4 TransformEffectorMatrix(const double center[3], const double rotation[3],
+                             const double translate[3], const double scale[3]) {
+    Mat4 toOrigin, back, move, s;
+    for (int i = 0; i < 3; ++i) {
+        toOrigin.m[12 + i] = -center[i];
+        back.m[12 + i] = center[i];
+        move.m[12 + i] = translate[i];
+        s.at(i, i) = scale[i];
+    }
+    Mat4 m = Multiply(toOrigin, AxisRotation(2, rotation[2]));
+    m = Multiply(m, AxisRotation(1, rotation[1]));
+    m = Multiply(m, AxisRotation(0, rotation[0]));
+    m = Multiply(m, s);
+    m = Multiply(m, back);
+    return Multiply(m, move);
+}
+
+namespace {
+
+PF_Err Contribute(PF_InData* in, ObjectMessage& msg) {
+    const TransformRecord r = Read(in);
+    GeometryStore& s = *msg.geometry;
+    const IndexRange range = EffectorRange(s, r.group, kTargetVertices);
+    // The matrix does not depend on the vertex: built once.
+    const Mat4 m = TransformEffectorMatrix(r.center, r.rotation, r.translate, r.scale);
+    Mat4 linear = m;
+    linear.m[12] = linear.m[13] = linear.m[14] = 0;
+    const uint32_t end =
+        std::min<uint32_t>(range.start + range.count, uint32_t(s.positions.size()));
+    const bool withNormals = s.normals.size() >= end;
+    constexpr uint32_t kBlock = 4096;
+    const uint32_t first = range.start;
+    const int32_t blocks = end > first ? int32_t((end - first + kBlock - 1) / kBlock) : 0;
+    return SuiteCache(in)->iterate(blocks, [&](int32_t b) {
+        const uint32_t lo = first + uint32_t(b) * kBlock;
+        const uint32_t hi = std::min(end, lo + kBlock);
+        for (uint32_t i = lo; i < hi; ++i) {
+            Vec3f& p = s.positions[i];
+            const double at[3] = {p.x, p.y, p.z};
+            double out[4];
+            TransformPoint(m, at, out);
+            p = {float(out[0] / out[3]), float(out[1] / out[3]), float(out[2] / out[3])};
+            if (!withNormals) continue;
+            // Normals take the same linear part (not the inverse transpose): a non-uniform
+            // scale skews them.
+            Vec3f& n = s.normals[i];
+            const double dir[3] = {n.x, n.y, n.z};
+            TransformPoint(linear, dir, out);
+            double x = out[0] / out[3], y = out[1] / out[3], z = out[2] / out[3];
+            const double len2 = x * x + y * y + z * z;
+            if (len2 > 0) {
+                const double len = std::sqrt(len2);
+                x /= len;
+                y /= len;
+                z /= len;
+            }
+            n = {float(x), float(y), float(z)};
+        }
+        return PF_Err_NONE;
+    });
+}
+
+uint64_t Hash(const TransformRecord& r) {
+    ParamHasher h(99);
+    for (int i = 0; i < 3; ++i) h.add(r.center[i]).add(r.rotation[i]).add(r.translate[i]);
+    for (double v : r.scale) h.add(v);
+    h.add(int32_t(r.uniform)).add(r.group);
+    return h.value();
+}
+
+PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
+    switch (m.command) {
+        case kObjGetGroup:
+            m.setPayloadGroup(int16_t(CheckoutParam(in, kGroup).u.popup));
+            return PF_Err_NONE;
+        case kObjGetTarget:
+            m.flags |= kMsgTargetsVertices;
+            return PF_Err_NONE;
+        case kObjSetGroup:
+            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
+        case kObjMixHash:
+            MixHashInto(m, Hash(Read(in)));
+            return PF_Err_NONE;
+        default:
+            return Contribute(in, m);
+    }
+}
+
+// With a uniform scale the first scale reads "Scale" and the other two are hidden.
+PF_Err UpdateScaleTitle(PF_InData* in) {
+    const bool uniform = CheckoutParam(in, kUniform).u.checkbox != 0;
+    SuiteCache suites(in);
+    if (const PF_Err err =
+            suites->setParamName(in->effect_ref, kScaleX, uniform ? "Scale" : "X Scale"))
+        return err;
+    if (const PF_Err err = ShowParameter(in, kScaleY, uniform)) return err;
+    return ShowParameter(in, kScaleZ, uniform);
+}
+
+PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+    return UpdateScaleTitle(in);
+}
+
+// Once per instance after it is opened, marked in its sequence record.
+PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
+    SuiteCache suites(in);
+    auto* record = static_cast<SequenceRecord*>(suites->lockHandle(in->sequence_data));
+    if (!record) return PF_Err_NONE;
+    const bool current = record->flags & kSeqFlagVisibilityCurrent;
+    record->flags |= kSeqFlagVisibilityCurrent;
+    suites->unlockHandle(in->sequence_data);
+    return current ? PF_Err_NONE : UpdateScaleTitle(in);
+}
+
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
+    h.message = &Message;
+    h.userChangedParam = &UserChanged;
+    h.updateParamsUI = &UpdateUI;
     h.queryDynamicFlags = false;
     return h;
 }
 const SubEffectHandlers kHandlers = MakeHandlers();
+
 }  // namespace
 
 ParamTable TransformEffectorParams() {
-    return {};
+    return kTable;
 }
 
 PF_Err TransformEffectorEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,

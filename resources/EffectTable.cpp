@@ -25,7 +25,7 @@ const EffectInfo kEffects[] = {
     {5, "Tavrin Transform", "KDL TAVREFF Transform", "TransformEffectorEntryPointFunc",
      &TransformEffectorEntryPointFunc, 0x200000, 0x1400, EffectRole::Effector,
      "Transform Effector, translates and rotates the Tavrin.\n1.1 - Scale & Center of Transform",
-     false, &TransformEffectorParams},
+     true, &TransformEffectorParams},
     {6, "Tavrin Layers Object", "KDL TAVRSRC Lights", "LightSourceEntryPointFunc",
      &LightSourceEntryPointFunc, 0x208014, 0x1401, EffectRole::Source,
      "Layer Object Source, Create a Tavrin from the Point Lights/3D Nulls/3D Layers in the "
