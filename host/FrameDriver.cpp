@@ -173,6 +173,16 @@ PF_Err RunStack(PF_InData* in, PF_OutData* out, HostServices& host, const MainPa
 
 }  // namespace
 
+uint64_t MainFrameHash(PF_InData* in_data, bool& ok) {
+    SuiteCache suites(in_data);
+    HostServices& host = suites.host();
+    MainParamValues v;
+    ok = !CheckoutAll(in_data, host, v);
+    const uint64_t key = ok ? FrameHash(in_data, host, v) : 0;
+    CheckinAll(in_data, host, v);
+    return key;
+}
+
 PF_Err MainPreRender(PF_InData* in_data, PF_OutData* /*out_data*/, PF_PreRenderExtra* extra) {
     if (!extra) return PF_Err_BAD_CALLBACK_PARAM;
     SuiteCache suites(in_data);

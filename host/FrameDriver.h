@@ -9,4 +9,8 @@ namespace tv {
 PF_Err MainPreRender(PF_InData* in_data, PF_OutData* out_data, PF_PreRenderExtra* extra);
 PF_Err MainSmartRender(PF_InData* in_data, PF_OutData* out_data, PF_SmartRenderExtra* extra);
 
+// The main effect's own part of the frame key (camera, and lights when they shade), as it
+// answers MixHash; `ok` is false when its parameters could not be checked out.
+uint64_t MainFrameHash(PF_InData* in_data, bool& ok);
+
 }  // namespace tv

@@ -82,8 +82,15 @@ PF_Err CompletelyGeneral(PF_InData* in_data, ObjectMessage* message) {
             return PF_Err_NONE;
         case kObjSetGroup:
         case kObjGetTarget:
-        case kObjMixHash:
             return PF_Err_NONE;
+        case kObjMixHash: {
+            // The same value that pre-render mixes in as the frame's own key.
+            bool ok = false;
+            const uint64_t key = MainFrameHash(in_data, ok);
+            if (!ok) return PF_Err_OUT_OF_MEMORY;
+            MixHashInto(*message, key);
+            return PF_Err_NONE;
+        }
         case kObjGetInstanceId: {
             std::array<uint8_t, 16> id{};
             if (!ReadInstanceId(in_data, id)) {

@@ -323,6 +323,18 @@ TEST_F(FrameFixture, FrameKeyFollowsOnlyTheLightsTheNameSelects) {
     EXPECT_NE(frameKey().front(), moved.front());
 }
 
+TEST_F(FrameFixture, TheMainEffectAnswersMixHashWithItsFrameHash) {
+    // The stack walk reaches the main effect too, which mixes the same value that pre-render
+    // mixed first as the frame's own key.
+    load(R"({"tavrin": 1, "comps": [{"name": "C", "width": 64, "height": 64, "layers": [
+        {"name": "Key Light", "light": {"type": "point", "position": [10, 20, -100]}},
+        {"name": "Net", "solid": {}, "effects": [{"effect": "Tavrin", "params": {
+          "Use Lights for Shading": true, "Render Motion Blur": "Off"}}]}]}]})");
+    ASSERT_EQ(preRender(main(layer(1)), comp().frameTime(0)), 0);
+    ASSERT_EQ(gMixed.size(), 2u);
+    EXPECT_EQ(gMixed[1], gMixed[0]);
+}
+
 TEST(FrameKey, NameTextEntersTheKeyWhenNoLightMatches) {
     // Two prefixes that select no light: the text alone tells the keys apart.
     auto firstMix = [](const std::string& prefix) {
