@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <cstring>
+
+#include "params/DistanceCurve.h"
 #include "standalone/Document.h"
 #include "standalone/DocumentText.h"
 #include "standalone/ParamText.h"
@@ -9,6 +12,23 @@
 namespace tv::cli {
 
 namespace {
+
+// A curve by name, or as its factors at a few fractions of the maximum distance.
+std::string CurveText(standalone::EmbeddedHost& host, const ParamSpec& spec, const PF_ParamDef& v) {
+    const std::vector<uint8_t> bytes =
+        v.u.arbData ? host.handleBytes(v.u.arbData) : std::vector<uint8_t>();
+    const bool isDefault = spec.arbDefault && bytes == host.handleBytes(spec.arbDefault);
+    if (const auto name = standalone::CurveName(bytes))
+        return fmt::format("\"{}\"{}", *name, isDefault ? " (default)" : "");
+    DistanceCurve curve;
+    if (bytes.size() != sizeof curve) return "bad curve data";
+    std::memcpy(&curve, bytes.data(), sizeof curve);
+    std::string text = "factors";
+    for (float t : {0.0f, 0.25f, 0.5f, 0.75f, 1.0f})
+        text += fmt::format(" {:.3g} at {:g},", curve.eval(t), t);
+    text.pop_back();
+    return text;
+}
 
 std::string ValueText(standalone::EmbeddedHost& host, const standalone::Comp& comp,
                       const ParamSpec& spec, const PF_ParamDef& v) {
@@ -37,6 +57,7 @@ std::string ValueText(standalone::EmbeddedHost& host, const standalone::Comp& co
                     return fmt::format("\"{}\" (layer id {})", l->name, v.u.layerId);
             return v.u.layerId ? fmt::format("layer id {}", v.u.layerId) : "none";
         case PF_Param_ARBITRARY_DATA: {
+            if (standalone::IsCurveParam(spec)) return CurveText(host, spec, v);
             if (!standalone::IsTextParam(spec)) return v.u.arbData ? "data" : "default";
             // An empty text means every light or layer to the effect that reads it.
             const auto text = v.u.arbData

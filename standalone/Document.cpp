@@ -227,8 +227,6 @@ void ReadAnimated(const Reader& r, const json& v, const std::string& path, int n
 }
 const std::vector<std::string> kEffectKeys = {"effect", "enabled", "params", "sequence"};
 
-constexpr uint32_t kCurveRefcon = 'rGvT';
-
 // A distance curve: "falling" or "flat", a list of [distance, factor] points with distance as a
 // fraction of the maximum (0..1) and factor 0..1, joined by straight lines, or {"samples": [200
 // heights 0..50]}.
@@ -425,12 +423,17 @@ void ReadStaticParam(const Reader& r, const ParamSpec& spec, const json& v, cons
             layers.push_back({&instance, spec.index, r.text(v, path), path, &comp});
             break;
         case PF_Param_ARBITRARY_DATA:
+            // The instance's own handle (its copy of the default) gives way to the new value.
+            if (def.u.arbData && (IsTextParam(spec) || IsCurveParam(spec))) {
+                r.host.disposeHandle(def.u.arbData);
+                def.u.arbData = 0;
+            }
             if (IsTextParam(spec)) {
                 // Any UTF-8 string; empty means "all" to the effect that reads it.
                 def.u.arbData = r.host.handleFromBytes(MakeTextRecord(r.text(v, path)));
                 break;
             }
-            if (spec.arbRefcon == kCurveRefcon) {
+            if (IsCurveParam(spec)) {
                 const DistanceCurve curve = ReadCurve(r, v, path);
                 const auto* bytes = reinterpret_cast<const uint8_t*>(&curve);
                 def.u.arbData =

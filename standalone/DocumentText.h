@@ -1,5 +1,6 @@
-// Text parameters in documents: the name filters are arbitrary data holding a u32 byte length
-// and then UTF-8 bytes, which documents write as a plain string.
+// Text and curve parameters in documents: the name filters are arbitrary data holding a u32 byte
+// length and then UTF-8 bytes, which documents write as a plain string; distance curves are
+// written by name when they are one of the named curves.
 #pragma once
 
 #include <cstdint>
@@ -13,6 +14,11 @@ namespace tv::standalone {
 
 // Whether a parameter holds text: the main effect's tag "AStr" or the effectors' light-name tag.
 bool IsTextParam(const ParamSpec& spec);
+
+// Whether a parameter holds a distance curve.
+bool IsCurveParam(const ParamSpec& spec);
+// "falling" or "flat" when the 800 bytes are exactly that named curve; nothing otherwise.
+std::optional<std::string> CurveName(const std::vector<uint8_t>& bytes);
 
 // The stored record of a text: its byte length, then its bytes (no terminator).
 std::vector<uint8_t> MakeTextRecord(const std::string& text);

@@ -21,8 +21,6 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
-constexpr uint32_t kCurveRefcon = 'rGvT';
-
 struct Writer {
     EmbeddedHost& host;
     std::filesystem::path base;  // the new document's folder, absolute
@@ -135,6 +133,7 @@ Json ParamValue(const Writer& w, const ParamSpec& spec, const PF_ParamDef& v, co
                 const auto text = ReadTextRecord(bytes);
                 return text ? Json(*text) : Json(nullptr);
             }
+            if (const auto name = CurveName(bytes)) return *name;
             DistanceCurve curve;
             if (bytes.size() != sizeof curve) return nullptr;
             std::memcpy(&curve, bytes.data(), sizeof curve);
@@ -159,7 +158,7 @@ Json Effect(const Writer& w, EffectInstance& instance, const Comp& comp) {
             continue;
         const ParamState& state = instance.params[size_t(spec.index)];
         if (spec.type == PF_Param_ARBITRARY_DATA &&
-            ((spec.arbRefcon != kCurveRefcon && !IsTextParam(spec)) || state.value.u.arbData == 0))
+            ((!IsCurveParam(spec) && !IsTextParam(spec)) || state.value.u.arbData == 0))
             continue;  // curves and texts are written; other data stays at its default
         if (spec.type == PF_Param_ARBITRARY_DATA && spec.arbDefault &&
             w.host.handleBytes(state.value.u.arbData) == w.host.handleBytes(spec.arbDefault))

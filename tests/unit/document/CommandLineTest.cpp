@@ -102,5 +102,26 @@ TEST_F(CommandLine, SaveThenValidateAndInfoShowTheSameValues) {
         << a.out;
 }
 
+TEST_F(CommandLine, CurvesShowByNameOrByTheirFactorsAndSaveByName) {
+    const std::string doc = Write("curves.json", R"({"tavrin": 1, "comps": [{"name": "C",
+      "layers": [{"name": "Fx", "solid": {}, "effects": [{"effect": "Tavrin"},
+        {"effect": "Tavrin Lines Renderer", "params": {"Opacity over Distance": "flat",
+          "Thickness over Distance": [[0, 1], [1, 0]]}}]}]}]})");
+    const CliRun info = Tavrin("info " + doc);
+    EXPECT_EQ(info.code, 0) << info.out;
+    // A named curve by its name (not the default here); a drawn one by its factors.
+    EXPECT_NE(info.out.find("Opacity over Distance                \"flat\"  "), std::string::npos)
+        << info.out;
+    EXPECT_EQ(info.out.find("(default)"), std::string::npos) << info.out;
+    EXPECT_NE(info.out.find("factors 1 at 0, 0.75 at 0.25, 0.5 at 0.5"), std::string::npos)
+        << info.out;
+    const std::string out = (dir_ / "saved.json").string();
+    ASSERT_EQ(Tavrin("save " + doc + " -o " + out).code, 0);
+    std::ifstream in(out);
+    const std::string saved((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    EXPECT_NE(saved.find("\"Opacity over Distance\": \"flat\""), std::string::npos) << saved;
+    EXPECT_NE(saved.find("\"Thickness over Distance\": {"), std::string::npos) << saved;
+}
+
 }  // namespace
 }  // namespace tv
