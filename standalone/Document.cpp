@@ -767,8 +767,13 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
             r.fail(kpath + ".pointOfInterest",
                    "a one-node camera has no point of interest; turn it with the transform's "
                    "orientation and rotations");
-        if (body.contains("zoom"))
+        if (body.contains("zoom")) {
             ReadAnimated(r, body["zoom"], kpath + ".zoom", 1, 1, 1e6, c.zoom);
+            // Unless given, the camera stands at its own zoom from the comp's plane and
+            // focuses on it.
+            c.position.value[2] = -c.zoom.at(0)[0];
+            c.focusDistance = c.zoom;
+        }
         if (body.contains("position"))
             ReadAnimated(r, body["position"], kpath + ".position", 3, -1e7, 1e7, c.position);
         if (body.contains("pointOfInterest"))

@@ -95,6 +95,14 @@ TEST(CameraEdges, FocusDistanceComesFromTheCameraLayer) {
         ASSERT_NE(c.cameraLayer, 0u);
         EXPECT_NEAR(c.focusDistance, 200 * 50.0 / 36.0, 1e-9);
     }
+    {
+        // With a zoom of its own, the camera focuses at that zoom and stands that far back.
+        Scene s(Camera(R"(, "zoom": 640)"));
+        const CameraSnapshot c = s.snapshot();
+        EXPECT_EQ(c.focusDistance, 640.0);
+        const auto& cam = s.host.project().comps[0]->layers[0]->camera;
+        EXPECT_EQ(cam.position.value[2], -640.0);
+    }
 }
 
 }  // namespace
