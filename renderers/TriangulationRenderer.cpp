@@ -1,24 +1,353 @@
-// "Tavrin Triangulation Renderer": Triangulation Renderer, Renders 3D Triangles.
-// Its own logic is not built yet: it answers the host's commands, keeps its sequence record and
-// adds nothing to a frame.
+// "Tavrin Triangulation Renderer": filled triangles joining each vertex with its nearest
+// neighbours, or Qhull's convex hull or Delaunay mesh of a group; optionally from other frames.
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <iostream>
+
 #include "host/EffectTemplate.h"
+#include "host/ParamBuilders.h"
+#include "host/ParamHash.h"
+#include "host/RenderPayloads.h"
+#include "host/SuiteCache.h"
+#include "params/ArbHandler.h"
+#include "params/CurveParam.h"
+#include "renderers/LinesRenderer.h"
+#include "renderers/Triangulation.h"
 #include "resources/EntryPoints.h"
 
 namespace tv {
 
 namespace {
+
+using namespace params;
+
+enum : int32_t {
+    kRenderMode = 1,
+    kMaxTriangles = 2,
+    kMaxDistance = 3,
+    kColorsFromVertices = 4,
+    kColorMode = 5,
+    kTrianglesColor = 6,
+    kOpacityFromVertices = 7,
+    kTrianglesOpacity = 8,
+    kOpacityCurve = 9,
+    kCalcMode = 10,
+    kFrameButton = 11,
+    kFrameNum = 12,
+    kInterval = 13,
+    kEffectGroup = 14,
+    kDrawBetween = 15,
+    kFirstGroup = 16,
+    kSecondGroup = 17,
+};
+
+constexpr const char* kTenGroups =
+    "Group 1|Group 2|Group 3|Group 4|Group 5|Group 6|Group 7|Group 8|Group 9|Group 10";
+// The vertex-count text is the lines renderer's, word for word.
+constexpr const char* kVertexCountMessage =
+    "Vertex Count not constant over time. Cannot create Lines at given times.\nPlease switch "
+    "back to Calculating Lines Every Frame.";
+constexpr const char* kFrameCountMessage =
+    "Error - Invalid No. of Frames for Triangles Calculation. - %i";
+constexpr const char* kMismatchMessage = "Error! Intersection Vector Mismatch!";
+
+void FillOpacityDefault(DistanceCurve& c) {
+    c = DistanceCurve::DefaultOpacity();
+}
+
+constexpr ParamSpec kTable[] = {
+    Row(0, 0, PF_Param_LAYER, "input"),
+    Popup(1, 1, "Render Mode", "Nearest Triangles|Outer Surface|Mesh Triangulation", 1,
+          kParamFlagsSup),
+    Int(2, 2, "Max No. of Triangles Per Vertex", 10, 0, 10000, 0, 100),
+    Float(3, 3, "Maximum Distance", 100, 0, 100000, 0, 100, 2),
+    Row(4, 4, PF_Param_CHECKBOX, "Get Colors From Vertices", 1, kParamFlagsSup),
+    Popup(5, 5, "Color Mode",
+          "Interpolate Between Vertices|Average of Vertices|Color of First Vertex", 1),
+    Color(6, 6, "Triangles Color", 1, 1, 1),
+    Row(7, 7, PF_Param_CHECKBOX, "Get Opacity From Vertices", 1, kParamFlagsSup),
+    Fixed(8, 8, "Triangles Opacity", 50, 0, 100, 0, 100, 1),
+    CurveParam(9, 9, "Opacity over Distance", &FillOpacityDefault),
+    Popup(10, 14, "Calc Triangles Distance", "Every Frame|Only One Frame|Over Time Interval", 1,
+          kParamFlagsSup),
+    Row(11, 15, PF_Param_CHECKBOX, "Calc Triangles based on this Frame", 0, kParamFlagsSup, "None"),
+    Int(12, 16, "Triangles Frame Num", 0, -100000, 100000, 0, 100, kParamFlagsSup),
+    Float(13, 17, "Calc Time Interval", 1, 0, 1000000, 0, 5, 3, kParamFlagsSup),
+    Popup(14, 10, "Effect Only Group", kGroupChoicesAll, 12, kParamFlagsSup),
+    Popup(15, 11, "Draw Triangles Between",
+          "Vertices of Same Group|Vertices of Different Groups|Vertices of All Groups|Vertices of "
+          "Only One Group|Vertices of Two Groups",
+          3, kParamFlagsSup),
+    Popup(16, 12, "First Group", kTenGroups, 1, kParamFlagsSup),
+    Popup(17, 13, "Second Group", kTenGroups, 2),
+};
+
+struct TriangleParams {
+    TriangulationSettings tri;
+    int32_t colorMode = 1;
+    float color[4] = {1, 1, 1, 0.5f};
+    bool getOpacity = true, getColors = true;
+    int32_t calcMode = kLinesEveryFrame;
+    int32_t frameNum = 0;
+    float interval = 1;
+    LinesFramePlan plan;
+};
+
+DistanceCurve ReadCurve(PF_InData* in, int32_t index, const DistanceCurve& fallback) {
+    const PF_Handle h = CheckoutParam(in, index).u.arbData;
+    if (!h) return fallback;
+    SuiteCache suites(in);
+    DistanceCurve c = fallback;
+    if (suites->handleSize(h) >= sizeof(DistanceCurve))
+        if (const void* bytes = suites->lockHandle(h)) {
+            std::memcpy(&c, bytes, sizeof c);
+            suites->unlockHandle(h);
+        }
+    return c;
+}
+
+TriangleParams Read(PF_InData* in) {
+    TriangleParams p;
+    TriangulationSettings& s = p.tri;
+    s.renderMode = CheckoutParam(in, kRenderMode).u.popup;
+    s.maxTriangles = CheckoutParam(in, kMaxTriangles).u.slider;
+    s.maxDistance = float(CheckoutParam(in, kMaxDistance).u.floatValue);
+    s.effectGroup = CheckoutParam(in, kEffectGroup).u.popup;
+    s.drawBetween = CheckoutParam(in, kDrawBetween).u.popup;
+    s.firstGroup = CheckoutParam(in, kFirstGroup).u.popup;
+    s.secondGroup = CheckoutParam(in, kSecondGroup).u.popup;
+    // The larger group is the searched set, the smaller the queries.
+    if (s.renderMode == kNearestTriangles && s.drawBetween != kOneGroup) {
+        const int32_t a = s.firstGroup, b = s.secondGroup;
+        s.firstGroup = std::max(a, b);
+        s.secondGroup = std::min(a, b);
+    }
+    s.opacityCurve = ReadCurve(in, kOpacityCurve, DistanceCurve::DefaultOpacity());
+    p.colorMode = CheckoutParam(in, kColorMode).u.popup;
+    const PF_Pixel8 c = CheckoutParam(in, kTrianglesColor).u.color;
+    p.color[0] = c.red / 255.0f;
+    p.color[1] = c.green / 255.0f;
+    p.color[2] = c.blue / 255.0f;
+    p.color[3] = float(CheckoutParam(in, kTrianglesOpacity).u.fixed / 65536.0 / 100.0);
+    p.getOpacity = CheckoutParam(in, kOpacityFromVertices).u.checkbox != 0;
+    p.getColors = CheckoutParam(in, kColorsFromVertices).u.checkbox != 0;
+    p.calcMode = CheckoutParam(in, kCalcMode).u.popup;
+    p.frameNum = CheckoutParam(in, kFrameNum).u.slider;
+    p.interval = float(CheckoutParam(in, kInterval).u.floatValue);
+    p.plan =
+        MakeLinesFramePlan(in->time_scale, in->current_time, in->time_step, p.frameNum, p.interval);
+    return p;
+}
+
+// Layer-time frames whose geometry the triangles come from.
+std::vector<int32_t> FrameList(const PF_InData* in, const TriangleParams& p) {
+    return LinesFrameList(p.calcMode, p.plan, in->total_time);
+}
+
+uint64_t Hash(const TriangleParams& p) {
+    const TriangulationSettings& s = p.tri;
+    ParamHasher h(29);
+    for (float c : p.color) h.add(c);
+    h.add(s.maxDistance);
+    h.add(s.renderMode)
+        .add(s.maxTriangles)
+        .add(s.drawBetween)
+        .add(s.firstGroup)
+        .add(s.secondGroup)
+        .add(s.effectGroup)
+        .add(p.colorMode);
+    h.add(int32_t(p.getOpacity)).add(int32_t(p.getColors));
+    h.add(p.calcMode);
+    // The frames the triangles come from matter only when they are not this frame.
+    if (p.calcMode != kLinesEveryFrame)
+        h.add(p.plan.t0)
+            .add(p.plan.t1)
+            .add(p.plan.frameTime)
+            .add(p.plan.duration)
+            .add(p.plan.scale);
+    for (float v : s.opacityCurve.samples) h.add(v);
+    return h.value();
+}
+
+void CopyToPayload(const TriangleSet& set, const TriangleParams& p, TrianglesPayload& out) {
+    out = TrianglesPayload{};
+    out.tripleCount = uint32_t(set.size());
+    out.triples = new IndexTriple[set.size()];
+    out.opacity = new float[set.size()];
+    for (size_t i = 0; i < set.size(); ++i) {
+        out.triples[i] =
+            IndexTriple{set.triples[3 * i], set.triples[3 * i + 1], set.triples[3 * i + 2]};
+        out.opacity[i] = set.opacityFactors[i];
+    }
+    out.colorMode = p.colorMode;
+    std::copy(std::begin(p.color), std::end(p.color), out.color);
+    out.overrideColor = !p.getColors;
+    out.overrideOpacity = !p.getOpacity;
+}
+
+PF_Err Contribute(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
+    SuiteCache suites(in);
+    HostServices& host = suites.host();
+    const TriangleParams p = Read(in);
+    const ParallelFor parallel = [&host](int32_t count, const std::function<void(int32_t)>& job) {
+        host.iterate(count, [&job](int32_t i) {
+            job(i);
+            return PF_Err_NONE;
+        });
+    };
+    TriangleSet set;
+    if (!(m.flags & kMsgNeedsLayers)) {
+        if (p.calcMode != kLinesEveryFrame) {
+            // First pass: ask for the frames; the main effect sends the message again.
+            const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
+            const AEGP_LayerH layer = host.effectLayer(self);
+            host.disposeEffect(self);
+            m.flags |= kMsgNeedsLayers;
+            for (int32_t t : FrameList(in, p)) {
+                const A_Time comp = host.convertLayerToCompTime(layer, A_Time{t, in->time_scale});
+                m.requestLayer(m.renders, host.layerId(layer), PackTime(comp));
+            }
+            return PF_Err_NONE;
+        }
+        TrianglesOfGeometry(p.tri, *m.geometry, set, parallel, std::cout);
+    } else {
+        uint32_t count = 0;
+        m.gatheredCount(m.renders, &count);
+        std::vector<GeometryStore*> stores;
+        for (uint32_t i = 0; i < count; ++i) {
+            ObjectMessage* g = nullptr;
+            m.gatheredAt(m.renders, int32_t(i), &g);
+            if (g) stores.push_back(g->geometry);
+        }
+        for (GeometryStore* s : stores)
+            if (s->positions.size() != m.geometry->positions.size()) {
+                std::snprintf(out->return_msg, sizeof out->return_msg, "%s", kVertexCountMessage);
+                return PF_Err_NONE;
+            }
+        if (stores.empty() || stores.size() > 2) {
+            std::snprintf(out->return_msg, sizeof out->return_msg, kFrameCountMessage,
+                          int(stores.size()));
+            return PF_Err_NONE;
+        }
+        // The triples and factors come from the fetched frames; the current store's positions
+        // are the ones drawn.
+        if (stores.size() == 1) {
+            TrianglesOfGeometry(p.tri, *stores[0], set, parallel, std::cout);
+        } else {
+            TriangleSet a, b;
+            TrianglesOfGeometry(p.tri, *stores[0], a, parallel, std::cout);
+            TrianglesOfGeometry(p.tri, *stores[1], b, parallel, std::cout);
+            if (!BlendTriangles(a, b, p.plan.factorA, p.plan.factorB, set))
+                std::snprintf(out->return_msg, sizeof out->return_msg, "%s", kMismatchMessage);
+        }
+    }
+    RenderItem item;
+    item.kind = kRenderTriangles;
+    CopyToPayload(set, p, item.as<TrianglesPayload>());
+    m.pushRenderItem(m.renders, &item);
+    return PF_Err_NONE;
+}
+
+PF_Err Message(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
+    switch (m.command) {
+        case kObjGetGroup:
+            m.setPayloadGroup(12);
+            return PF_Err_NONE;
+        case kObjGetTarget:
+            return PF_Err_NONE;
+        case kObjSetGroup:
+            return WriteGroupPopup(in, kTable[kEffectGroup], m.payloadGroup());
+        case kObjMixHash: {
+            const TriangleParams p = Read(in);
+            MixHashInto(m, Hash(p));
+            if (p.calcMode != kLinesEveryFrame) {
+                SuiteCache suites(in);
+                const AEGP_EffectRefH self = suites->effectFromInstance(0, in->effect_ref);
+                const AEGP_LayerH layer = suites->effectLayer(self);
+                suites->disposeEffect(self);
+                for (int32_t t : FrameList(in, p))
+                    m.addDependency(
+                        m.hash, layer,
+                        PackTime(suites->convertLayerToCompTime(layer, A_Time{t, in->time_scale})));
+            }
+            return PF_Err_NONE;
+        }
+        default:
+            return Contribute(in, out, m);
+    }
+}
+
+PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+    SuiteCache suites(in);
+    int32_t frameNum = CheckoutParam(in, kFrameNum).u.slider;
+    if (CheckoutParam(in, kFrameButton).u.checkbox) {
+        // The checkbox works as a button that captures the current frame.
+        const PF_ParamDef off = DefaultParamValue(kTable[kFrameButton]);
+        if (const PF_Err err = suites->setParamValue(in->effect_ref, kFrameButton, off)) return err;
+        frameNum = in->time_step ? in->current_time / in->time_step : 0;
+        PF_ParamDef frame = DefaultParamValue(kTable[kFrameNum]);
+        frame.u.slider = frameNum;
+        if (const PF_Err err = suites->setParamValue(in->effect_ref, kFrameNum, frame)) return err;
+    }
+    const int32_t calc = CheckoutParam(in, kCalcMode).u.popup;
+    if (calc == kLinesOneFrame) {
+        // The button names the frame the triangles are held at.
+        char label[32];
+        std::snprintf(label, sizeof label, "Frame %i", frameNum);
+        if (const PF_Err err = suites->setParamLabel(in->effect_ref, kFrameButton, label))
+            return err;
+    }
+    const int32_t mode = CheckoutParam(in, kRenderMode).u.popup;
+    const int32_t between = CheckoutParam(in, kDrawBetween).u.popup;
+    const bool nearest = mode == kNearestTriangles;
+    // With one group the first group is the only one.
+    const char* firstName = nearest && between == kOneGroup ? "Object Group" : "First Object Group";
+    if (const PF_Err err = suites->setParamName(in->effect_ref, kFirstGroup, firstName)) return err;
+    const bool colorsFromVertices = CheckoutParam(in, kColorsFromVertices).u.checkbox != 0;
+    const std::pair<int32_t, bool> rules[] = {
+        {kMaxTriangles, !nearest},
+        {kTrianglesOpacity, CheckoutParam(in, kOpacityFromVertices).u.checkbox != 0},
+        {kTrianglesColor, colorsFromVertices},
+        {kColorMode, !colorsFromVertices},
+        {kEffectGroup, nearest},
+        {kDrawBetween, !nearest},
+        {kFirstGroup, !(nearest && (between == kOneGroup || between == kTwoGroups))},
+        {kSecondGroup, !(nearest && between == kTwoGroups)},
+        {kFrameNum, true},
+        {kFrameButton, calc != kLinesOneFrame},
+        {kInterval, calc != kLinesOverInterval},
+    };
+    for (const auto& [index, hidden] : rules)
+        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
+    return PF_Err_NONE;
+}
+
+PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
+    return Visibility(in, out, params, nullptr);
+}
+
+PF_Err ArbCallback(PF_InData* in, PF_OutData*, void* extra) {
+    return extra ? CurveArbCallback(in, *static_cast<PF_ArbParamsExtra*>(extra)) : PF_Err_NONE;
+}
+
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
+    h.message = &Message;
+    h.arbitraryCallback = &ArbCallback;
+    h.userChangedParam = &Visibility;
+    h.updateParamsUI = &UpdateUI;
     // The about box deliberately reuses the lines renderer's name and description.
     h.aboutName = "Tavrin Lines Renderer";
     h.aboutDescription = "Lines Renderer, Renders 3D Lines.";
     return h;
 }
 const SubEffectHandlers kHandlers = MakeHandlers();
+
 }  // namespace
 
 ParamTable TriangleRenderParams() {
-    return {};
+    return kTable;
 }
 
 PF_Err TriangleRenderEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,

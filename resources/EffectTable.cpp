@@ -61,7 +61,7 @@ const EffectInfo kEffects[] = {
      "Facets Renderer, Renders 3D Facets from the Geometry Objects.", false, &FacetsRenderParams},
     {16, "Tavrin Triangulation Renderer", "KDL TAVRREN Triangles", "TriangleRenderEntryPointFunc",
      &TriangleRenderEntryPointFunc, 0x208000, 0x1401, EffectRole::Renderer,
-     "Lines Renderer, Renders 3D Lines.", false, &TriangleRenderParams},
+     "Lines Renderer, Renders 3D Lines.", true, &TriangleRenderParams},
     {17, "Tavrin Beams Renderer", "KDL TAVRREN Beams", "BeamsRenderEntryPointFunc",
      &BeamsRenderEntryPointFunc, 0x200000, 0x1401, EffectRole::Renderer,
      "Beams Renderer, Renders 3D Beams.", false, &BeamsRenderParams},
