@@ -145,12 +145,18 @@ class HostServices {
     virtual PF_Err setParamName(PF_ProgPtr, int32_t, const std::string&) { ThrowMissingService(); }
 
     // ---- pixels of the smart-render protocol ------------------------------------------------
-    // The input layer's pixels (index 0) or a layer parameter's, at the current time.
+    // The input layer's pixels (index 0) or a layer parameter's, at the current time; a null
+    // world when the parameter names no layer. Each checkout is checked in.
     virtual PF_Err checkoutLayerPixels(PF_ProgPtr, int32_t, PF_EffectWorld**) {
         ThrowMissingService();
     }
     virtual PF_Err checkinLayerPixels(PF_ProgPtr, int32_t) { ThrowMissingService(); }
     virtual PF_Err checkoutOutput(PF_ProgPtr, PF_EffectWorld**) { ThrowMissingService(); }
+    // A token for what layer parameter `index` shows from `time` over `timeStep` (same scale):
+    // it changes whenever those pixels may change and is stable otherwise.
+    virtual uint64_t layerParamStateToken(PF_ProgPtr, int32_t, const A_Time&, int32_t) {
+        ThrowMissingService();
+    }
 
     // ---- handles -----------------------------------------------------------------------------
     virtual PF_Handle newHandle(uint64_t) { ThrowMissingService(); }

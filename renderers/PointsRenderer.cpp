@@ -100,9 +100,20 @@ PointsParams Read(PF_InData* in) {
 uint64_t Hash(PF_InData* in, const PointsParams& p) {
     uint64_t sprite = 0;
     if (p.hasSprite) {
-        ParamHasher first(0);
-        first.add(p.spriteLayer).add(p.timeSampling).add(p.loopType).add(p.randomSeed).add(p.maxSamples);
+        // What the sprite layer shows over the times its samples may take: now for the current
+        // time, the whole duration for random stills, from now to the end for random loops.
+        A_Time from{in->current_time, in->time_scale};
+        int32_t span = in->time_step;
+        if (p.timeSampling == kSampleRandomStill) {
+            from.value = 0;
+            span = in->total_time;
+        } else if (p.timeSampling == kSampleRandomLoop) {
+            span = in->total_time - in->current_time;
+        }
         SuiteCache suites(in);
+        ParamHasher first(0);
+        first.add(suites->layerParamStateToken(in->effect_ref, kSprite, from, span));
+        first.add(p.timeSampling).add(p.loopType).add(p.randomSeed).add(p.maxSamples);
         if (const void* bytes = suites->lockHandle(in->sequence_data)) {
             first.bytes(bytes, suites->handleSize(in->sequence_data));
             suites->unlockHandle(in->sequence_data);

@@ -39,7 +39,7 @@ const EffectInfo kEffects[] = {
      "OBJ File Source, Create a Tavrin from the points in the OBJ File.", false, &OBJSourceParams},
     {9, "Tavrin Color Map", "KDL TAVREFF Color Map", "ColorMapEffectorEntryPointFunc",
      &ColorMapEffectorEntryPointFunc, 0x200000, 0x1401, EffectRole::Effector,
-     "Color Map Effector, Applies Color Map to Position/Scale/Color of Particles.", false,
+     "Color Map Effector, Applies Color Map to Position/Scale/Color of Particles.", true,
      &ColorMapEffectorParams},
     {10, "Tavrin Shade Effector", "KDL TAVREFF Shade Effector", "ShadeEntryPointFunc",
      &ShadeEntryPointFunc, 0x208010, 0x1401, EffectRole::Effector,

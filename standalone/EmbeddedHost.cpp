@@ -8,9 +8,13 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <numeric>
 #include <random>
 #include <thread>
+
+#include "host/ParamHash.h"
+#include "standalone/CompRenderer.h"
 
 namespace tv::standalone {
 
@@ -329,6 +333,21 @@ EffectInstance* EmbeddedHost::instanceOfRef(AEGP_EffectRefH ref) const {
 // ---- calling effects
 // -----------------------------------------------------------------------------
 
+namespace {
+// The time each instance is being called at on this thread, innermost last: a layer
+// parameter's pixels are those at the time of the call that asks for them.
+thread_local std::vector<std::pair<uint64_t, A_Time>> tCallTimes;
+
+struct CallTimeScope {
+    CallTimeScope(uint64_t instance, const A_Time& time) {
+        tCallTimes.emplace_back(instance, time);
+    }
+    ~CallTimeScope() { tCallTimes.pop_back(); }
+    CallTimeScope(const CallTimeScope&) = delete;
+    CallTimeScope& operator=(const CallTimeScope&) = delete;
+};
+}  // namespace
+
 PF_InData EmbeddedHost::makeInData(const EffectInstance& instance, const InstalledEffect& effect,
                                    const A_Time& time, uint32_t inFlags) const {
     PF_InData in;
@@ -367,7 +386,11 @@ PF_Err EmbeddedHost::callEffect(EffectInstance& instance, PF_Cmd cmd, const A_Ti
     o.sequence_data = instance.sequenceData;
     o.global_data = effect->globalData;
     const PF_Handle oldSequence = instance.sequenceData;
-    const PF_Err err = effect->entry(cmd, &in, &o, params, output, extra);
+    PF_Err err;
+    {
+        const CallTimeScope scope(instance.uid, time);
+        err = effect->entry(cmd, &in, &o, params, output, extra);
+    }
     switch (cmd) {
         case PF_Cmd_SEQUENCE_SETUP:
             instance.sequenceData = o.sequence_data;
@@ -720,18 +743,309 @@ std::string EmbeddedHost::paramName(uint64_t instanceUid, int32_t index) const {
 // ---- HostServices: pixels
 // -------------------------------------------------------------------------------
 
-PF_Err EmbeddedHost::checkoutLayerPixels(PF_ProgPtr ref, int32_t index, PF_EffectWorld** out) {
-    if (!out || index != 0) return PF_Err_BAD_CALLBACK_PARAM;
-    for (auto it = tRenderWorlds.rbegin(); it != tRenderWorlds.rend(); ++it)
-        if (it->instance == ref) {
-            *out = it->input;
-            return PF_Err_NONE;
+namespace {
+
+// Pixels checked out for layer parameters on this thread, until they are checked in.
+struct ParamPixels {
+    uint64_t instance = 0;
+    int32_t index = 0;
+    std::unique_ptr<LayerWorld> world;
+};
+thread_local std::vector<ParamPixels> tParamPixels;
+
+// Layers whose pixels are being made for a layer parameter on this thread. A layer met again
+// (through an effect on it that maps itself) gives its source alone, so cycles end.
+thread_local std::vector<uint64_t> tLayersInMaking;
+
+struct MakingScope {
+    explicit MakingScope(uint64_t layer) { tLayersInMaking.push_back(layer); }
+    ~MakingScope() { tLayersInMaking.pop_back(); }
+    MakingScope(const MakingScope&) = delete;
+    MakingScope& operator=(const MakingScope&) = delete;
+};
+
+// A layer's own pixels as a layer parameter shows them, at a comp time: its source and, when
+// asked, its effects, before its transform and opacity (straight, at 8 bits or float).
+PF_Err MakeLayerPixels(EmbeddedHost& host, Layer& layer, const A_Time& compTime, int32_t bitDepth,
+                       bool withEffects, std::unique_ptr<LayerWorld>& result) {
+    // The comp renderer fills a comp just the layer's size that holds a copy of its source at
+    // the default placement, so the pixels come through unmoved. The copy keeps the layer's uid:
+    // its time conversions are the layer's own.
+    Comp stage;
+    stage.width = layer.width;
+    stage.height = layer.height;
+    auto copy = std::make_unique<Layer>();
+    copy->uid = layer.uid;
+    copy->id = layer.id;
+    copy->kind = layer.kind;
+    copy->inPoint = layer.inPoint;
+    copy->outPoint = layer.outPoint;
+    copy->startTime = layer.startTime;
+    copy->width = layer.width;
+    copy->height = layer.height;
+    copy->sourceComp = layer.sourceComp;
+    std::copy(std::begin(layer.solidColor), std::end(layer.solidColor), copy->solidColor);
+    copy->imagePath = layer.imagePath;
+    copy->sourceFile = layer.sourceFile;
+    stage.layers.push_back(std::move(copy));
+    std::vector<std::string> messages;
+    CompRenderer renderer(host);
+    const FloatImage image = renderer.renderAtTime(stage, compTime, bitDepth, messages, 1);
+
+    auto a = std::make_unique<LayerWorld>(layer.width, layer.height, bitDepth);
+    for (int32_t y = 0; y < layer.height; ++y) {
+        uint8_t* row = a->world.data + size_t(y) * size_t(a->world.rowbytes);
+        for (int32_t x = 0; x < layer.width; ++x) {
+            const float* p = image.pixel(x, y);
+            const float inv = p[3] > 0 ? 1.0f / p[3] : 0.0f;
+            const float argb[4] = {p[3], p[0] * inv, p[1] * inv, p[2] * inv};
+            for (int c = 0; c < 4; ++c) {
+                if (bitDepth == 32)
+                    reinterpret_cast<float*>(row)[x * 4 + c] = argb[c];
+                else
+                    row[x * 4 + c] = uint8_t(std::clamp(argb[c], 0.0f, 1.0f) * 255.0f + 0.5f);
+            }
         }
-    return PF_Err_BAD_CALLBACK_PARAM;
+    }
+    if (withEffects) {
+        const A_Time layerTime = host.convertCompToLayerTime(layer.uid, compTime);
+        auto b = std::make_unique<LayerWorld>(layer.width, layer.height, bitDepth);
+        for (auto& instance : layer.effects) {
+            if (!instance->active) continue;
+            host.pushRenderWorlds({instance->uid, &a->world, &b->world});
+            PF_SmartRenderExtra extra;
+            extra.bit_depth = bitDepth;
+            PF_Err err;
+            try {
+                err = host.callEffect(*instance, PF_Cmd_SMART_RENDER, layerTime, &extra);
+            } catch (...) {
+                host.popRenderWorlds();
+                throw;
+            }
+            host.popRenderWorlds();
+            if (err) return err;
+            std::swap(a, b);
+        }
+    }
+    result = std::move(a);
+    return PF_Err_NONE;
 }
 
-PF_Err EmbeddedHost::checkinLayerPixels(PF_ProgPtr, int32_t) {
+}  // namespace
+
+PF_Err EmbeddedHost::checkoutLayerPixels(PF_ProgPtr ref, int32_t index, PF_EffectWorld** out) {
+    if (!out) return PF_Err_BAD_CALLBACK_PARAM;
+    if (index == 0) {
+        for (auto it = tRenderWorlds.rbegin(); it != tRenderWorlds.rend(); ++it)
+            if (it->instance == ref) {
+                *out = it->input;
+                return PF_Err_NONE;
+            }
+        return PF_Err_BAD_CALLBACK_PARAM;
+    }
+    // A layer parameter: the chosen layer of the instance's comp, at the time of the call.
+    *out = nullptr;
+    const EffectInstance* instance = instanceByUid(ref);
+    Layer* own = layerOfInstance(ref);
+    if (!instance || !own) return PF_Err_BAD_CALLBACK_PARAM;
+    if (index < 0 || size_t(index) >= instance->params.size()) return PF_Err_INVALID_INDEX;
+    const auto call = std::find_if(tCallTimes.rbegin(), tCallTimes.rend(),
+                                   [ref](const auto& c) { return c.first == ref; });
+    if (call == tCallTimes.rend()) return PF_Err_BAD_CALLBACK_PARAM;
+    const A_Time time = call->second;
+    PF_ParamDef def;
+    if (const PF_Err err = checkoutParam(ref, index, time.value, 0, time.scale, &def)) return err;
+    if (def.param_type != PF_Param_LAYER) return PF_Err_BAD_CALLBACK_PARAM;
+    if (def.u.layerId == 0) return PF_Err_NONE;  // no layer chosen: no pixels
+    const Comp* comp = compOfLayer(*own);
+    Layer* chosen =
+        comp ? layerByUid(layerFromLayerId(comp->uid, uint32_t(def.u.layerId))) : nullptr;
+    if (!chosen || chosen->width <= 0 || chosen->height <= 0) return PF_Err_NONE;
+    if (chosen->kind == LayerKind::Camera || chosen->kind == LayerKind::Light ||
+        chosen->kind == LayerKind::Audio)
+        return PF_Err_NONE;
+    // At the depth of the frame being rendered on this thread; 16 bits have no pixel path here.
+    int32_t bitDepth = 8;
+    if (!tRenderWorlds.empty() && tRenderWorlds.back().output &&
+        tRenderWorlds.back().output->format == PF_PixelFormat_ARGB128)
+        bitDepth = 32;
+    // The effect's own layer, or one already being made, gives its source alone.
+    const bool withEffects =
+        chosen != own && std::find(tLayersInMaking.begin(), tLayersInMaking.end(), chosen->uid) ==
+                             tLayersInMaking.end();
+    const A_Time compTime = convertLayerToCompTime(own->uid, time);
+    std::unique_ptr<LayerWorld> world;
+    {
+        const MakingScope making(chosen->uid);
+        if (const PF_Err err =
+                MakeLayerPixels(*this, *chosen, compTime, bitDepth, withEffects, world))
+            return err;
+    }
+    *out = &world->world;
+    tParamPixels.push_back(ParamPixels{ref, index, std::move(world)});
     return PF_Err_NONE;
+}
+
+PF_Err EmbeddedHost::checkinLayerPixels(PF_ProgPtr ref, int32_t index) {
+    if (index == 0) return PF_Err_NONE;
+    for (auto it = tParamPixels.rbegin(); it != tParamPixels.rend(); ++it)
+        if (it->instance == ref && it->index == index) {
+            tParamPixels.erase(std::next(it).base());
+            break;
+        }
+    return PF_Err_NONE;
+}
+
+namespace {
+
+constexpr int kMaxStateDepth = 32;  // precomps nested deeper are not followed
+
+// A file by its name, size and time of change: a rewritten file changes the token.
+void HashFile(ParamHasher& h, const std::string& path) {
+    h.add(std::string_view(path));
+    if (path.empty()) return;
+    std::error_code ec;
+    const auto size = std::filesystem::file_size(path, ec);
+    h.add(uint64_t(ec ? 0 : size));
+    const auto stamp = std::filesystem::last_write_time(path, ec);
+    h.add(int64_t(ec ? 0 : stamp.time_since_epoch().count()));
+}
+
+void HashKeys(ParamHasher& h, const std::vector<Key>& keys) {
+    h.add(uint64_t(keys.size()));
+    for (const Key& k : keys) {
+        h.add(k.t).add(int32_t(k.interp));
+        for (double v : k.v) h.add(v);
+        h.add(k.speedIn).add(k.influenceIn).add(k.speedOut).add(k.influenceOut);
+    }
+}
+
+void HashAnimated(ParamHasher& h, const AnimatedValue& a) {
+    for (double v : a.value) h.add(v);
+    HashKeys(h, a.keys);
+}
+
+void HashVertices(ParamHasher& h, const std::vector<MaskVertex>& vertices) {
+    h.add(uint64_t(vertices.size()));
+    for (const MaskVertex& v : vertices)
+        h.add(v.x).add(v.y).add(v.inX).add(v.inY).add(v.outX).add(v.outY);
+}
+
+void HashParam(EmbeddedHost& host, ParamHasher& h, const ParamState& p) {
+    const PF_ParamDef& v = p.value;
+    h.add(int32_t(v.param_type));
+    switch (v.param_type) {
+        case PF_Param_LAYER:
+            h.add(v.u.layerId);
+            break;
+        case PF_Param_ARBITRARY_DATA: {
+            const std::vector<uint8_t> bytes = host.handleBytes(v.u.arbData);
+            h.bytes(bytes.data(), bytes.size());
+            break;
+        }
+        case PF_Param_POINT_3D:
+            for (double c : v.u.point3d) h.add(c);
+            break;
+        case PF_Param_PATH:
+            h.add(v.u.pathId);
+            break;
+        default:
+            for (double c : ParamToNumbers(v)) h.add(c);
+            break;
+    }
+    HashKeys(h, p.keys);
+}
+
+void HashComp(EmbeddedHost& host, const Comp& comp, ParamHasher& h, int depth);
+
+// Everything of a layer that its pixels, or the effects on it, may depend on.
+void HashLayer(EmbeddedHost& host, const Layer& l, ParamHasher& h, int depth) {
+    h.add(l.id).add(int32_t(l.kind)).add(int32_t(l.enabled)).add(int32_t(l.is3D));
+    h.add(int32_t(l.motionBlur)).add(int32_t(l.collapse)).add(l.parent);
+    h.add(l.inPoint).add(l.outPoint).add(l.startTime).add(l.width).add(l.height);
+    for (float c : l.solidColor) h.add(c);
+    HashFile(h, l.imagePath);
+    HashFile(h, l.sourceFile);
+    for (const std::string& f : l.objFiles) HashFile(h, f);
+    h.add(std::string_view(l.objPattern)).add(l.objFirst).add(l.objLast);
+    h.add(std::string_view(l.text)).add(std::string_view(l.fontFamily)).add(l.fontSize);
+    for (float c : l.textColor) h.add(c);
+    for (const Mask& m : l.masks) {
+        h.add(std::string_view(m.name)).add(int32_t(m.inverted)).add(int32_t(m.closed));
+        for (float c : m.color) h.add(c);
+        HashAnimated(h, m.opacity);
+        HashVertices(h, m.vertices);
+        for (const MaskPathKey& k : m.keys) {
+            h.add(k.t).add(int32_t(k.interp));
+            HashVertices(h, k.vertices);
+        }
+    }
+    const Transform2D& t = l.transform;
+    h.add(int32_t(t.set));
+    for (const AnimatedValue* a : {&t.anchor, &t.position, &t.scale, &t.rotation, &t.opacity,
+                                   &t.orientation, &t.rotationX, &t.rotationY})
+        HashAnimated(h, *a);
+    const CameraData& c = l.camera;
+    h.add(int32_t(c.oneNode)).add(c.filmSize).add(int32_t(c.orthographic));
+    h.add(int32_t(c.depthOfField));
+    for (const AnimatedValue* a :
+         {&c.position, &c.pointOfInterest, &c.zoom, &c.focusDistance, &c.aperture, &c.blurLevel})
+        HashAnimated(h, *a);
+    const LightData& li = l.light;
+    h.add(li.type);
+    for (const AnimatedValue* a :
+         {&li.position, &li.pointOfInterest, &li.coneAngle, &li.coneFeather, &li.intensity,
+          &li.color, &li.shadowDarkness, &li.shadowDiffusion})
+        HashAnimated(h, *a);
+    h.add(uint64_t(l.effects.size()));
+    for (const auto& e : l.effects) {
+        h.add(e->key).add(int32_t(e->active));
+        for (const ParamState& p : e->params) HashParam(host, h, p);
+    }
+    if (l.kind == LayerKind::Precomp && depth < kMaxStateDepth)
+        if (const Comp* source = host.compByUid(l.sourceComp))
+            HashComp(host, *source, h, depth + 1);
+}
+
+void HashComp(EmbeddedHost& host, const Comp& comp, ParamHasher& h, int depth) {
+    h.add(comp.width).add(comp.height).add(comp.pixelAspect).add(comp.fpsNum).add(comp.fpsDen);
+    h.add(comp.duration).add(comp.shutterAngle).add(comp.shutterPhase);
+    h.add(int32_t(comp.motionBlur));
+    for (float c : comp.background) h.add(c);
+    h.add(uint64_t(comp.layers.size()));
+    for (const auto& layer : comp.layers) HashLayer(host, *layer, h, depth);
+}
+
+}  // namespace
+
+uint64_t EmbeddedHost::layerParamStateToken(PF_ProgPtr ref, int32_t index, const A_Time& time,
+                                            int32_t timeStep) {
+    const EffectInstance* instance = instanceByUid(ref);
+    const Layer* own = layerOfInstance(ref);
+    if (!instance || !own) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
+    if (index < 0 || size_t(index) >= instance->params.size())
+        throw HostErrorCode{PF_Err_INVALID_INDEX};
+    PF_ParamDef def;
+    if (const PF_Err err = checkoutParam(ref, index, time.value, timeStep, time.scale, &def))
+        throw HostErrorCode{err};
+    if (def.param_type != PF_Param_LAYER) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
+    ParamHasher h(0x6c61796572ull);
+    h.add(def.u.layerId);
+    const Comp* comp = compOfLayer(*own);
+    const Layer* chosen = def.u.layerId && comp
+                              ? layerByUid(layerFromLayerId(comp->uid, uint32_t(def.u.layerId)))
+                              : nullptr;
+    if (!chosen) return h.value();  // no pixels, whatever the time
+    // The span in comp time: moving the effect's layer in time moves what it sees.
+    const A_Time compTime = convertLayerToCompTime(own->uid, time);
+    h.add(compTime.value).add(compTime.scale).add(timeStep);
+    std::lock_guard lock(paramsMutex_);
+    HashLayer(*this, *chosen, h, 0);
+    // Effects on the chosen layer may read the rest of its comp (cameras, lights, layers).
+    const bool effects = std::any_of(chosen->effects.begin(), chosen->effects.end(),
+                                     [](const auto& e) { return e->active; });
+    if (effects) HashComp(*this, *comp, h, 0);
+    return h.value();
 }
 
 PF_Err EmbeddedHost::checkoutOutput(PF_ProgPtr ref, PF_EffectWorld** out) {
