@@ -211,15 +211,8 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
         const IndexRange range = EffectorRange(s, r.group, r.target);
         const std::vector<int64_t> bases = faces ? FaceVertexBases(s) : std::vector<int64_t>{};
         const uint32_t end = range.start + range.count;
-        // Each element reads and writes only its own entries, so blocks run in parallel.
-        constexpr uint32_t kBlock = 4096;
-        const int32_t blocks = int32_t((range.count + kBlock - 1) / kBlock);
-        err = suites->iterate(blocks, [&](int32_t b) {
-            const uint32_t lo = range.start + uint32_t(b) * kBlock;
-            const uint32_t hi = std::min(end, lo + kBlock);
-            for (uint32_t i = lo; i < hi; ++i) Apply(r, *map, s, bases, i);
-            return PF_Err_NONE;
-        });
+        err =
+            ForEachElement(in, range.start, end, [&](uint32_t i) { Apply(r, *map, s, bases, i); });
     }
     // Checked in whatever happened; the first failure is the one returned.
     const PF_Err checkin = suites->checkinLayerPixels(in->effect_ref, kColorMap);
@@ -236,23 +229,13 @@ uint64_t Hash(PF_InData* in, const MapRecord& r) {
     return h.value();
 }
 
+uint64_t HashOf(PF_InData* in) {
+    return Hash(in, Read(in));
+}
+
 PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(int16_t(CheckoutParam(in, kGroup).u.popup));
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            m.flags |= CheckoutParam(in, kTarget).u.popup == kTargetFaces ? kMsgTargetsFaces
-                                                                          : kMsgTargetsVertices;
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
-        case kObjMixHash:
-            MixHashInto(m, Hash(in, Read(in)));
-            return PF_Err_NONE;
-        default:
-            return Contribute(in, m);
-    }
+    static const EffectorHooks hooks{&kTable[kGroup], kTarget, &HashOf, &Contribute};
+    return EffectorMessage(in, m, hooks);
 }
 
 PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {

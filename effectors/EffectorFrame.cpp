@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "host/EffectTemplate.h"
+
 namespace tv {
 
 AxisMask AxisSelection(int32_t a) {
@@ -51,6 +53,27 @@ std::string LightPrefix(int32_t popup, const std::vector<std::string>& words,
     if (popup >= 1 && popup <= n) return words[size_t(popup - 1)];
     if (popup == n + 2) return customText;  // after the separator: Custom
     return "";                              // All Lights
+}
+
+PF_Err EffectorMessage(PF_InData* in, ObjectMessage& m, const EffectorHooks& hooks) {
+    switch (m.command) {
+        case kObjGetGroup:
+            m.setPayloadGroup(int16_t(CheckoutParam(in, hooks.groupPopup->index).u.popup));
+            return PF_Err_NONE;
+        case kObjGetTarget:
+            m.flags |=
+                hooks.targetParam && CheckoutParam(in, hooks.targetParam).u.popup == kTargetFaces
+                    ? kMsgTargetsFaces
+                    : kMsgTargetsVertices;
+            return PF_Err_NONE;
+        case kObjSetGroup:
+            return WriteGroupPopup(in, *hooks.groupPopup, m.payloadGroup());
+        case kObjMixHash:
+            MixHashInto(m, hooks.hash(in));
+            return PF_Err_NONE;
+        default:
+            return hooks.contribute(in, m);
+    }
 }
 
 }  // namespace tv

@@ -1,12 +1,16 @@
-// What every effector shares: the range it works on, axis masks, light fields and falloff.
+// What every effector shares: the range it works on, axis masks, light fields and falloff, the
+// answers to the main effect's messages, and the parallel walk over elements.
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
 #include "host/CameraSnapshot.h"
 #include "host/GeometryStore.h"
 #include "host/ObjectMessage.h"
+#include "host/ParamTable.h"
+#include "host/SuiteCache.h"
 
 namespace tv {
 
@@ -38,5 +42,31 @@ double LightValue(int32_t source, const SceneLight& light, double fallback, bool
 // The light name prefix from a popup of words (1-based), "(-", Custom, All Lights.
 std::string LightPrefix(int32_t popup, const std::vector<std::string>& words,
                         const std::string& customText);
+
+// What an effector tells the shared message handler.
+struct EffectorHooks {
+    const ParamSpec* groupPopup = nullptr;  // "Effect Only Group"
+    int32_t targetParam = 0;                // "Effector effects"; 0: a vertex effector only
+    uint64_t (*hash)(PF_InData*) = nullptr;
+    PF_Err (*contribute)(PF_InData*, ObjectMessage&) = nullptr;
+};
+
+// Answers GetGroup, GetTarget, SetGroup and MixHash the same way for every effector, and hands
+// every other number to the effect's Contribute.
+PF_Err EffectorMessage(PF_InData* in, ObjectMessage& m, const EffectorHooks& hooks);
+
+// Runs fn(i) for every element index in [first, end) on the host's parallel iteration, in
+// blocks. Each element must read and write only its own entries.
+template <class Fn>
+PF_Err ForEachElement(PF_InData* in, uint32_t first, uint32_t end, Fn&& fn) {
+    constexpr uint32_t kBlock = 4096;
+    const int32_t blocks = end > first ? int32_t((end - first + kBlock - 1) / kBlock) : 0;
+    return SuiteCache(in)->iterate(blocks, [&](int32_t b) {
+        const uint32_t lo = first + uint32_t(b) * kBlock;
+        const uint32_t hi = std::min(end, lo + kBlock);
+        for (uint32_t i = lo; i < hi; ++i) fn(i);
+        return PF_Err_NONE;
+    });
+}
 
 }  // namespace tv

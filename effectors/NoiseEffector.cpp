@@ -53,15 +53,6 @@ enum : int32_t {
 
 constexpr const char* kFromChoices = "None|Intensity|Shadow Darkness|Shadow Diffusion";
 
-constexpr ParamSpec TextParam() {
-    ParamSpec s = Row(25, 34, PF_Param_ARBITRARY_DATA, "Light Name Begins with");
-    s.arbId = 34;
-    s.arbRefcon = 0x41535072;
-    s.uiWidth = 350;
-    s.uiHeight = 100;
-    return s;
-}
-
 constexpr ParamSpec kTable[] = {
     Row(0, 0, PF_Param_LAYER, "input"),
     Popup(1, 32, "Effector effects", "Vertices|Faces", 1, kParamFlagsSup),
@@ -91,7 +82,7 @@ constexpr ParamSpec kTable[] = {
     Row(23, 10, PF_Param_CHECKBOX, "Use Lights for Noise", 0, kParamFlagsSup),
     Popup(24, 11, "Noise Effector Name Begins",
           "Lights|Noise|Perlin|Force|Field|(-|Custom|All Lights", 2, kParamFlagsSup),
-    TextParam(),
+    LightNameText(25, 34, "Light Name Begins with"),
     Popup(26, 23, "Get Effector Radius From", kFromChoices, 2, kParamFlagsSup),
     Popup(27, 27, "Get Amplitude From", kFromChoices, 1),
     Popup(28, 24, "Get Fade Out From", kFromChoices, 3),
@@ -261,15 +252,7 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
                 break;
         }
     };
-    constexpr uint32_t kBlock = 4096;
-    const uint32_t first = range.start;
-    const int32_t blocks = end > first ? int32_t((end - first + kBlock - 1) / kBlock) : 0;
-    return SuiteCache(in)->iterate(blocks, [&](int32_t b) {
-        const uint32_t lo = first + uint32_t(b) * kBlock;
-        const uint32_t hi = std::min(end, lo + kBlock);
-        for (uint32_t i = lo; i < hi; ++i) element(i);
-        return PF_Err_NONE;
-    });
+    return ForEachElement(in, range.start, end, [&](uint32_t i) { element(i); });
 }
 
 uint64_t Hash(PF_InData* in, const NoiseRecord& p) {
@@ -301,23 +284,13 @@ uint64_t Hash(PF_InData* in, const NoiseRecord& p) {
     return h.value();
 }
 
+uint64_t HashOf(PF_InData* in) {
+    return Hash(in, Read(in));
+}
+
 PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(int16_t(CheckoutParam(in, kGroup).u.popup));
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            m.flags |= CheckoutParam(in, kTarget).u.popup == kTargetFaces ? kMsgTargetsFaces
-                                                                          : kMsgTargetsVertices;
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
-        case kObjMixHash:
-            MixHashInto(m, Hash(in, Read(in)));
-            return PF_Err_NONE;
-        default:
-            return Contribute(in, m);
-    }
+    static const EffectorHooks hooks{&kTable[kGroup], kTarget, &HashOf, &Contribute};
+    return EffectorMessage(in, m, hooks);
 }
 
 PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {

@@ -47,15 +47,6 @@ enum Apply : int32_t { kApplyPosition = 1, kApplySizeOrRotation = 2, kApplyColor
 
 constexpr const char* kFromChoices = "None|Intensity|Shadow Darkness|Shadow Diffusion";
 
-constexpr ParamSpec TextParam() {
-    ParamSpec s = Row(14, 23, PF_Param_ARBITRARY_DATA, "Light Name Begins with");
-    s.arbId = 23;
-    s.arbRefcon = 0x41535072;
-    s.uiWidth = 350;
-    s.uiHeight = 100;
-    return s;
-}
-
 constexpr ParamSpec kTable[] = {
     Row(0, 0, PF_Param_LAYER, "input"),
     Popup(1, 20, "Effector effects", "Vertices|Faces", 1, kParamFlagsSup),
@@ -72,7 +63,7 @@ constexpr ParamSpec kTable[] = {
     Row(12, 4, PF_Param_CHECKBOX, "Use Lights", 0, kParamFlagsSup),
     Popup(13, 5, "Light Name Begins", "Lights|Field|Force|Sphere|(-|Custom|All Lights", 2,
           kParamFlagsSup),
-    TextParam(),
+    LightNameText(14, 23, "Light Name Begins with"),
     Popup(15, 15, "Get Field Radius From", kFromChoices, 2, kParamFlagsSup),
     Popup(16, 16, "Get Fade Out From", kFromChoices, 1),
     Popup(17, 17, "Get Opacity From", kFromChoices, 1),
@@ -221,15 +212,7 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
             }
         }
     };
-    constexpr uint32_t kBlock = 4096;
-    const uint32_t first = range.start;
-    const int32_t blocks = end > first ? int32_t((end - first + kBlock - 1) / kBlock) : 0;
-    return SuiteCache(in)->iterate(blocks, [&](int32_t b) {
-        const uint32_t lo = first + uint32_t(b) * kBlock;
-        const uint32_t hi = std::min(end, lo + kBlock);
-        for (uint32_t i = lo; i < hi; ++i) element(i);
-        return PF_Err_NONE;
-    });
+    return ForEachElement(in, range.start, end, [&](uint32_t i) { element(i); });
 }
 
 uint64_t Hash(PF_InData* in, const FieldParams& p) {
@@ -246,23 +229,13 @@ uint64_t Hash(PF_InData* in, const FieldParams& p) {
     return h.value();
 }
 
+uint64_t HashOf(PF_InData* in) {
+    return Hash(in, Read(in));
+}
+
 PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(int16_t(CheckoutParam(in, kGroup).u.popup));
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            m.flags |= CheckoutParam(in, kTarget).u.popup == kTargetFaces ? kMsgTargetsFaces
-                                                                          : kMsgTargetsVertices;
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
-        case kObjMixHash:
-            MixHashInto(m, Hash(in, Read(in)));
-            return PF_Err_NONE;
-        default:
-            return Contribute(in, m);
-    }
+    static const EffectorHooks hooks{&kTable[kGroup], kTarget, &HashOf, &Contribute};
+    return EffectorMessage(in, m, hooks);
 }
 
 PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {

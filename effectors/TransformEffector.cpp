@@ -127,35 +127,27 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& msg) {
     const uint32_t end =
         std::min<uint32_t>(range.start + range.count, uint32_t(s.positions.size()));
     const bool withNormals = s.normals.size() >= end;
-    constexpr uint32_t kBlock = 4096;
-    const uint32_t first = range.start;
-    const int32_t blocks = end > first ? int32_t((end - first + kBlock - 1) / kBlock) : 0;
-    return SuiteCache(in)->iterate(blocks, [&](int32_t b) {
-        const uint32_t lo = first + uint32_t(b) * kBlock;
-        const uint32_t hi = std::min(end, lo + kBlock);
-        for (uint32_t i = lo; i < hi; ++i) {
-            Vec3f& p = s.positions[i];
-            const double at[3] = {p.x, p.y, p.z};
-            double out[4];
-            TransformPoint(m, at, out);
-            p = {float(out[0] / out[3]), float(out[1] / out[3]), float(out[2] / out[3])};
-            if (!withNormals) continue;
-            // Normals take the same linear part (not the inverse transpose): a non-uniform
-            // scale skews them.
-            Vec3f& n = s.normals[i];
-            const double dir[3] = {n.x, n.y, n.z};
-            TransformPoint(linear, dir, out);
-            double x = out[0] / out[3], y = out[1] / out[3], z = out[2] / out[3];
-            const double len2 = x * x + y * y + z * z;
-            if (len2 > 0) {
-                const double len = std::sqrt(len2);
-                x /= len;
-                y /= len;
-                z /= len;
-            }
-            n = {float(x), float(y), float(z)};
+    return ForEachElement(in, range.start, end, [&](uint32_t i) {
+        Vec3f& p = s.positions[i];
+        const double at[3] = {p.x, p.y, p.z};
+        double out[4];
+        TransformPoint(m, at, out);
+        p = {float(out[0] / out[3]), float(out[1] / out[3]), float(out[2] / out[3])};
+        if (!withNormals) return;
+        // Normals take the same linear part (not the inverse transpose): a non-uniform
+        // scale skews them.
+        Vec3f& n = s.normals[i];
+        const double dir[3] = {n.x, n.y, n.z};
+        TransformPoint(linear, dir, out);
+        double x = out[0] / out[3], y = out[1] / out[3], z = out[2] / out[3];
+        const double len2 = x * x + y * y + z * z;
+        if (len2 > 0) {
+            const double len = std::sqrt(len2);
+            x /= len;
+            y /= len;
+            z /= len;
         }
-        return PF_Err_NONE;
+        n = {float(x), float(y), float(z)};
     });
 }
 
@@ -167,22 +159,13 @@ uint64_t Hash(const TransformRecord& r) {
     return h.value();
 }
 
+uint64_t HashOf(PF_InData* in) {
+    return Hash(Read(in));
+}
+
 PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(int16_t(CheckoutParam(in, kGroup).u.popup));
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            m.flags |= kMsgTargetsVertices;
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
-        case kObjMixHash:
-            MixHashInto(m, Hash(Read(in)));
-            return PF_Err_NONE;
-        default:
-            return Contribute(in, m);
-    }
+    static const EffectorHooks hooks{&kTable[kGroup], 0, &HashOf, &Contribute};
+    return EffectorMessage(in, m, hooks);
 }
 
 // With a uniform scale the first scale reads "Scale" and the other two are hidden.
@@ -202,13 +185,7 @@ PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
 
 // Once per instance after it is opened, marked in its sequence record.
 PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
-    SuiteCache suites(in);
-    auto* record = static_cast<SequenceRecord*>(suites->lockHandle(in->sequence_data));
-    if (!record) return PF_Err_NONE;
-    const bool current = record->flags & kSeqFlagVisibilityCurrent;
-    record->flags |= kSeqFlagVisibilityCurrent;
-    suites->unlockHandle(in->sequence_data);
-    return current ? PF_Err_NONE : UpdateScaleTitle(in);
+    return MarkOnce(in, kSeqFlagVisibilityCurrent) ? UpdateScaleTitle(in) : PF_Err_NONE;
 }
 
 SubEffectHandlers MakeHandlers() {

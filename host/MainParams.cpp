@@ -147,13 +147,7 @@ PF_Err MainUserChangedParam(PF_InData* in_data, PF_OutData* /*out_data*/, PF_Par
 }
 
 PF_Err MainUpdateParamsUI(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[]) {
-    SuiteCache suites(in_data);
-    auto* record = static_cast<SequenceRecord*>(suites->lockHandle(in_data->sequence_data));
-    if (!record) return PF_Err_NONE;
-    const bool current = record->flags & kSeqFlagVisibilityCurrent;
-    record->flags |= kSeqFlagVisibilityCurrent;
-    suites->unlockHandle(in_data->sequence_data);
-    if (current) return PF_Err_NONE;
+    if (!MarkOnce(in_data, kSeqFlagVisibilityCurrent)) return PF_Err_NONE;
     return MainUserChangedParam(in_data, out_data, params, nullptr);
 }
 

@@ -83,6 +83,16 @@ constexpr ParamSpec Color(int32_t index, int32_t disk, const char* name, double 
     return s;
 }
 
+// A name filter: a text parameter of custom UI (arbitrary data, the effectors' text tag).
+constexpr ParamSpec LightNameText(int32_t index, int32_t disk, const char* name) {
+    ParamSpec s = Row(index, disk, PF_Param_ARBITRARY_DATA, name);
+    s.arbId = disk;
+    s.arbRefcon = 0x41535072;
+    s.uiWidth = 350;
+    s.uiHeight = 100;
+    return s;
+}
+
 constexpr ParamSpec GroupStart(int32_t index, int32_t disk, const char* name) {
     return Row(index, disk, PF_Param_GROUP_START, name);
 }

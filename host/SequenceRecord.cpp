@@ -194,6 +194,16 @@ bool ReadInstanceId(PF_InData* in_data, std::array<uint8_t, 16>& out) {
     return true;
 }
 
+bool MarkOnce(PF_InData* in_data, uint16_t flag) {
+    SuiteCache suites(in_data);
+    auto* record = static_cast<SequenceRecord*>(suites->lockHandle(in_data->sequence_data));
+    if (!record) return false;
+    const bool first = !(record->flags & flag);
+    record->flags |= flag;
+    suites->unlockHandle(in_data->sequence_data);
+    return first;
+}
+
 PF_Err MigrateLegacyText(PF_InData* in_data, int32_t paramIndex, const std::string& text) {
     SuiteCache suites(in_data);
     HostServices& host = suites.host();

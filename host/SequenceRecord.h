@@ -40,6 +40,10 @@ PF_Err ResetupSequence(PF_InData* in_data, PF_OutData* out_data);
 PF_Err FlattenSequence(PF_InData* in_data, PF_OutData* out_data);
 PF_Err SetdownSequence(PF_InData* in_data, PF_OutData* out_data);
 
+// Sets `flag` in the calling instance's record; true when it was clear until now, so that a
+// step runs once per instance (false too when the record cannot be locked).
+bool MarkOnce(PF_InData* in_data, uint16_t flag);
+
 // Moves legacy text into the text parameter `paramIndex` once (records older than 1.0.6).
 PF_Err MigrateLegacyText(PF_InData* in_data, int32_t paramIndex, const std::string& text);
 

@@ -140,13 +140,7 @@ PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
 }
 
 PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
-    SuiteCache suites(in);
-    auto* record = static_cast<SequenceRecord*>(suites->lockHandle(in->sequence_data));
-    if (!record) return PF_Err_NONE;
-    const bool current = record->flags & kSeqFlagVisibilityCurrent;
-    record->flags |= kSeqFlagVisibilityCurrent;
-    suites->unlockHandle(in->sequence_data);
-    return current ? PF_Err_NONE : UpdateVisibility(in);
+    return MarkOnce(in, kSeqFlagVisibilityCurrent) ? UpdateVisibility(in) : PF_Err_NONE;
 }
 
 SubEffectHandlers MakeHandlers() {
