@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "host/EffectTemplate.h"
 #include "host/SuiteCache.h"
 
 namespace tv {
@@ -34,6 +35,19 @@ PF_Err AddCurveParam(PF_InData* in_data, const ParamSpec& spec) {
     }
     if (err) host.disposeHandle(h);
     return err;
+}
+
+DistanceCurve ReadCurveParam(PF_InData* in_data, int32_t index, const DistanceCurve& fallback) {
+    const PF_Handle h = CheckoutParam(in_data, index).u.arbData;
+    if (!h) return fallback;
+    SuiteCache suites(in_data);
+    DistanceCurve c = fallback;
+    if (suites->handleSize(h) >= sizeof(DistanceCurve))
+        if (const void* bytes = suites->lockHandle(h)) {
+            std::memcpy(&c, bytes, sizeof c);
+            suites->unlockHandle(h);
+        }
+    return c;
 }
 
 }  // namespace tv

@@ -26,4 +26,7 @@ constexpr ParamSpec CurveParam(int32_t index, int32_t disk, const char* name,
 // parameter is added; on failure it is freed here.
 PF_Err AddCurveParam(PF_InData* in_data, const ParamSpec& spec);
 
+// The curve a parameter holds at the current time, or `fallback` when it holds no curve.
+DistanceCurve ReadCurveParam(PF_InData* in_data, int32_t index, const DistanceCurve& fallback);
+
 }  // namespace tv

@@ -1,5 +1,6 @@
 // "Tavrin Lines Renderer": joins each vertex to its nearest neighbours within a distance, with
 // opacity and thickness following two curves over distance; optionally from other frames.
+#include "renderers/HeldFrames.h"
 #include "renderers/LinesRenderer.h"
 
 #include <algorithm>
@@ -94,19 +95,6 @@ struct LinesParams {
     LinesFramePlan plan;
 };
 
-DistanceCurve ReadCurve(PF_InData* in, int32_t index, const DistanceCurve& fallback) {
-    const PF_Handle h = CheckoutParam(in, index).u.arbData;
-    if (!h) return fallback;
-    SuiteCache suites(in);
-    DistanceCurve c = fallback;
-    if (suites->handleSize(h) >= sizeof(DistanceCurve))
-        if (const void* bytes = suites->lockHandle(h)) {
-            std::memcpy(&c, bytes, sizeof c);
-            suites->unlockHandle(h);
-        }
-    return c;
-}
-
 LinesParams Read(PF_InData* in) {
     LinesParams p;
     SearchSettings& s = p.search;
@@ -123,8 +111,8 @@ LinesParams Read(PF_InData* in) {
     } else if (s.drawBetween == kOneGroup) {
         s.secondGroup = s.firstGroup;
     }
-    s.opacityCurve = ReadCurve(in, kOpacityCurve, DistanceCurve::DefaultOpacity());
-    s.thicknessCurve = ReadCurve(in, kThicknessCurve, DistanceCurve::DefaultThickness());
+    s.opacityCurve = ReadCurveParam(in, kOpacityCurve, DistanceCurve::DefaultOpacity());
+    s.thicknessCurve = ReadCurveParam(in, kThicknessCurve, DistanceCurve::DefaultThickness());
     p.thickness = float(CheckoutParam(in, kThickness).u.floatValue);
     const PF_Pixel8 c = CheckoutParam(in, kLinesColor).u.color;
     p.color[0] = c.red / 255.0f;
@@ -191,35 +179,17 @@ PF_Err Contribute(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
     SuiteCache suites(in);
     HostServices& host = suites.host();
     const LinesParams p = Read(in);
-    const ParallelFor parallel = [&host](int32_t count, const std::function<void(int32_t)>& job) {
-        host.iterate(count, [&job](int32_t i) {
-            job(i);
-            return PF_Err_NONE;
-        });
-    };
+    const ParallelFor parallel = HostParallel(host);
     ConnectionSet set;
     if (!(m.flags & kMsgNeedsLayers)) {
         if (p.calcMode != kLinesEveryFrame) {
-            const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
-            const AEGP_LayerH layer = host.effectLayer(self);
-            host.disposeEffect(self);
-            m.flags |= kMsgNeedsLayers;
-            for (int32_t t : FrameList(in, p)) {
-                const A_Time comp = host.convertLayerToCompTime(layer, A_Time{t, in->time_scale});
-                m.requestLayer(m.renders, host.layerId(layer), PackTime(comp));
-            }
+            // First pass: ask for the frames; the main effect sends the message again.
+            RequestHeldFrames(in, m, FrameList(in, p));
             return PF_Err_NONE;
         }
         ConnectionsOfGeometry(p.search, *m.geometry, set, parallel);
     } else {
-        uint32_t count = 0;
-        m.gatheredCount(m.renders, &count);
-        std::vector<GeometryStore*> stores;
-        for (uint32_t i = 0; i < count; ++i) {
-            ObjectMessage* g = nullptr;
-            m.gatheredAt(m.renders, int32_t(i), &g);
-            if (g) stores.push_back(g->geometry);
-        }
+        const std::vector<GeometryStore*> stores = HeldFrameStores(m);
         for (GeometryStore* s : stores)
             if (s->positions.size() != m.geometry->positions.size()) {
                 std::snprintf(out->return_msg, sizeof out->return_msg, "%s", kVertexCountMessage);
@@ -259,16 +229,7 @@ PF_Err Message(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
         case kObjMixHash: {
             const LinesParams p = Read(in);
             MixHashInto(m, Hash(p));
-            if (p.calcMode != kLinesEveryFrame) {
-                SuiteCache suites(in);
-                const AEGP_EffectRefH self = suites->effectFromInstance(0, in->effect_ref);
-                const AEGP_LayerH layer = suites->effectLayer(self);
-                suites->disposeEffect(self);
-                for (int32_t t : FrameList(in, p))
-                    m.addDependency(
-                        m.hash, layer,
-                        PackTime(suites->convertLayerToCompTime(layer, A_Time{t, in->time_scale})));
-            }
+            if (p.calcMode != kLinesEveryFrame) AddHeldFrameDependencies(in, m, FrameList(in, p));
             return PF_Err_NONE;
         }
         default:
@@ -277,25 +238,10 @@ PF_Err Message(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
 }
 
 PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
-    SuiteCache suites(in);
-    int32_t frameNum = CheckoutParam(in, kFrameNum).u.slider;
-    if (CheckoutParam(in, kFrameButton).u.checkbox) {
-        // The checkbox works as a button that captures the current frame.
-        const PF_ParamDef off = DefaultParamValue(kTable[kFrameButton]);
-        if (const PF_Err err = suites->setParamValue(in->effect_ref, kFrameButton, off)) return err;
-        frameNum = in->time_step ? in->current_time / in->time_step : 0;
-        PF_ParamDef frame = DefaultParamValue(kTable[kFrameNum]);
-        frame.u.slider = frameNum;
-        if (const PF_Err err = suites->setParamValue(in->effect_ref, kFrameNum, frame)) return err;
-    }
     const int32_t calc = CheckoutParam(in, kCalcMode).u.popup;
-    if (calc == kLinesOneFrame) {
-        // The button names the frame the lines are held at.
-        char label[32];
-        std::snprintf(label, sizeof label, "Frame %i", frameNum);
-        if (const PF_Err err = suites->setParamLabel(in->effect_ref, kFrameButton, label))
-            return err;
-    }
+    if (const PF_Err err =
+            UpdateFrameButton(in, kTable[kFrameButton], kTable[kFrameNum], calc == kLinesOneFrame))
+        return err;
     const int32_t between = CheckoutParam(in, kDrawBetween).u.popup;
     const std::pair<int32_t, bool> rules[] = {
         {kLinesOpacity, CheckoutParam(in, kOpacityFromVertices).u.checkbox != 0},

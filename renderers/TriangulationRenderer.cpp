@@ -12,6 +12,7 @@
 #include "host/SuiteCache.h"
 #include "params/ArbHandler.h"
 #include "params/CurveParam.h"
+#include "renderers/HeldFrames.h"
 #include "renderers/LinesRenderer.h"
 #include "renderers/Triangulation.h"
 #include "resources/EntryPoints.h"
@@ -94,19 +95,6 @@ struct TriangleParams {
     LinesFramePlan plan;
 };
 
-DistanceCurve ReadCurve(PF_InData* in, int32_t index, const DistanceCurve& fallback) {
-    const PF_Handle h = CheckoutParam(in, index).u.arbData;
-    if (!h) return fallback;
-    SuiteCache suites(in);
-    DistanceCurve c = fallback;
-    if (suites->handleSize(h) >= sizeof(DistanceCurve))
-        if (const void* bytes = suites->lockHandle(h)) {
-            std::memcpy(&c, bytes, sizeof c);
-            suites->unlockHandle(h);
-        }
-    return c;
-}
-
 TriangleParams Read(PF_InData* in) {
     TriangleParams p;
     TriangulationSettings& s = p.tri;
@@ -123,7 +111,7 @@ TriangleParams Read(PF_InData* in) {
         s.firstGroup = std::max(a, b);
         s.secondGroup = std::min(a, b);
     }
-    s.opacityCurve = ReadCurve(in, kOpacityCurve, DistanceCurve::DefaultOpacity());
+    s.opacityCurve = ReadCurveParam(in, kOpacityCurve, DistanceCurve::DefaultOpacity());
     p.colorMode = CheckoutParam(in, kColorMode).u.popup;
     const PF_Pixel8 c = CheckoutParam(in, kTrianglesColor).u.color;
     p.color[0] = c.red / 255.0f;
@@ -190,36 +178,17 @@ PF_Err Contribute(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
     SuiteCache suites(in);
     HostServices& host = suites.host();
     const TriangleParams p = Read(in);
-    const ParallelFor parallel = [&host](int32_t count, const std::function<void(int32_t)>& job) {
-        host.iterate(count, [&job](int32_t i) {
-            job(i);
-            return PF_Err_NONE;
-        });
-    };
+    const ParallelFor parallel = HostParallel(host);
     TriangleSet set;
     if (!(m.flags & kMsgNeedsLayers)) {
         if (p.calcMode != kLinesEveryFrame) {
             // First pass: ask for the frames; the main effect sends the message again.
-            const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
-            const AEGP_LayerH layer = host.effectLayer(self);
-            host.disposeEffect(self);
-            m.flags |= kMsgNeedsLayers;
-            for (int32_t t : FrameList(in, p)) {
-                const A_Time comp = host.convertLayerToCompTime(layer, A_Time{t, in->time_scale});
-                m.requestLayer(m.renders, host.layerId(layer), PackTime(comp));
-            }
+            RequestHeldFrames(in, m, FrameList(in, p));
             return PF_Err_NONE;
         }
         TrianglesOfGeometry(p.tri, *m.geometry, set, parallel, std::cout);
     } else {
-        uint32_t count = 0;
-        m.gatheredCount(m.renders, &count);
-        std::vector<GeometryStore*> stores;
-        for (uint32_t i = 0; i < count; ++i) {
-            ObjectMessage* g = nullptr;
-            m.gatheredAt(m.renders, int32_t(i), &g);
-            if (g) stores.push_back(g->geometry);
-        }
+        const std::vector<GeometryStore*> stores = HeldFrameStores(m);
         for (GeometryStore* s : stores)
             if (s->positions.size() != m.geometry->positions.size()) {
                 std::snprintf(out->return_msg, sizeof out->return_msg, "%s", kVertexCountMessage);
@@ -261,16 +230,7 @@ PF_Err Message(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
         case kObjMixHash: {
             const TriangleParams p = Read(in);
             MixHashInto(m, Hash(p));
-            if (p.calcMode != kLinesEveryFrame) {
-                SuiteCache suites(in);
-                const AEGP_EffectRefH self = suites->effectFromInstance(0, in->effect_ref);
-                const AEGP_LayerH layer = suites->effectLayer(self);
-                suites->disposeEffect(self);
-                for (int32_t t : FrameList(in, p))
-                    m.addDependency(
-                        m.hash, layer,
-                        PackTime(suites->convertLayerToCompTime(layer, A_Time{t, in->time_scale})));
-            }
+            if (p.calcMode != kLinesEveryFrame) AddHeldFrameDependencies(in, m, FrameList(in, p));
             return PF_Err_NONE;
         }
         default:
@@ -279,31 +239,17 @@ PF_Err Message(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
 }
 
 PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
-    SuiteCache suites(in);
-    int32_t frameNum = CheckoutParam(in, kFrameNum).u.slider;
-    if (CheckoutParam(in, kFrameButton).u.checkbox) {
-        // The checkbox works as a button that captures the current frame.
-        const PF_ParamDef off = DefaultParamValue(kTable[kFrameButton]);
-        if (const PF_Err err = suites->setParamValue(in->effect_ref, kFrameButton, off)) return err;
-        frameNum = in->time_step ? in->current_time / in->time_step : 0;
-        PF_ParamDef frame = DefaultParamValue(kTable[kFrameNum]);
-        frame.u.slider = frameNum;
-        if (const PF_Err err = suites->setParamValue(in->effect_ref, kFrameNum, frame)) return err;
-    }
     const int32_t calc = CheckoutParam(in, kCalcMode).u.popup;
-    if (calc == kLinesOneFrame) {
-        // The button names the frame the triangles are held at.
-        char label[32];
-        std::snprintf(label, sizeof label, "Frame %i", frameNum);
-        if (const PF_Err err = suites->setParamLabel(in->effect_ref, kFrameButton, label))
-            return err;
-    }
+    if (const PF_Err err =
+            UpdateFrameButton(in, kTable[kFrameButton], kTable[kFrameNum], calc == kLinesOneFrame))
+        return err;
     const int32_t mode = CheckoutParam(in, kRenderMode).u.popup;
     const int32_t between = CheckoutParam(in, kDrawBetween).u.popup;
     const bool nearest = mode == kNearestTriangles;
     // With one group the first group is the only one.
     const char* firstName = nearest && between == kOneGroup ? "Object Group" : "First Object Group";
-    if (const PF_Err err = suites->setParamName(in->effect_ref, kFirstGroup, firstName)) return err;
+    if (const PF_Err err = SuiteCache(in)->setParamName(in->effect_ref, kFirstGroup, firstName))
+        return err;
     const bool colorsFromVertices = CheckoutParam(in, kColorsFromVertices).u.checkbox != 0;
     const std::pair<int32_t, bool> rules[] = {
         {kMaxTriangles, !nearest},

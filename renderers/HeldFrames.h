@@ -1,0 +1,35 @@
+// What the renderers that can compute their result at other frames and hold it share: the
+// requests for the layer's geometry at those frames, what the frame key then depends on, and the
+// frame button.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "host/GeometryStore.h"
+#include "host/HostServices.h"
+#include "host/ObjectMessage.h"
+#include "host/ParamTable.h"
+#include "renderers/NeighbourSearch.h"
+
+namespace tv {
+
+// The host's parallel iteration as the searches take it.
+ParallelFor HostParallel(HostServices& host);
+
+// First pass: flags the message and asks for the calling layer's geometry at `times` (layer
+// ticks of the effect's time scale); the main effect gathers them and sends the message again.
+void RequestHeldFrames(PF_InData* in, ObjectMessage& m, const std::vector<int32_t>& times);
+
+// Second pass: the stores of the requested frames, in request order.
+std::vector<GeometryStore*> HeldFrameStores(ObjectMessage& m);
+
+// MixHash: the frame key depends on the calling layer at `times` as well.
+void AddHeldFrameDependencies(PF_InData* in, ObjectMessage& m, const std::vector<int32_t>& times);
+
+// The checkbox that works as a button: pressed, it captures the current frame into `frameNum`'s
+// parameter and springs back; while the result is held at one frame it reads "Frame N".
+PF_Err UpdateFrameButton(PF_InData* in, const ParamSpec& button, const ParamSpec& frameNum,
+                         bool holdingOneFrame);
+
+}  // namespace tv
