@@ -52,10 +52,15 @@ UsageMasks BuildUsageMasks(const std::vector<RenderItem>& items, size_t vertexCo
                 mark(masks.triangles, p.triples[i].c);
             }
         } else if (item.kind == kRenderBeams) {
+            // An end counts as used once the beam reaches it: the end a beam grows from as
+            // soon as any of it shows, the other only when it is whole.
             const auto& p = item.as<BeamsPayload>();
             for (uint32_t i = 0; i < p.beamCount; ++i) {
-                mark(masks.beams, p.pairs[i].a);
-                mark(masks.beams, p.pairs[i].b);
+                const float v = p.amounts ? p.amounts[i] : 1.0f;
+                const bool first = p.flipDirection ? v >= 1.0f : v > 0.0f;
+                const bool second = p.flipDirection ? v > 0.0f : v >= 1.0f;
+                if (first) mark(masks.beams, p.pairs[i].a);
+                if (second) mark(masks.beams, p.pairs[i].b);
             }
         }
     }
@@ -260,7 +265,8 @@ void BuildBeamPaths(const RenderItem& item, const GeometryStore& store,
             }
             at(amount, col, rad);
             point(path, e, col, rad);
-            lastTo = to;
+            // A beam cut short ends before its vertex, so the next one cannot join on.
+            lastTo = amount >= 1.0f ? to : -1;
             continue;
         }
         // Cubic with the control points moved along the bezier axis only.
@@ -276,7 +282,8 @@ void BuildBeamPaths(const RenderItem& item, const GeometryStore& store,
         };
         out.emplace_back();
         BeamPath& path = out.back();
-        const int32_t steps = std::max(p.bezierPoints, 1);
+        // No bezier points: no segments.
+        const int32_t steps = p.bezierPoints;
         for (int32_t k = 0; k < steps; ++k) {
             const double t1 = double(k) / steps, t2 = double(k + 1) / steps;
             if (t2 > amount) break;

@@ -1,22 +1,219 @@
-// "Tavrin Beams Renderer": Beams Renderer, Renders 3D Beams between Objects.
-// Its own logic is not built yet: it answers the host's commands, keeps its sequence record and
-// adds nothing to a frame.
+// "Tavrin Beams Renderer": beams along the lattice rows of the sources or between two groups,
+// fixed by structure, that can grow over time.
+#include <utility>
+
 #include "host/EffectTemplate.h"
+#include "host/ParamBuilders.h"
+#include "host/RenderPayloads.h"
+#include "host/SequenceRecord.h"
+#include "host/SuiteCache.h"
+#include "renderers/Beams.h"
 #include "resources/EntryPoints.h"
 
 namespace tv {
 
 namespace {
+
+using namespace params;
+
+enum : int32_t {
+    kBeamsType = 1,
+    kAxis = 2,
+    kLinesType = 3,
+    kFirstGroup = 4,
+    kSecondGroup = 5,
+    kTime = 6,
+    kFlipDirection = 7,
+    kJoinEnds = 8,
+    kRangeStart = 10,
+    kRangeEnd = 11,
+    kRangeOffset = 12,
+    kRandomize = 13,
+    kSeed = 14,
+    kBezierSettings = 16,
+    kBezierPoints = 17,
+    kStartCurve = 18,
+    kEndCurve = 19,
+    kBezierAxis = 20,
+    kStartThickness = 22,
+    kDummy = 23,
+    kEndThicknessOld = 25,
+    kEndThickness = 26,
+    kColorsFromVertices = 27,
+    kColor = 28,
+    kOpacityFromVertices = 29,
+    kOpacity = 30,
+    kScaleFromVertices = 31,
+    kPerspective = 32,
+    kGroup = 33,
+};
+
+constexpr const char* kTenGroups =
+    "Group 1|Group 2|Group 3|Group 4|Group 5|Group 6|Group 7|Group 8|Group 9|Group 10";
+
+// A group that is never shown: it keeps the parameter count of older projects.
+constexpr ParamSpec HiddenGroupStart(int32_t index, int32_t disk, const char* name) {
+    ParamSpec s = GroupStart(index, disk, name);
+    s.uiFlags = PF_PUI_INVISIBLE;
+    return s;
+}
+
+constexpr ParamSpec kTable[] = {
+    Row(0, 0, PF_Param_LAYER, "input"),
+    Popup(1, 27, "Beams Type", "Objects|Groups", 1, kParamFlagsSup),
+    Popup(2, 28, "Only on Axis", "X|Y|Z", 3, kParamFlagsSup),
+    Popup(3, 1, "Lines Type", "Straight Lines|Bezier Lines", 1, kParamFlagsSup),
+    Popup(4, 2, "First Group", kTenGroups, 1, kParamFlagsSup),
+    Popup(5, 3, "Second Group", kTenGroups, 2, kParamFlagsSup),
+    Float(6, 4, "Time", 100, 0, 100, 0, 100, 1),
+    Row(7, 5, PF_Param_CHECKBOX, "Flip Direction", 0),
+    Row(8, 30, PF_Param_CHECKBOX, "Join Ends", 0),
+    GroupStart(9, 6, "Range Selector"),
+    Float(10, 7, "Range Start", 0, 0, 100, 0, 100, 2),
+    Float(11, 8, "Range End", 100, 0, 100, 0, 100, 2),
+    Float(12, 9, "Range Offset", 0, -100, 100, -100, 100, 2),
+    Row(13, 10, PF_Param_CHECKBOX, "Randomize", 0),
+    Int(14, 11, "Random Seed", 10, 0, 30000, 0, 100),
+    GroupEnd(15, 12),
+    GroupStart(16, 13, "Bezier Settings"),
+    Int(17, 14, "Bezier Points", 100, 0, 10000000, 0, 100),
+    Float(18, 15, "Start Curve", 1, -1000000, 1000000, 0, 2, 3),
+    Float(19, 16, "End Curve", -1, -1000000, 1000000, 0, 2, 3),
+    Popup(20, 17, "Bezier Axis", "X Axis|Y Axis|Z Axis", 2),
+    GroupEnd(21, 18),
+    Float(22, 19, "Start Thickness", 2, 0, 1000, 0, 100, 2),
+    HiddenGroupStart(23, 31, "DUMMY"),
+    GroupEnd(24, 20),
+    // Shares disk id 20 with the group end above; saved projects depend on it.
+    Float(25, 20, "End Thickness (old)", 2, 0, 1000, 0, 100, 2),
+    Float(26, 32, "End Thickness", 2, 0, 1000, 0, 100, 2),
+    Row(27, 21, PF_Param_CHECKBOX, "Get Colors From Vertices", 1, kParamFlagsSup),
+    Color(28, 22, "Beams Color", 1, 1, 1),
+    Row(29, 23, PF_Param_CHECKBOX, "Get Opacity From Vertices", 1, kParamFlagsSup),
+    Fixed(30, 24, "Beams Opacity", 50, 0, 100, 0, 100, 1),
+    Row(31, 25, PF_Param_CHECKBOX, "Get Scale From Vertices", 1, kParamFlagsSup),
+    Row(32, 26, PF_Param_CHECKBOX, "Perspective Aware", 1),
+    Popup(33, 29, "Effect Only Group", kGroupChoicesAll, 12, kParamFlagsSup),
+};
+
+// Projects made before "End Thickness" was split off (records converted from the older format)
+// keep reading it from the old control.
+bool OldThicknessControl(PF_InData* in) {
+    SuiteCache suites(in);
+    bool old = false;
+    if (auto* record = static_cast<const SequenceRecord*>(suites->lockHandle(in->sequence_data))) {
+        old = (record->flags & kSeqFlagFromV2) != 0;
+        suites->unlockHandle(in->sequence_data);
+    }
+    return old;
+}
+
+BeamsRecord Read(PF_InData* in) {
+    auto popup = [in](int32_t i) { return CheckoutParam(in, i).u.popup; };
+    auto on = [in](int32_t i) { return CheckoutParam(in, i).u.checkbox != 0; };
+    auto number = [in](int32_t i) { return CheckoutParam(in, i).u.floatValue; };
+    BeamsRecord r;
+    r.beamsType = popup(kBeamsType);
+    r.axis = popup(kAxis);
+    r.linesType = popup(kLinesType);
+    r.firstGroup = popup(kFirstGroup);
+    r.secondGroup = popup(kSecondGroup);
+    r.time = number(kTime) / 100.0;
+    r.flipDirection = on(kFlipDirection);
+    r.joinEnds = on(kJoinEnds);
+    r.rangeStart = number(kRangeStart) / 100.0;
+    r.rangeEnd = number(kRangeEnd) / 100.0;
+    r.rangeOffset = number(kRangeOffset) / 100.0;
+    r.randomize = on(kRandomize);
+    r.randomSeed = CheckoutParam(in, kSeed).u.slider;
+    r.bezierPoints = CheckoutParam(in, kBezierPoints).u.slider;
+    r.startCurve = float(number(kStartCurve));
+    r.endCurve = float(number(kEndCurve));
+    r.bezierAxis = popup(kBezierAxis);
+    r.startThickness = float(number(kStartThickness));
+    r.endThickness = float(number(OldThicknessControl(in) ? kEndThicknessOld : kEndThickness));
+    r.getColors = on(kColorsFromVertices);
+    r.getOpacity = on(kOpacityFromVertices);
+    r.getScale = on(kScaleFromVertices);
+    r.perspective = on(kPerspective);
+    const PF_Pixel8 c = CheckoutParam(in, kColor).u.color;
+    r.color[0] = c.red / 255.0f;
+    r.color[1] = c.green / 255.0f;
+    r.color[2] = c.blue / 255.0f;
+    r.color[3] = float(CheckoutParam(in, kOpacity).u.fixed / 65536.0 / 100.0);
+    r.group = popup(kGroup);
+    r.bezier = r.linesType == 2;
+    return r;
+}
+
+PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
+    const BeamsRecord r = Read(in);
+    const BeamSet set = BuildBeams(r, *m.geometry);
+    RenderItem item;
+    item.kind = kRenderBeams;
+    FillBeamsPayload(set, r, item.as<BeamsPayload>());
+    m.pushRenderItem(m.renders, &item);
+    return PF_Err_NONE;
+}
+
+PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
+    switch (m.command) {
+        case kObjGetGroup:
+            m.setPayloadGroup(int16_t(CheckoutParam(in, kGroup).u.popup));
+            return PF_Err_NONE;
+        case kObjGetTarget:
+            return PF_Err_NONE;
+        case kObjSetGroup:
+            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
+        case kObjMixHash:
+            MixHashInto(m, BeamsHash(Read(in)));
+            return PF_Err_NONE;
+        default:
+            return Contribute(in, m);
+    }
+}
+
+PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+    const BeamsRecord r = Read(in);
+    const bool objects = r.beamsType != kBeamsGroups;
+    const bool old = OldThicknessControl(in);
+    const std::pair<int32_t, bool> rules[] = {
+        {kOpacity, r.getOpacity},
+        {kColor, r.getColors},
+        {kSeed, !r.randomize},
+        {kBezierSettings, !(r.beamsType == kBeamsGroups && r.linesType == 2)},
+        {kLinesType, objects},
+        {kFirstGroup, objects},
+        {kSecondGroup, objects},
+        {kAxis, !objects},
+        {kGroup, !objects},
+        {kJoinEnds, !objects},
+        {kDummy, true},
+        {kEndThickness, old},
+        {kEndThicknessOld, !old},
+    };
+    for (const auto& [index, hidden] : rules)
+        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
+    return PF_Err_NONE;
+}
+
+PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
+    return Visibility(in, out, params, nullptr);
+}
+
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
-
+    h.message = &Message;
+    h.userChangedParam = &Visibility;
+    h.updateParamsUI = &UpdateUI;
     return h;
 }
 const SubEffectHandlers kHandlers = MakeHandlers();
+
 }  // namespace
 
 ParamTable BeamsRenderParams() {
-    return {};
+    return kTable;
 }
 
 PF_Err BeamsRenderEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,

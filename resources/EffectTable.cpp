@@ -64,7 +64,7 @@ const EffectInfo kEffects[] = {
      "Lines Renderer, Renders 3D Lines.", true, &TriangleRenderParams},
     {17, "Tavrin Beams Renderer", "KDL TAVRREN Beams", "BeamsRenderEntryPointFunc",
      &BeamsRenderEntryPointFunc, 0x200000, 0x1401, EffectRole::Renderer,
-     "Beams Renderer, Renders 3D Beams.", false, &BeamsRenderParams},
+     "Beams Renderer, Renders 3D Beams.", true, &BeamsRenderParams},
     {18, "Tavrin Instances Object", "KDL TAVRSRC Instances", "InstanceSourceEntryPointFunc",
      &InstanceSourceEntryPointFunc, 0x200004, 0x1401, EffectRole::Source,
      "Creates Instances from Existing Tavrin Objects", false, &InstanceSourceParams},
