@@ -1,4 +1,5 @@
-// End to end: the bundled example rendered small, against committed reference images.
+// End to end: the bundled example rendered small and the example documents as the command line
+// renders them, against committed reference images.
 // Set TAVRIN_UPDATE_REFS=1 to rewrite the references (then look at them before committing).
 #include <gtest/gtest.h>
 #include <OpenImageIO/imageio.h>
@@ -106,6 +107,16 @@ TEST(EndToEnd, NoisyCubeExample) {
 TEST(EndToEnd, LitLatticeExample) {
     ExpectMatchesReference(RenderDocument("lit-lattice.json", 30), "lit-lattice_0030.png", 8,
                            2.0f / 255, 0.1f / 255);
+}
+
+TEST(EndToEnd, TrianglesExample) {
+    ExpectMatchesReference(RenderDocument("triangles.json", 0), "triangles_0000.png", 8, 2.0f / 255,
+                           0.1f / 255);
+}
+
+TEST(EndToEnd, BeamsExample) {
+    ExpectMatchesReference(RenderDocument("beams.json", 0), "beams_0000.png", 8, 2.0f / 255,
+                           0.1f / 255);
 }
 
 TEST(EndToEnd, OneThreadAndAllThreadsGiveIdenticalPixels) {
