@@ -42,6 +42,10 @@ struct HostCameraMatrix {
 inline constexpr int32_t AEGP_ObjectType_LIGHT = 1;
 inline constexpr int32_t AEGP_ObjectType_CAMERA = 2;
 inline constexpr int32_t AEGP_LightType_POINT = 2;
+inline constexpr int32_t AEGP_ObjectType_AV = 0;
+inline constexpr int32_t AEGP_ObjectType_TEXT = 3;
+inline constexpr int32_t AEGP_LightType_SPOT = 1;
+inline constexpr uint32_t AEGP_LayerFlag_NULL_LAYER = 0x8000;
 
 class HostServices {
   public:
@@ -88,6 +92,10 @@ class HostServices {
     virtual std::string layerName(AEGP_LayerH) { ThrowMissingService(); }
     virtual AEGP_ItemH layerSourceItem(AEGP_LayerH) { ThrowMissingService(); }
     virtual AEGP_ItemType itemType(AEGP_ItemH) { ThrowMissingService(); }
+    // A solid item's colour, straight R, G, B in 0..1; fails for other items.
+    virtual void itemSolidColor(AEGP_ItemH, float[3]) { ThrowMissingService(); }
+    // The layer's parent layer; 0 when it has none.
+    virtual AEGP_LayerH layerParent(AEGP_LayerH) { ThrowMissingService(); }
     virtual AEGP_CompH compFromItem(AEGP_ItemH) { ThrowMissingService(); }
     virtual int32_t compNumLayers(AEGP_CompH) { ThrowMissingService(); }
     virtual AEGP_LayerH compLayerByIndex(AEGP_CompH, int32_t) { ThrowMissingService(); }
@@ -108,7 +116,8 @@ class HostServices {
     // Film size units (1 horizontal, 2 vertical, 3 diagonal) and size.
     virtual void cameraFilmSize(AEGP_LayerH, int32_t*, double*) { ThrowMissingService(); }
     virtual int32_t cameraType(AEGP_LayerH) { ThrowMissingService(); }  // 0 persp., 1 ortho.
-    // A layer stream's value at a comp time (stream numbers of the host: 11 zoom, 12 depth of
+    // A layer stream's value at a comp time (stream numbers of the host: 0 anchor point, the
+    // point of interest for lights and cameras, 4 opacity, 11 zoom, 12 depth of
     // field, 13 focus distance, 14 aperture, 15 blur level, 16 intensity, 17 colour, 20 shadow
     // darkness, 21 shadow diffusion).
     virtual void layerStreamValue(AEGP_LayerH, int32_t, const A_Time&, double[4]) {

@@ -30,7 +30,7 @@ const EffectInfo kEffects[] = {
      &LightSourceEntryPointFunc, 0x208014, 0x1401, EffectRole::Source,
      "Layer Object Source, Create a Tavrin from the Point Lights/3D Nulls/3D Layers in the "
      "Composition.",
-     false, &LightSourceParams},
+     true, &LightSourceParams},
     {7, "Tavrin Path Object", "KDL TAVRSRC Paths", "PathSourceEntryPointFunc",
      &PathSourceEntryPointFunc, 0x208010, 0x1401, EffectRole::Source,
      "Path Source, Create a Tavrin from the paths in the Layer.", false, &PathSourceParams},

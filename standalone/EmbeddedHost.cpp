@@ -15,6 +15,7 @@
 
 #include "host/ParamHash.h"
 #include "standalone/CompRenderer.h"
+#include "standalone/Transform.h"
 
 namespace tv::standalone {
 
@@ -581,6 +582,7 @@ uint32_t EmbeddedHost::layerFlags(AEGP_LayerH layerH) {
     if (layer->motionBlur) flags |= AEGP_LayerFlag_MOTION_BLUR;
     if (layer->collapse) flags |= AEGP_LayerFlag_COLLAPSE;
     if (layer->is3D) flags |= AEGP_LayerFlag_LAYER_IS_3D;
+    if (layer->kind == LayerKind::Null) flags |= AEGP_LayerFlag_NULL_LAYER;
     return flags;
 }
 
@@ -602,6 +604,20 @@ AEGP_ItemType EmbeddedHost::itemType(AEGP_ItemH item) {
     const Layer* layer = layerByUid(item);
     if (!layer) return AEGP_ItemType_NONE;
     return layer->kind == LayerKind::Solid ? AEGP_ItemType_SOLID : AEGP_ItemType_FOOTAGE;
+}
+
+void EmbeddedHost::itemSolidColor(AEGP_ItemH item, float rgb[3]) {
+    const Layer* layer = compByUid(item) ? nullptr : layerByUid(item);
+    if (!layer || layer->kind != LayerKind::Solid) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
+    for (int i = 0; i < 3; ++i) rgb[i] = layer->solidColor[i];
+}
+
+AEGP_LayerH EmbeddedHost::layerParent(AEGP_LayerH layerH) {
+    const Layer* layer = layerByUid(layerH);
+    if (!layer) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
+    if (layer->parent == 0) return 0;
+    const Layer* parent = LayerById(*compOfLayer(*layer), layer->parent);
+    return parent ? parent->uid : 0;
 }
 
 AEGP_CompH EmbeddedHost::compFromItem(AEGP_ItemH item) {

@@ -29,6 +29,16 @@ const Layer* ActiveCamera(const Comp& comp, double seconds) {
     return nullptr;
 }
 
+// Stream 0: a light's or camera's point of interest, else the anchor point with the defaults of
+// LayerToParent (the centre; a null's corner).
+std::array<double, 4> AnchorOrPointOfInterest(const Layer& layer, double seconds) {
+    if (layer.kind == LayerKind::Light) return layer.light.pointOfInterest.at(seconds);
+    if (layer.kind == LayerKind::Camera) return layer.camera.pointOfInterest.at(seconds);
+    if (layer.transform.set) return layer.transform.anchor.at(seconds);
+    if (layer.kind == LayerKind::Null) return {0, 0, 0, 0};
+    return {layer.width / 2.0, layer.height / 2.0, 0, 0};
+}
+
 }  // namespace
 
 HostCameraMatrix EmbeddedHost::effectCameraMatrix(PF_ProgPtr effectRef, const A_Time& time) {
@@ -81,6 +91,12 @@ void EmbeddedHost::layerStreamValue(AEGP_LayerH layerH, int32_t stream, const A_
     const double s = TimeToSeconds(time);
     std::array<double, 4> v{};
     switch (stream) {
+        case 0:
+            v = AnchorOrPointOfInterest(*layer, s);
+            break;
+        case 4:
+            v = layer->transform.set ? layer->transform.opacity.at(s) : std::array<double, 4>{100};
+            break;
         case 11:
             v = layer->camera.zoom.at(s);
             break;
@@ -125,7 +141,8 @@ int32_t EmbeddedHost::layerObjectType(AEGP_LayerH layerH) {
     if (!layer) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
     if (layer->kind == LayerKind::Light) return AEGP_ObjectType_LIGHT;
     if (layer->kind == LayerKind::Camera) return AEGP_ObjectType_CAMERA;
-    return 0;
+    if (layer->kind == LayerKind::Text) return AEGP_ObjectType_TEXT;
+    return AEGP_ObjectType_AV;
 }
 
 int32_t EmbeddedHost::layerLightType(AEGP_LayerH layerH) {

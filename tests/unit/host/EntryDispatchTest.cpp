@@ -107,15 +107,16 @@ TEST(EntryDispatch, QueryDynamicFlagsComparesMajorAndMinorIndependently) {
     EXPECT_EQ(out.out_flags, main.outFlags & ~0x4u);
     EXPECT_EQ(out.out_flags2, main.outFlags2 & ~0x4u);
 
-    const EffectInfo& lights = EffectTable()[5];  // has NON_PARAM_VARY and 3D camera bits
-    ASSERT_EQ(query(lights, 13, 28, out), 0);
-    EXPECT_EQ(out.out_flags, lights.outFlags & ~0x4u);
-    EXPECT_EQ(out.out_flags2, lights.outFlags2 & ~0x6u);
+    // A sub-effect whose flags follow the shared rule alone, with NON_PARAM_VARY set.
+    const EffectInfo& sub = EffectTable()[3];
+    ASSERT_EQ(query(sub, 13, 28, out), 0);
+    EXPECT_EQ(out.out_flags, sub.outFlags & ~0x4u);
+    EXPECT_EQ(out.out_flags2, sub.outFlags2 & ~0x6u);
 
     // API 14.0: the minor number fails the test, so nothing is cleared.
-    ASSERT_EQ(query(lights, 14, 0, out), 0);
-    EXPECT_EQ(out.out_flags, lights.outFlags);
-    EXPECT_EQ(out.out_flags2, lights.outFlags2);
+    ASSERT_EQ(query(sub, 14, 0, out), 0);
+    EXPECT_EQ(out.out_flags, sub.outFlags);
+    EXPECT_EQ(out.out_flags2, sub.outFlags2);
     ASSERT_EQ(query(main, 12, 9, out), 0);
     EXPECT_EQ(out.out_flags, main.outFlags);
 
