@@ -70,7 +70,7 @@ const EffectInfo kEffects[] = {
      "Creates Instances from Existing Tavrin Objects", false, &InstanceSourceParams},
     {19, "Tavrin Legacy Renderer", "KDL TAVRUS", "LegacyRenderEntryPointFunc",
      &LegacyRenderEntryPointFunc, 0x200000, 0x1400, EffectRole::Renderer,
-     "Legacy Renderer, preserves compatibility with older versions.", false, &LegacyRenderParams},
+     "Legacy Renderer, preserves compatibility with older versions.", true, &LegacyRenderParams},
     {20, "Tavrin Sound Effector", "KDL TAVREFF Sound Effector", "SoundEntryPointFunc",
      &SoundEntryPointFunc, 0x308010, 0x1401, EffectRole::Effector,
      "Sound Effector, Applies Sound Waveforms to Points.", false, &SoundParams},
