@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "host/HostTypes.h"
 #include "host/ParamTable.h"
@@ -92,6 +93,9 @@ class HostServices {
     virtual std::string layerName(AEGP_LayerH) { ThrowMissingService(); }
     virtual AEGP_ItemH layerSourceItem(AEGP_LayerH) { ThrowMissingService(); }
     virtual AEGP_ItemType itemType(AEGP_ItemH) { ThrowMissingService(); }
+    // A footage item's files: the one file, or every file of a numbered sequence in frame order;
+    // empty when the item is not file footage.
+    virtual std::vector<std::string> footageFiles(AEGP_ItemH) { ThrowMissingService(); }
     // A solid item's colour, straight R, G, B in 0..1; fails for other items.
     virtual void itemSolidColor(AEGP_ItemH, float[3]) { ThrowMissingService(); }
     // The layer's parent layer; 0 when it has none.

@@ -36,7 +36,7 @@ const EffectInfo kEffects[] = {
      "Path Source, Create a Tavrin from the paths in the Layer.", false, &PathSourceParams},
     {8, "Tavrin OBJ Object", "KDL TAVRSRC OBJ", "OBJSourceEntryPointFunc", &OBJSourceEntryPointFunc,
      0x200004, 0x1401, EffectRole::Source,
-     "OBJ File Source, Create a Tavrin from the points in the OBJ File.", false, &OBJSourceParams},
+     "OBJ File Source, Create a Tavrin from the points in the OBJ File.", true, &OBJSourceParams},
     {9, "Tavrin Color Map", "KDL TAVREFF Color Map", "ColorMapEffectorEntryPointFunc",
      &ColorMapEffectorEntryPointFunc, 0x200000, 0x1401, EffectRole::Effector,
      "Color Map Effector, Applies Color Map to Position/Scale/Color of Particles.", true,

@@ -1,22 +1,228 @@
-// "Tavrin OBJ Object": OBJ File Source, Create a Tavrin from the points in the OBJ File.
-// Its own logic is not built yet: it answers the host's commands, keeps its sequence record and
-// adds nothing to a frame.
+// "Tavrin OBJ Object": OBJ File Source, Create a Tavrin from the points in the OBJ File. The file
+// is the footage of the layer chosen by "OBJ Layer": one mesh, or one file per frame.
+#include <sstream>
+#include <string>
+#include <vector>
+
 #include "host/EffectTemplate.h"
+#include "host/ParamBuilders.h"
+#include "host/SequenceRecord.h"
+#include "host/SuiteCache.h"
 #include "resources/EntryPoints.h"
+#include "sources/ObjGenerate.h"
 
 namespace tv {
 
 namespace {
+
+using namespace params;
+
+enum : int32_t {
+    kLayer = 1,
+    kIsSequence = 2,
+    kAfterSequence = 3,
+    kResolution = 4,
+    kCenterXY = 6,
+    kCenterZ = 7,
+    kInvertX = 8,
+    kInvertY = 9,
+    kInvertZ = 10,
+    kUniformScale = 11,
+    kScaleX = 12,
+    kScaleY = 13,
+    kScaleZ = 14,
+    kRotateX = 15,
+    kRotateY = 16,
+    kRotateZ = 17,
+    kColor = 19,
+    kOpacity = 20,
+    kImportFacets = 21,
+    kTextureMode = 22,
+    kGroup = 23,
+};
+
+constexpr uint32_t kParamFlagStartCollapsed = 0x1;
+constexpr uint32_t kStatic = PF_ParamFlag_CANNOT_TIME_VARY;
+
+constexpr ParamSpec Checkbox(int32_t index, int32_t disk, const char* name, bool on,
+                             uint32_t flags = 0) {
+    return Row(index, disk, PF_Param_CHECKBOX, name, on ? 1 : 0, flags);
+}
+
+// A slider shown in percent.
+constexpr ParamSpec Percent(ParamSpec s) {
+    s.unit = ParamUnit::Percent;
+    return s;
+}
+
+constexpr ParamSpec kTable[] = {
+    Row(0, 0, PF_Param_LAYER, "input"),
+    Row(1, 26, PF_Param_LAYER, "OBJ Layer", 0, kParamFlagsSup),
+    Checkbox(2, 3, "Obj Sequence", false, kStatic),
+    Popup(3, 4, "After OBJ Sequence Ends",
+          "Do Nothing|Loop Sequence|Ping Pong Sequence|Freeze Last Frame", 4, kStatic),
+    Fixed(4, 5, "OBJ Resolution", 100, 0, 100, 0, 100, 1),
+    GroupStart(5, 7, "Transform OBJ"),
+    PointPercent(6, 8, "OBJ XY Location", 50, 50),
+    Float(7, 9, "OBJ Z Location", 1, -1000000, 1000000, -100, 100, 1),
+    Checkbox(8, 23, "Invert X", false),
+    Checkbox(9, 24, "Invert Y", false),
+    Checkbox(10, 25, "Invert Z", false),
+    Checkbox(11, 10, "Uniform Scale", true, kParamFlagsSup),
+    Percent(Float(12, 11, "OBJ X Scale", 100, -1000000, 1000000, -1000, 1000, 1)),
+    // The default lies above the slider range, on purpose.
+    Percent(Float(13, 12, "OBJ Y Scale", 100, -100000, 100000, -100, 100, 1)),
+    Percent(Float(14, 13, "OBJ Z Scale", 100, -100000, 100000, -100, 100, 1)),
+    Angle(15, 14, "X Rotate"),
+    Angle(16, 15, "Y Rotate"),
+    Angle(17, 16, "Z Rotate"),
+    GroupEnd(18, 17),
+    Color(19, 18, "Color", 1, 1, 1),
+    Fixed(20, 19, "Opacity", 50, 0, 100, 0, 100, 1),
+    // A new instance starts without facets.
+    Checkbox(21, 22, "Import Facets", false, kParamFlagsSup | kParamFlagStartCollapsed),
+    Popup(22, 27, "Texture Coordinates",
+          "Import from OBJ|Generate based on Position|Generate based on ID", 1,
+          kParamFlagsSup | kParamFlagStartCollapsed),
+    Popup(23, 20, "Group", kGroupChoicesNone, 12, kParamFlagsSup),
+};
+static_assert(sizeof kTable / sizeof kTable[0] == 24);
+
+bool Checked(PF_InData* in, int32_t index) {
+    return CheckoutParam(in, index).u.checkbox != 0;
+}
+
+// The file of this frame: the footage of the chosen layer, or one file of its sequence. Empty
+// when no layer is chosen, it has no files, or the sequence has ended ("Do Nothing").
+std::string FrameFile(PF_InData* in, uint32_t layerId, int32_t afterSequence) {
+    if (layerId == 0) return {};
+    SuiteCache suites(in);
+    HostServices& host = suites.host();
+    try {
+        const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
+        const AEGP_LayerH own = host.effectLayer(self);
+        host.disposeEffect(self);
+        const AEGP_LayerH layer = host.layerFromLayerId(host.layerParentComp(own), layerId);
+        if (!layer) return {};
+        const std::vector<std::string> files = host.footageFiles(host.layerSourceItem(layer));
+        const int32_t n = int32_t(files.size());
+        if (n == 0) return {};
+        if (n == 1) return files[0];
+        const int64_t frame = in->time_step > 0 ? int64_t(in->current_time) / in->time_step : 0;
+        const int32_t index = ObjSequenceIndex(frame, n, afterSequence);
+        return index < 0 ? std::string() : files[size_t(index)];
+    } catch (const HostErrorCode&) {
+        return {};
+    }
+}
+
+ObjSettings ReadSettings(PF_InData* in) {
+    ObjSettings s;
+    s.uniformScale = Checked(in, kUniformScale);
+    s.invert[0] = Checked(in, kInvertX);
+    s.invert[1] = Checked(in, kInvertY);
+    s.invert[2] = Checked(in, kInvertZ);
+    const int32_t scaleParams[3] = {kScaleX, kScaleY, kScaleZ};
+    for (int a = 0; a < 3; ++a) {
+        s.scale[a] =
+            CheckoutParam(in, s.uniformScale ? kScaleX : scaleParams[a]).u.floatValue / 100.0;
+        if (s.invert[a]) s.scale[a] = -s.scale[a];
+    }
+    s.rotation[0] = CheckoutParam(in, kRotateX).u.fixed / 65536.0;
+    s.rotation[1] = CheckoutParam(in, kRotateY).u.fixed / 65536.0;
+    s.rotation[2] = CheckoutParam(in, kRotateZ).u.fixed / 65536.0;
+    const PF_ParamDef center = CheckoutParam(in, kCenterXY);
+    s.center[0] = float(center.u.point[0] / 65536.0 * in->downsample_x.den / in->downsample_x.num);
+    s.center[1] = float(center.u.point[1] / 65536.0 * in->downsample_y.den / in->downsample_y.num);
+    s.center[2] = float(CheckoutParam(in, kCenterZ).u.floatValue);
+    s.resolution = CheckoutParam(in, kResolution).u.fixed / 65536.0 / 100.0;
+    s.importFacets = Checked(in, kImportFacets);
+    s.isSequence = Checked(in, kIsSequence);
+    s.afterSequence = CheckoutParam(in, kAfterSequence).u.popup;
+    s.textureMode = CheckoutParam(in, kTextureMode).u.popup;
+    s.group = CheckoutParam(in, kGroup).u.popup;
+    const PF_Pixel8 color = CheckoutParam(in, kColor).u.color;
+    s.color[0] = color.red / 255.0f;
+    s.color[1] = color.green / 255.0f;
+    s.color[2] = color.blue / 255.0f;
+    s.color[3] = float(CheckoutParam(in, kOpacity).u.fixed / 65536.0 / 100.0);
+    s.layerId = uint32_t(CheckoutParam(in, kLayer).u.layerId);
+    s.path = FrameFile(in, s.layerId, s.afterSequence);
+    return s;
+}
+
+// The mesh of this frame; the reader's messages become the host's diagnostic lines.
+ObjMesh Build(PF_InData* in, const ObjSettings& s) {
+    std::ostringstream log;
+    ObjMesh mesh = BuildObj(s, log);
+    std::istringstream lines(log.str());
+    try {
+        SuiteCache suites(in);
+        for (std::string line; std::getline(lines, line);) suites->diagnostic(line);
+    } catch (const HostErrorCode&) {
+        // A host without a console loses the messages, not the mesh.
+    }
+    return mesh;
+}
+
+PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
+    switch (m.command) {
+        case kObjGetGroup:
+            m.setPayloadGroup(static_cast<int16_t>(CheckoutParam(in, kGroup).u.popup));
+            return PF_Err_NONE;
+        case kObjGetTarget:
+            return PF_Err_NONE;
+        case kObjSetGroup:
+            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
+        case kObjMixHash:
+            MixHashInto(m, ObjHash(ReadSettings(in)));
+            return PF_Err_NONE;
+        default: {
+            const ObjSettings s = ReadSettings(in);
+            m.setPayloadInt(0);
+            m.setPayloadGroup(static_cast<int16_t>(s.group));
+            AppendObj(s, Build(in, s), *m.geometry);
+            return PF_Err_NONE;
+        }
+    }
+}
+
+// With a uniform scale the first scale reads "OBJ Scale" and the other two are hidden; the
+// sequence box stays hidden (the import sets it) and its end behaviour shown.
+PF_Err UpdateVisibility(PF_InData* in) {
+    const bool uniform = Checked(in, kUniformScale);
+    SuiteCache suites(in);
+    if (const PF_Err err =
+            suites->setParamName(in->effect_ref, kScaleX, uniform ? "OBJ Scale" : "OBJ X Scale"))
+        return err;
+    const std::pair<int32_t, bool> hidden[] = {
+        {kScaleY, uniform}, {kScaleZ, uniform}, {kIsSequence, true}, {kAfterSequence, false}};
+    for (const auto& [index, hide] : hidden)
+        if (const PF_Err err = ShowParameter(in, index, hide)) return err;
+    return PF_Err_NONE;
+}
+
+PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+    return UpdateVisibility(in);
+}
+
+PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
+    return MarkOnce(in, kSeqFlagVisibilityCurrent) ? UpdateVisibility(in) : PF_Err_NONE;
+}
+
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
-
+    h.message = &Message;
+    h.userChangedParam = &UserChanged;
+    h.updateParamsUI = &UpdateUI;
     return h;
 }
 const SubEffectHandlers kHandlers = MakeHandlers();
+
 }  // namespace
 
 ParamTable OBJSourceParams() {
-    return {};
+    return kTable;
 }
 
 PF_Err OBJSourceEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,

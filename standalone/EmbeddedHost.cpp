@@ -606,6 +606,12 @@ AEGP_ItemType EmbeddedHost::itemType(AEGP_ItemH item) {
     return layer->kind == LayerKind::Solid ? AEGP_ItemType_SOLID : AEGP_ItemType_FOOTAGE;
 }
 
+std::vector<std::string> EmbeddedHost::footageFiles(AEGP_ItemH item) {
+    const Layer* layer = compByUid(item) ? nullptr : layerByUid(item);
+    if (!layer) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
+    return layer->kind == LayerKind::Obj ? layer->objFiles : std::vector<std::string>{};
+}
+
 void EmbeddedHost::itemSolidColor(AEGP_ItemH item, float rgb[3]) {
     const Layer* layer = compByUid(item) ? nullptr : layerByUid(item);
     if (!layer || layer->kind != LayerKind::Solid) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};

@@ -115,6 +115,7 @@ class EmbeddedHost : public HostServices {
     std::string layerName(AEGP_LayerH) override;
     AEGP_ItemH layerSourceItem(AEGP_LayerH) override;
     AEGP_ItemType itemType(AEGP_ItemH) override;
+    std::vector<std::string> footageFiles(AEGP_ItemH) override;
     void itemSolidColor(AEGP_ItemH, float[3]) override;
     AEGP_LayerH layerParent(AEGP_LayerH) override;
     AEGP_CompH compFromItem(AEGP_ItemH) override;
