@@ -80,17 +80,9 @@ TransformRecord Read(PF_InData* in) {
     return r;
 }
 
-// Rotation about a principal axis in the row-vector form (the transpose of the column form).
-Mat4 AxisRotation(int axis, double degrees) {
-    const double a = degrees * 0.017453292519943295;
-    const double c = std::cos(a), s = std::sin(a);
-    Mat4 m;
-    const int u = (axis + 1) % 3, v = (axis + 2) % 3;
-    m.at(u, u) = c;
-    m.at(u, v) = s;
-    m.at(v, u) = -s;
-    m.at(v, v) = c;
-    return m;
+// Degrees to radians as this code has always done it; the rounding is part of the result.
+Mat4 DegreesRotation(int axis, double degrees) {
+    return AxisRotation(axis, degrees * 0.017453292519943295);
 }
 
 }  // namespace
@@ -106,9 +98,9 @@ Mat4 TransformEffectorMatrix(const double center[3], const double rotation[3],
         move.m[12 + i] = translate[i];
         s.at(i, i) = scale[i];
     }
-    Mat4 m = Multiply(toOrigin, AxisRotation(2, rotation[2]));
-    m = Multiply(m, AxisRotation(1, rotation[1]));
-    m = Multiply(m, AxisRotation(0, rotation[0]));
+    Mat4 m = Multiply(toOrigin, DegreesRotation(2, rotation[2]));
+    m = Multiply(m, DegreesRotation(1, rotation[1]));
+    m = Multiply(m, DegreesRotation(0, rotation[0]));
     m = Multiply(m, s);
     m = Multiply(m, back);
     return Multiply(m, move);

@@ -4,6 +4,17 @@
 
 namespace tv {
 
+Mat4 AxisRotation(int axis, double radians) {
+    const double c = std::cos(radians), s = std::sin(radians);
+    Mat4 m;
+    const int u = (axis + 1) % 3, v = (axis + 2) % 3;
+    m.at(u, u) = c;
+    m.at(u, v) = s;
+    m.at(v, u) = -s;
+    m.at(v, v) = c;
+    return m;
+}
+
 Mat4 Multiply(const Mat4& a, const Mat4& b) {
     Mat4 r;
     for (int i = 0; i < 4; ++i)

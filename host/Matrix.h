@@ -14,4 +14,9 @@ Mat4 Multiply(const Mat4& a, const Mat4& b);  // a then b
 bool Invert(const Mat4& a, Mat4& out);
 void TransformPoint(const Mat4& m, const double in[3], double out[4]);  // (x, y, z, 1) * m
 
+// The right-handed rotation about principal axis 0, 1 or 2 in the row-vector form (for Z the
+// first row is cos, sin, 0). Callers turn degrees into radians in their own way, since the
+// rounding of that step is part of their results.
+Mat4 AxisRotation(int axis, double radians);
+
 }  // namespace tv

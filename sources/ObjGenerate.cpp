@@ -18,17 +18,9 @@ namespace {
 
 constexpr double kPi = 3.14159265358979323846;
 
-// Right-handed axis-angle rotation about a unit axis, row-vector form.
-Mat4 AxisRotation(int axis, double degrees) {
-    const double a = degrees * kPi / 180.0;
-    const double c = std::cos(a), s = std::sin(a);
-    Mat4 m;
-    const int u = (axis + 1) % 3, v = (axis + 2) % 3;
-    m.at(u, u) = c;
-    m.at(u, v) = s;
-    m.at(v, u) = -s;
-    m.at(v, v) = c;
-    return m;
+// Degrees to radians as this code has always done it; the rounding is part of the result.
+Mat4 DegreesRotation(int axis, double degrees) {
+    return AxisRotation(axis, degrees * kPi / 180.0);
 }
 
 // Each axis mapped to 0..1 over the mesh's bounds; an axis of no extent gives 0.
@@ -61,8 +53,8 @@ void Transform(const ObjSettings& s, ObjMesh& mesh) {
         scale.at(a, a) = s.scale[a];
         place.m[12 + a] = s.center[a];
     }
-    Mat4 m = Multiply(AxisRotation(2, s.rotation[2]), AxisRotation(1, s.rotation[1]));
-    m = Multiply(m, AxisRotation(0, s.rotation[0]));
+    Mat4 m = Multiply(DegreesRotation(2, s.rotation[2]), DegreesRotation(1, s.rotation[1]));
+    m = Multiply(m, DegreesRotation(0, s.rotation[0]));
     m = Multiply(m, scale);
     m = Multiply(m, place);
     Mat4 linear = m;

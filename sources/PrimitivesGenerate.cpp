@@ -11,17 +11,9 @@ namespace {
 
 constexpr double kPi = 3.14159265358979323846;
 
-// Right-handed axis-angle rotation about a unit axis, row-vector form.
-Mat4 AxisRotation(int axis, double degrees) {
-    const double a = degrees * kPi / 180.0;
-    const double c = std::cos(a), s = std::sin(a);
-    Mat4 m;
-    const int u = (axis + 1) % 3, v = (axis + 2) % 3;
-    m.at(u, u) = c;
-    m.at(u, v) = s;
-    m.at(v, u) = -s;
-    m.at(v, v) = c;
-    return m;
+// Degrees to radians as this code has always done it; the rounding is part of the result.
+Mat4 DegreesRotation(int axis, double degrees) {
+    return AxisRotation(axis, degrees * kPi / 180.0);
 }
 
 void CubeLattice(const PrimitiveSettings& s, PrimitiveGeometry& g, const Vec3f& normal) {
@@ -76,9 +68,9 @@ void Rotate(const PrimitiveSettings& s, PrimitiveGeometry& g) {
         back.m[12 + i] = s.center[i];
     }
     // p' = p * T(-center) * Rz * Ry * Rx * T(center)
-    Mat4 m = Multiply(toOrigin, AxisRotation(2, s.rotation[2]));
-    m = Multiply(m, AxisRotation(1, s.rotation[1]));
-    m = Multiply(m, AxisRotation(0, s.rotation[0]));
+    Mat4 m = Multiply(toOrigin, DegreesRotation(2, s.rotation[2]));
+    m = Multiply(m, DegreesRotation(1, s.rotation[1]));
+    m = Multiply(m, DegreesRotation(0, s.rotation[0]));
     m = Multiply(m, back);
     Mat4 linear = m;
     linear.m[12] = linear.m[13] = linear.m[14] = 0;
