@@ -19,9 +19,10 @@ demo: build
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
+# BENCH_ARGS goes to the benchmark, e.g. BENCH_ARGS="--benchmark_filter=Network --benchmark_repetitions=3"
 bench: configure
 	cmake --build $(BUILD) -j $(JOBS) --target tavrin_bench
-	./$(BUILD)/bench/tavrin_bench
+	./$(BUILD)/bench/tavrin_bench $(BENCH_ARGS)
 
 format:
 	find host standalone cli sources effectors renderers engines params resources tests bench \

@@ -41,10 +41,11 @@ BENCHMARK(FrameNoisyNetwork_Peer)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(FrameOrbit_Ours)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(FrameOrbit_Peer)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-// A cube lattice through the noise effector: the gather alone, at growing sizes.
+// A cube lattice of `vertices` (a multiple of 10000) through the noise effector: the gather
+// alone, at growing sizes.
 void GatherWithNoise(benchmark::State& state) {
     tv::standalone::EmbeddedHost host;
-    const int n = int(state.range(0));
+    const int n = int(state.range(0) / 10000);
     const std::string doc =
         R"({"tavrin": 1, "comps": [{"name": "C", "layers": [{"solid": {}, "effects": [
         {"effect": "Tavrin Primitives Object", "params": {"X Points": )" +
@@ -62,6 +63,12 @@ void GatherWithNoise(benchmark::State& state) {
     }
     state.counters["vertices"] = double(n) * 10000;
 }
-BENCHMARK(GatherWithNoise)->Arg(1)->Arg(10)->Arg(100)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(GatherWithNoise)
+    ->ArgName("vertices")
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Arg(1000000)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 }  // namespace

@@ -2,7 +2,9 @@
 // pairing each of our cases with its peer from the same run.
 //
 // Naming: a case and its peer share a name up to the last "/"-free part and differ in the
-// suffix "_Ours" / "_Peer", e.g. "Neighbours_Ours/100000" and "Neighbours_Peer/100000".
+// suffix "_Ours" / "_Peer", e.g. "Neighbours_Ours/100000" and "Neighbours_Peer/100000". A case
+// without a peer gets a row with "-" in the peer's columns. Counters averaged per iteration
+// (the stages of a frame, in milliseconds) get rows of their own under their case's row.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -36,37 +38,60 @@ class TableReporter : public benchmark::ConsoleReporter {
   public:
     void ReportRuns(const std::vector<Run>& runs) override {
         ConsoleReporter::ReportRuns(runs);
+        // With --benchmark_repetitions the table takes each case's median.
+        bool hasMedian = false;
+        for (const Run& run : runs)
+            hasMedian =
+                hasMedian || (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median");
         for (const Run& run : runs) {
-            if (run.error_occurred || run.run_type != Run::RT_Iteration) continue;
+            if (run.error_occurred) continue;
+            if (hasMedian ? run.aggregate_name != "median" : run.run_type != Run::RT_Iteration)
+                continue;
             std::string key;
             bool ours = true;
-            SplitName(run.benchmark_name(), key, ours);
+            SplitName(run.run_name.function_name + (run.run_name.args.empty() ? "" : "/") +
+                          run.run_name.args,
+                      key, ours);
             const double ns = run.GetAdjustedRealTime() *
                               benchmark::GetTimeUnitMultiplier(benchmark::kNanosecond) /
                               benchmark::GetTimeUnitMultiplier(run.time_unit);
-            if (order_.find(key) == order_.end()) {
-                order_[key] = keys_.size();
-                keys_.push_back(key);
-            }
-            (ours ? rows_[key].ours : rows_[key].peer) = ns;
+            record(key, ours, ns);
+            for (const auto& [name, counter] : run.counters)
+                if (counter.flags & benchmark::Counter::kAvgIterations)
+                    record(key + "  " + name, ours, counter.value * 1e6);  // ms to ns
         }
     }
 
     void Finalize() override {
         ConsoleReporter::Finalize();
-        std::printf("\n%-48s %14s %14s %8s\n", "case", "ours (ms)", "peer (ms)", "ratio");
+        std::printf("\n%-52s %14s %14s %8s\n", "case", "ours (ms)", "peer (ms)", "ratio");
         for (const std::string& key : keys_) {
             const Row& r = rows_[key];
-            std::printf("%-48s %14.3f ", key.c_str(), r.ours / 1e6);
-            if (r.peer >= 0)
+            if (r.ours >= 0)
+                std::printf("%-52s %14.3f ", key.c_str(), r.ours / 1e6);
+            else
+                std::printf("%-52s %14s ", key.c_str(), "-");
+            if (r.peer >= 0 && r.ours > 0)
                 std::printf("%14.3f %7.2fx\n", r.peer / 1e6, r.peer / r.ours);
+            else if (r.peer >= 0)
+                std::printf("%14.3f %8s\n", r.peer / 1e6, "-");
             else
                 std::printf("%14s %8s\n", "-", "-");
         }
-        std::printf("\nratio = peer time / our time: above 1 means we are faster.\n");
+        std::printf(
+            "\nratio = peer time / our time: above 1 means we are faster (for the frames and\n"
+            "their stages, the peer is the same code on one thread).\n");
     }
 
   private:
+    void record(const std::string& key, bool ours, double ns) {
+        if (order_.find(key) == order_.end()) {
+            order_[key] = keys_.size();
+            keys_.push_back(key);
+        }
+        (ours ? rows_[key].ours : rows_[key].peer) = ns;
+    }
+
     std::vector<std::string> keys_;
     std::map<std::string, size_t> order_;
     std::map<std::string, Row> rows_;

@@ -88,13 +88,6 @@ class WorldPixfmt {
     int32_t pixelBytes_;
 };
 
-template <class Color>
-struct ColorTable {
-    std::array<Color, 256> entries;
-    unsigned size() const { return 256; }
-    const Color& operator[](unsigned i) const { return entries[i]; }
-};
-
 uint8_t Byte(float c) {
     return uint8_t(std::clamp(int32_t(c * 255.0f + 0.5f), 0, 255));
 }
@@ -117,6 +110,39 @@ template <>
 agg::rgba32 LineColor<agg::rgba32>(const float c[4]) {
     return Premultiplied(c);
 }
+
+// The 256 colours of a gradient line, each worked out the first time a pixel asks for it (a
+// short line uses few of them), with the value a full table made up front would hold.
+template <class Color>
+class LazyColorTable {
+  public:
+    void reset(const float* start, const float* end) {
+        start_ = start;
+        end_ = end;
+        if (++line_ == 0) {  // the stamps wrapped: forget them all
+            stamps_.fill(0);
+            line_ = 1;
+        }
+    }
+    unsigned size() const { return 256; }
+    const Color& operator[](unsigned i) {
+        if (stamps_[i] != line_) {
+            float c[4];
+            for (int k = 0; k < 4; ++k)
+                c[k] = start_[k] + (end_[k] - start_[k]) * float(int(i)) / 255.0f;
+            entries_[i] = LineColor<Color>(c);
+            stamps_[i] = line_;
+        }
+        return entries_[i];
+    }
+
+  private:
+    std::array<Color, 256> entries_{};
+    std::array<uint32_t, 256> stamps_{};
+    uint32_t line_ = 0;
+    const float* start_ = nullptr;
+    const float* end_ = nullptr;
+};
 
 // Appends a half circle of radius r about c, from the offset direction `from`, turning by pi.
 void AppendArc(agg::path_storage& path, double cx, double cy, double fromX, double fromY,
@@ -145,9 +171,26 @@ void TaperedCapsule(agg::path_storage& path, const DrawLine& l, double ux, doubl
     path.close_polygon();
 }
 
-template <class Writer>
+// False when a line's bounds, widened by its radius and two pixels, miss the tile's columns,
+// rows, or the tile.
+bool LineTouchesColumns(const DrawLine& l, const ScanTile& tile) {
+    const double reach = std::max(l.startSize, l.endSize) + 2;
+    return !(std::max(l.start[0], l.end[0]) + reach < tile.left ||
+             std::min(l.start[0], l.end[0]) - reach > tile.right);
+}
+bool LineTouchesRows(const DrawLine& l, const ScanTile& tile) {
+    const double reach = std::max(l.startSize, l.endSize) + 2;
+    return !(std::max(l.start[1], l.end[1]) + reach < tile.top ||
+             std::min(l.start[1], l.end[1]) - reach > tile.bottom);
+}
+bool LineTouchesTile(const DrawLine& l, const ScanTile& tile) {
+    return LineTouchesColumns(l, tile) && LineTouchesRows(l, tile);
+}
+
+// Draws the lines `forEach` visits, in its order, clipped to the tile.
+template <class Writer, class ForEach>
 void LinesInTile(const PF_EffectWorld& world, int32_t pixelBytes, bool perspectiveSizes,
-                 const std::vector<DrawLine>& lines, const ScanTile& tile) {
+                 const ForEach& forEach, const ScanTile& tile) {
     using Color = typename Writer::color_type;
     if (tile.right <= tile.left || tile.bottom <= tile.top) return;
     WorldPixfmt<Writer> pixf(world, pixelBytes);
@@ -158,20 +201,15 @@ void LinesInTile(const PF_EffectWorld& world, int32_t pixelBytes, bool perspecti
     agg::scanline_u8 sl;
     agg::span_allocator<Color> alloc;
     agg::path_storage path;
-    ColorTable<Color> table;
+    LazyColorTable<Color> table;
     agg::gradient_x gradient;
-    for (const DrawLine& l : lines) {
+    forEach([&](const DrawLine& l) {
         const double dx = l.end[0] - l.start[0], dy = l.end[1] - l.start[1];
         const double len = std::sqrt(dx * dx + dy * dy);
         // Coincident ends still have a direction.
         double ux = 1, uy = 0;
         if (len > 0) ux = dx / len, uy = dy / len;
-        const double reach = std::max(l.startSize, l.endSize) + 2;
-        if (std::max(l.start[0], l.end[0]) + reach < tile.left ||
-            std::min(l.start[0], l.end[0]) - reach > tile.right ||
-            std::max(l.start[1], l.end[1]) + reach < tile.top ||
-            std::min(l.start[1], l.end[1]) - reach > tile.bottom)
-            continue;
+        if (!LineTouchesTile(l, tile)) return;
         ras.reset();
         path.remove_all();
         if (perspectiveSizes) {
@@ -190,30 +228,40 @@ void LinesInTile(const PF_EffectWorld& world, int32_t pixelBytes, bool perspecti
         const bool solid = std::equal(l.startColor, l.startColor + 4, l.endColor);
         if (solid || len == 0) {
             agg::render_scanlines_aa_solid(ras, sl, ren, LineColor<Color>(l.startColor));
-            continue;
+            return;
         }
-        for (int i = 0; i < 256; ++i) {
-            float c[4];
-            for (int k = 0; k < 4; ++k)
-                c[k] = l.startColor[k] + (l.endColor[k] - l.startColor[k]) * float(i) / 255.0f;
-            table.entries[size_t(i)] = LineColor<Color>(c);
-        }
+        table.reset(l.startColor, l.endColor);
         agg::trans_affine mtx = agg::trans_affine_scaling(len / 100.0);
         mtx *= agg::trans_affine_rotation(std::atan2(dy, dx));
         mtx *= agg::trans_affine_translation(l.start[0] + 0.5, l.start[1] + 0.5);
         mtx.invert();
         agg::span_interpolator_linear<> inter(mtx);
         agg::span_gradient<Color, agg::span_interpolator_linear<>, agg::gradient_x,
-                           ColorTable<Color>>
+                           LazyColorTable<Color>>
             span(inter, gradient, table, 0, 100);
         agg::render_scanlines_aa(ras, sl, ren, alloc, span);
-    }
+    });
 }
 
-template <class Writer>
-void TrianglesInTile(const PF_EffectWorld& world, int32_t pixelBytes,
-                     const std::vector<DrawTriangle>& triangles, const ScanTile& tile,
-                     typename Writer::color_type (*convert)(const float[4])) {
+// False when a triangle's bounds, widened by a pixel, miss the tile's columns, rows, or the tile.
+bool TriangleTouchesColumns(const DrawTriangle& t, const ScanTile& tile) {
+    const double minX = std::min({t.corners[0][0], t.corners[1][0], t.corners[2][0]});
+    const double maxX = std::max({t.corners[0][0], t.corners[1][0], t.corners[2][0]});
+    return !(maxX + 1 < tile.left || minX - 1 > tile.right);
+}
+bool TriangleTouchesRows(const DrawTriangle& t, const ScanTile& tile) {
+    const double minY = std::min({t.corners[0][1], t.corners[1][1], t.corners[2][1]});
+    const double maxY = std::max({t.corners[0][1], t.corners[1][1], t.corners[2][1]});
+    return !(maxY + 1 < tile.top || minY - 1 > tile.bottom);
+}
+bool TriangleTouchesTile(const DrawTriangle& t, const ScanTile& tile) {
+    return TriangleTouchesColumns(t, tile) && TriangleTouchesRows(t, tile);
+}
+
+// Draws the triangles `forEach` visits, in its order, clipped to the tile.
+template <class Writer, class ForEach>
+void TrianglesInTile(const PF_EffectWorld& world, int32_t pixelBytes, const ForEach& forEach,
+                     const ScanTile& tile, typename Writer::color_type (*convert)(const float[4])) {
     using Color = typename Writer::color_type;
     if (tile.right <= tile.left || tile.bottom <= tile.top) return;
     WorldPixfmt<Writer> pixf(world, pixelBytes);
@@ -223,14 +271,8 @@ void TrianglesInTile(const PF_EffectWorld& world, int32_t pixelBytes,
     ras.clip_box(tile.left, tile.top, tile.right, tile.bottom);
     agg::scanline_u8 sl;
     agg::span_allocator<Color> alloc;
-    for (const DrawTriangle& t : triangles) {
-        const double minX = std::min({t.corners[0][0], t.corners[1][0], t.corners[2][0]});
-        const double maxX = std::max({t.corners[0][0], t.corners[1][0], t.corners[2][0]});
-        const double minY = std::min({t.corners[0][1], t.corners[1][1], t.corners[2][1]});
-        const double maxY = std::max({t.corners[0][1], t.corners[1][1], t.corners[2][1]});
-        if (maxX + 1 < tile.left || minX - 1 > tile.right || maxY + 1 < tile.top ||
-            minY - 1 > tile.bottom)
-            continue;
+    forEach([&](const DrawTriangle& t) {
+        if (!TriangleTouchesTile(t, tile)) return;
         const double d = TriangleDilation(t.colors[0][3]);
         agg::span_gouraud_rgba<Color> span(
             convert(t.colors[0]), convert(t.colors[1]), convert(t.colors[2]), t.corners[0][0],
@@ -239,7 +281,7 @@ void TrianglesInTile(const PF_EffectWorld& world, int32_t pixelBytes,
         ras.reset();
         ras.add_path(span);
         agg::render_scanlines_aa(ras, sl, ren, alloc, span);
-    }
+    });
 }
 
 agg::rgba16 Premultiplied16(const float c[4]) {
@@ -260,43 +302,96 @@ double TriangleDilation(double a) {
     return std::clamp(std::exp((1 - a) * -4) / (0.7000000000000002 * a + 2.5), 0.0, 0.25);
 }
 
-void AGGEngine::drawLinesInTile(const std::vector<DrawLine>& lines, const ScanTile& tile) const {
-    if (bitDepth_ == 8)
-        LinesInTile<Write8>(*world_, 4, perspectiveSizes, lines, tile);
-    else if (bitDepth_ == 32)
-        LinesInTile<WriteFloat>(*world_, 16, perspectiveSizes, lines, tile);
+namespace {
+
+template <class ForEach>
+void DrawLinesInTile(const PF_EffectWorld& world, int32_t bitDepth, bool perspectiveSizes,
+                     const ForEach& forEach, const ScanTile& tile) {
+    if (bitDepth == 8)
+        LinesInTile<Write8>(world, 4, perspectiveSizes, forEach, tile);
+    else if (bitDepth == 32)
+        LinesInTile<WriteFloat>(world, 16, perspectiveSizes, forEach, tile);
 }
+
+}  // namespace
+
+void AGGEngine::drawLinesInTile(const std::vector<DrawLine>& lines, const ScanTile& tile) const {
+    DrawLinesInTile(
+        *world_, bitDepth_, perspectiveSizes,
+        [&lines](const auto& fn) {
+            for (const DrawLine& l : lines) fn(l);
+        },
+        tile);
+}
+
+namespace {
+
+template <class ForEach>
+void DrawTrianglesInTile(const PF_EffectWorld& world, int32_t bitDepth, const ForEach& forEach,
+                         const ScanTile& tile) {
+    if (bitDepth == 8)
+        TrianglesInTile<Write8>(world, 4, forEach, tile, &Straight8);
+    else if (bitDepth == 32)
+        TrianglesInTile<WriteFloatFrom16>(world, 16, forEach, tile, &Premultiplied16);
+}
+
+}  // namespace
 
 void AGGEngine::drawTrianglesInTile(const std::vector<DrawTriangle>& triangles,
                                     const ScanTile& tile) const {
-    if (bitDepth_ == 8)
-        TrianglesInTile<Write8>(*world_, 4, triangles, tile, &Straight8);
-    else if (bitDepth_ == 32)
-        TrianglesInTile<WriteFloatFrom16>(*world_, 16, triangles, tile, &Premultiplied16);
+    DrawTrianglesInTile(
+        *world_, bitDepth_,
+        [&triangles](const auto& fn) {
+            for (const DrawTriangle& t : triangles) fn(t);
+        },
+        tile);
 }
 
 PF_Err AGGEngine::drawLines(std::vector<DrawLine>& lines) {
     if (lines.empty()) return PF_Err_NONE;
     if (bitDepth_ != 8 && bitDepth_ != 32) return PF_Err_NONE;
-    std::vector<DrawLine> projected;
-    projected.reserve(lines.size());
-    for (DrawLine l : lines)
-        if (projectLine(l)) projected.push_back(l);
+    Clock::time_point start = Clock::now();
     std::vector<ScanTile> tiles;
-    splitIntoTiles(*world_, 5, tiles);
-    return runTiles(tiles, [&](const ScanTile& t) { drawLinesInTile(projected, t); });
+    splitIntoTiles(*world_, kTileGrid, tiles);
+    if (tiles.empty()) return PF_Err_NONE;
+    // Project once, and hand each tile only the lines that reach into it (the test every tile
+    // makes first); every tile then draws its lines in order.
+    TiledRecords<DrawLine> tiled;
+    const PF_Err projectErr = projectIntoTiles(
+        lines, tiles, kTileGrid, [this](DrawLine& l) { return projectLine(l); },
+        &LineTouchesColumns, &LineTouchesRows, tiled);
+    if (projectErr) return projectErr;
+    start = addTime(&EngineTimes::projectSeconds, start);
+    const PF_Err err = runTiles(tiles, [&](const ScanTile& tile) {
+        const auto t = size_t(&tile - tiles.data());
+        DrawLinesInTile(
+            *world_, bitDepth_, perspectiveSizes,
+            [&](const auto& fn) { tiled.forEachInTile(t, fn); }, tile);
+    });
+    addTime(&EngineTimes::tileSeconds, start);
+    return err;
 }
 
 PF_Err AGGEngine::drawTriangles(std::vector<DrawTriangle>& triangles) {
     if (triangles.empty()) return PF_Err_NONE;
     if (bitDepth_ != 8 && bitDepth_ != 32) return PF_Err_NONE;
-    std::vector<DrawTriangle> projected;
-    projected.reserve(triangles.size());
-    for (DrawTriangle t : triangles)
-        if (projectTriangle(t)) projected.push_back(t);
+    Clock::time_point start = Clock::now();
     std::vector<ScanTile> tiles;
-    splitIntoTiles(*world_, 5, tiles);
-    return runTiles(tiles, [&](const ScanTile& t) { drawTrianglesInTile(projected, t); });
+    splitIntoTiles(*world_, kTileGrid, tiles);
+    if (tiles.empty()) return PF_Err_NONE;
+    TiledRecords<DrawTriangle> tiled;
+    const PF_Err projectErr = projectIntoTiles(
+        triangles, tiles, kTileGrid, [this](DrawTriangle& t) { return projectTriangle(t); },
+        &TriangleTouchesColumns, &TriangleTouchesRows, tiled);
+    if (projectErr) return projectErr;
+    start = addTime(&EngineTimes::projectSeconds, start);
+    const PF_Err err = runTiles(tiles, [&](const ScanTile& tile) {
+        const auto t = size_t(&tile - tiles.data());
+        DrawTrianglesInTile(
+            *world_, bitDepth_, [&](const auto& fn) { tiled.forEachInTile(t, fn); }, tile);
+    });
+    addTime(&EngineTimes::tileSeconds, start);
+    return err;
 }
 
 }  // namespace tv

@@ -77,43 +77,92 @@ struct PixelColour {
 KDLRender::KDLRender(HostServices* host, PF_EffectWorld* world, int32_t bitDepth)
     : TV_Base_Render(host, world, bitDepth), blendPixel(bitDepth == 32 ? &BlendFloat : &Blend8) {}
 
+namespace {
+
+// A disc's shape: its radius, the squared radius inside which it is fully covered, how far from
+// the centre it reaches, and for soft discs the Gaussian's width and amplitude.
+struct DiscShape {
+    bool soft = false;
+    double r = 0, inner2 = 0, outer = 0, amplitude = 1.0, s = 0, inner = 0;
+};
+
+DiscShape DiscOf(const DrawPoint& p, double cameraScale) {
+    DiscShape d;
+    d.soft = p.softness > 0;
+    if (d.soft) {
+        d.s = p.softness + 1.0;
+        d.r = p.size * cameraScale;
+        d.inner = d.r - d.s;
+        d.outer = 2 * d.s + d.r;
+        if (d.inner < 0) {
+            d.amplitude = d.r / d.s;
+            d.inner = 0;
+        }
+        d.inner2 = d.inner * d.inner;
+    } else {
+        d.r = p.size;
+        d.outer = d.r + 1.0;  // the feather
+        d.inner2 = (d.r - 1.0) * (d.r - 1.0);
+    }
+    return d;
+}
+
+// The pixels a disc or line may touch along one axis of a tile, inclusive: from `low` to `high`
+// in the image, within the tile's [tileLow, tileHigh) and the world's [0, size).
+struct PixelSpan {
+    int32_t first, last;
+    bool empty() const { return first > last; }
+};
+
+PixelSpan SpanIn(double low, double high, int32_t tileLow, int32_t tileHigh, int32_t size) {
+    return PixelSpan{std::max<int32_t>({tileLow, 0, int32_t(std::floor(low))}),
+                     std::min<int32_t>({tileHigh - 1, size - 1, int32_t(std::ceil(high))})};
+}
+
+PixelSpan DiscColumns(const DrawPoint& p, double outer, const ScanTile& tile, int32_t width) {
+    return SpanIn(p.x - outer, p.x + outer, tile.left, tile.right, width);
+}
+PixelSpan DiscRows(const DrawPoint& p, double outer, const ScanTile& tile, int32_t height) {
+    return SpanIn(p.y - outer, p.y + outer, tile.top, tile.bottom, height);
+}
+
+// A line with round ends reaches its larger radius and a pixel beyond its two ends.
+double LineReach(const DrawLine& l) {
+    return std::max(l.startSize, l.endSize) + 1;
+}
+PixelSpan LineColumns(const DrawLine& l, const ScanTile& tile, int32_t width) {
+    const double ax = l.start[0], dx = l.end[0] - ax, reach = LineReach(l);
+    return SpanIn(std::min(ax, ax + dx) - reach, std::max(ax, ax + dx) + reach, tile.left,
+                  tile.right, width);
+}
+PixelSpan LineRows(const DrawLine& l, const ScanTile& tile, int32_t height) {
+    const double ay = l.start[1], dy = l.end[1] - ay, reach = LineReach(l);
+    return SpanIn(std::min(ay, ay + dy) - reach, std::max(ay, ay + dy) + reach, tile.top,
+                  tile.bottom, height);
+}
+
+}  // namespace
+
 void KDLRender::drawPointInTile(const DrawPoint& p, const ScanTile& tile) const {
     const float a = p.color[3];
     if (!(a > 0)) return;
     if (bitDepth_ != 8 && bitDepth_ != 32) return;
     const double cx = p.x, cy = p.y;
-    const bool soft = p.softness > 0;
-    double r, inner2, outer, amplitude = 1.0, s = 0, inner = 0;
-    if (soft) {
-        s = p.softness + 1.0;
-        r = p.size * cameraScale;
-        inner = r - s;
-        outer = 2 * s + r;
-        if (inner < 0) {
-            amplitude = r / s;
-            inner = 0;
-        }
-        inner2 = inner * inner;
-    } else {
-        r = p.size;
-        outer = r + 1.0;  // the feather
-        inner2 = (r - 1.0) * (r - 1.0);
-    }
-    const int32_t x0 = std::max<int32_t>({tile.left, 0, int32_t(std::floor(cx - outer))});
-    const int32_t y0 = std::max<int32_t>({tile.top, 0, int32_t(std::floor(cy - outer))});
-    const int32_t x1 =
-        std::min<int32_t>({tile.right - 1, world_->width - 1, int32_t(std::ceil(cx + outer))});
-    const int32_t y1 =
-        std::min<int32_t>({tile.bottom - 1, world_->height - 1, int32_t(std::ceil(cy + outer))});
-    if (x0 > x1 || y0 > y1) return;
+    const DiscShape d = DiscOf(p, cameraScale);
+    const bool soft = d.soft;
+    const double r = d.r, inner2 = d.inner2, outer = d.outer, amplitude = d.amplitude, s = d.s,
+                 inner = d.inner;
+    const PixelSpan columns = DiscColumns(p, outer, tile, world_->width);
+    const PixelSpan rows = DiscRows(p, outer, tile, world_->height);
+    if (columns.empty() || rows.empty()) return;
     const double limit2 = soft ? outer * outer : r * r;
     const PixelColour colour(a, a * p.color[0], a * p.color[1], a * p.color[2]);
     const void* c = bitDepth_ == 8 ? static_cast<const void*>(&colour.bytes)
                                    : static_cast<const void*>(&colour.floats);
     const size_t pixelBytes = bitDepth_ == 8 ? 4 : 16;
-    for (int32_t iy = y0; iy <= y1; ++iy) {
+    for (int32_t iy = rows.first; iy <= rows.last; ++iy) {
         uint8_t* row = world_->data + ptrdiff_t(iy) * world_->rowbytes;
-        for (int32_t ix = x0; ix <= x1; ++ix) {
+        for (int32_t ix = columns.first; ix <= columns.last; ++ix) {
             // Pixels are taken at their integer coordinates, no half-pixel offset.
             const double dx = ix - cx, dy = iy - cy;
             const double d2 = dx * dx + dy * dy;
@@ -121,8 +170,8 @@ void KDLRender::drawPointInTile(const DrawPoint& p, const ScanTile& tile) const 
             int32_t coverage = 255;
             if (d2 > inner2) {
                 if (soft) {
-                    const double d = std::max(0.0, std::sqrt(d2) - inner);
-                    coverage = int32_t(std::exp(-(d * d) / (2 * s * s)) * amplitude * 255);
+                    const double e = std::max(0.0, std::sqrt(d2) - inner);
+                    coverage = int32_t(std::exp(-(e * e) / (2 * s * s)) * amplitude * 255);
                 } else {
                     coverage = int32_t((r * r - d2) / (r * r - inner2) * 255);
                 }
@@ -134,16 +183,31 @@ void KDLRender::drawPointInTile(const DrawPoint& p, const ScanTile& tile) const 
 
 PF_Err KDLRender::drawPoints(std::vector<DrawPoint>& points) {
     if (points.empty()) return PF_Err_NONE;
-    // Project once; every tile then walks the projected records in order.
-    std::vector<DrawPoint> projected;
-    projected.reserve(points.size());
-    for (DrawPoint p : points)
-        if (projectPoint(p)) projected.push_back(p);
+    Clock::time_point start = Clock::now();
     std::vector<ScanTile> tiles;
-    splitIntoTiles(*world_, 5, tiles);
-    return runTiles(tiles, [&](const ScanTile& tile) {
-        for (const DrawPoint& p : projected) drawPointInTile(p, tile);
+    splitIntoTiles(*world_, kTileGrid, tiles);
+    if (tiles.empty()) return PF_Err_NONE;
+    // Project once, and hand each tile only the discs that reach into it (the tests
+    // drawPointInTile starts with); every tile then draws its discs in order.
+    TiledRecords<DrawPoint> tiled;
+    const PF_Err projectErr = projectIntoTiles(
+        points, tiles, kTileGrid, [this](DrawPoint& p) { return projectPoint(p); },
+        [this](const DrawPoint& p, const ScanTile& tile) {
+            return p.color[3] > 0 &&
+                   !DiscColumns(p, DiscOf(p, cameraScale).outer, tile, world_->width).empty();
+        },
+        [this](const DrawPoint& p, const ScanTile& tile) {
+            return !DiscRows(p, DiscOf(p, cameraScale).outer, tile, world_->height).empty();
+        },
+        tiled);
+    if (projectErr) return projectErr;
+    start = addTime(&EngineTimes::projectSeconds, start);
+    const PF_Err err = runTiles(tiles, [&](const ScanTile& tile) {
+        const auto t = size_t(&tile - tiles.data());
+        tiled.forEachInTile(t, [&](const DrawPoint& p) { drawPointInTile(p, tile); });
     });
+    addTime(&EngineTimes::tileSeconds, start);
+    return err;
 }
 
 void KDLRender::drawLineInTile(const DrawLine& l, const ScanTile& tile) const {
@@ -152,16 +216,10 @@ void KDLRender::drawLineInTile(const DrawLine& l, const ScanTile& tile) const {
     const double ax = l.start[0], ay = l.start[1];
     const double dx = l.end[0] - ax, dy = l.end[1] - ay;
     const double len2 = dx * dx + dy * dy;
-    const double rMax = std::max(l.startSize, l.endSize) + 1;
-    const int32_t x0 =
-        std::max<int32_t>({tile.left, 0, int32_t(std::floor(std::min(ax, ax + dx) - rMax))});
-    const int32_t y0 =
-        std::max<int32_t>({tile.top, 0, int32_t(std::floor(std::min(ay, ay + dy) - rMax))});
-    const int32_t x1 = std::min<int32_t>(
-        {tile.right - 1, world_->width - 1, int32_t(std::ceil(std::max(ax, ax + dx) + rMax))});
-    const int32_t y1 = std::min<int32_t>(
-        {tile.bottom - 1, world_->height - 1, int32_t(std::ceil(std::max(ay, ay + dy) + rMax))});
-    if (x0 > x1 || y0 > y1) return;
+    const PixelSpan columns = LineColumns(l, tile, world_->width);
+    const PixelSpan rows = LineRows(l, tile, world_->height);
+    if (columns.empty() || rows.empty()) return;
+    const int32_t x0 = columns.first, y0 = rows.first, x1 = columns.last, y1 = rows.last;
     // 256 premultiplied colours between the two ends.
     std::array<PixelColour, 256> table;
     for (size_t i = 0; i < 256; ++i) {
@@ -196,15 +254,28 @@ void KDLRender::drawLineInTile(const DrawLine& l, const ScanTile& tile) const {
 
 PF_Err KDLRender::drawLines(std::vector<DrawLine>& lines) {
     if (lines.empty()) return PF_Err_NONE;
-    std::vector<DrawLine> projected;
-    projected.reserve(lines.size());
-    for (DrawLine l : lines)
-        if (projectLine(l)) projected.push_back(l);
+    Clock::time_point start = Clock::now();
     std::vector<ScanTile> tiles;
-    splitIntoTiles(*world_, 5, tiles);
-    return runTiles(tiles, [&](const ScanTile& tile) {
-        for (const DrawLine& l : projected) drawLineInTile(l, tile);
+    splitIntoTiles(*world_, kTileGrid, tiles);
+    if (tiles.empty()) return PF_Err_NONE;
+    TiledRecords<DrawLine> tiled;
+    const PF_Err projectErr = projectIntoTiles(
+        lines, tiles, kTileGrid, [this](DrawLine& l) { return projectLine(l); },
+        [this](const DrawLine& l, const ScanTile& tile) {
+            return l.startSize > 0 && l.endSize > 0 && !LineColumns(l, tile, world_->width).empty();
+        },
+        [this](const DrawLine& l, const ScanTile& tile) {
+            return !LineRows(l, tile, world_->height).empty();
+        },
+        tiled);
+    if (projectErr) return projectErr;
+    start = addTime(&EngineTimes::projectSeconds, start);
+    const PF_Err err = runTiles(tiles, [&](const ScanTile& tile) {
+        const auto t = size_t(&tile - tiles.data());
+        tiled.forEachInTile(t, [&](const DrawLine& l) { drawLineInTile(l, tile); });
     });
+    addTime(&EngineTimes::tileSeconds, start);
+    return err;
 }
 
 void ReorderRowsRgbaToArgb(PF_EffectWorld& world, int32_t rowBegin, int32_t rowEnd) {

@@ -2,6 +2,10 @@
 // sort and tiling they share.
 #pragma once
 
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -10,6 +14,34 @@
 #include "host/HostServices.h"
 
 namespace tv {
+
+// Where an engine's time went over its draw calls, summed, for callers that ask (benchmarks).
+struct EngineTimes {
+    double projectSeconds = 0;  // projecting the records and finding the tiles each one touches
+    double tileSeconds = 0;     // drawing the tiles
+};
+
+// One draw call's records after projection, in blocks of their input order, each with the
+// columns and rows of the tile grid its bounds touch: bit c for column c, bit 8 + r for row r.
+template <class Record>
+struct TiledRecords {
+    struct Block {
+        std::vector<Record> records;
+        std::vector<uint16_t> touches;
+    };
+    std::vector<Block> blocks;
+    int32_t grid = 1;  // tiles per row and per column
+
+    // Calls fn with each record whose bounds touch tile `index` (row * grid + column), in order.
+    template <class Fn>
+    void forEachInTile(size_t index, Fn&& fn) const {
+        const auto columns = size_t(grid);
+        const auto want = uint16_t((1u << (index % columns)) | (1u << (8 + index / columns)));
+        for (const Block& block : blocks)
+            for (size_t i = 0; i < block.records.size(); ++i)
+                if ((block.touches[i] & want) == want) fn(block.records[i]);
+    }
+};
 
 class TV_Base_Render : public AEBase {
   public:
@@ -49,9 +81,18 @@ class TV_Base_Render : public AEBase {
     std::string text;       // a name; no engine reads it
     bool perspectiveSizes = false;
     bool legacyProjection = false;
-    double cameraScale = 1.0;  // the camera's size scale for the legacy route and soft points
+    double cameraScale = 1.0;      // the camera's size scale for the legacy route and soft points
+    EngineTimes* times = nullptr;  // when set, the draw calls add their time here
 
   protected:
+    static constexpr int32_t kTileGrid = 5;  // the engines draw 5 x 5 tiles
+    using Clock = std::chrono::steady_clock;
+    // Adds the time since `start` to one field of `times`, when a caller asked; returns now.
+    Clock::time_point addTime(double EngineTimes::*field, Clock::time_point start) const {
+        const Clock::time_point now = Clock::now();
+        if (times) times->*field += std::chrono::duration<double>(now - start).count();
+        return now;
+    }
     // Normal route: one point to pixels; false when it lies behind the camera.
     bool projectXYZ(const double in[3], double& sx, double& sy, double& rhw) const;
     float projectSize(const double in[3], float size, double sx, double sy) const;
@@ -61,6 +102,43 @@ class TV_Base_Render : public AEBase {
     // Runs fn over the tiles through the host's iteration, or serially without a host.
     PF_Err runTiles(const std::vector<ScanTile>& tiles,
                     const std::function<void(const ScanTile&)>& fn) const;
+
+    // Projects copies of the records and notes which tiles of the grid (from SplitIntoTiles, up
+    // to 8 x 8) each one touches. A record touches a tile when it touches the tile's column
+    // (`inColumn`, which reads only left and right) and its row (`inRow`, only top and bottom);
+    // false only where the record draws nothing. Blocks of records run on the host's threads
+    // when there are several; one block runs here, so a small call iterates once, for its tiles.
+    template <class Record, class Project, class InColumn, class InRow>
+    PF_Err projectIntoTiles(const std::vector<Record>& in, const std::vector<ScanTile>& tiles,
+                            int32_t grid, const Project& project, const InColumn& inColumn,
+                            const InRow& inRow, TiledRecords<Record>& out) const {
+        constexpr size_t kBlock = 1024;
+        const size_t blocks = (in.size() + kBlock - 1) / kBlock;
+        const auto n = size_t(grid);
+        out.grid = grid;
+        out.blocks.resize(blocks);
+        auto job = [&](int32_t b) -> PF_Err {
+            typename TiledRecords<Record>::Block& block = out.blocks[size_t(b)];
+            const size_t first = size_t(b) * kBlock, last = std::min(in.size(), first + kBlock);
+            block.records.reserve(last - first);
+            block.touches.reserve(last - first);
+            for (size_t i = first; i < last; ++i) {
+                Record r = in[i];
+                if (!project(r)) continue;
+                uint16_t touches = 0;
+                for (size_t c = 0; c < n; ++c)
+                    if (inColumn(r, tiles[c])) touches = uint16_t(touches | (1u << c));
+                for (size_t row = 0; row < n; ++row)
+                    if (inRow(r, tiles[row * n])) touches = uint16_t(touches | (1u << (8 + row)));
+                block.records.push_back(r);
+                block.touches.push_back(touches);
+            }
+            return PF_Err_NONE;
+        };
+        if (host_ && blocks > 1) return host_->iterate(int32_t(blocks), job);
+        for (size_t b = 0; b < blocks; ++b) job(int32_t(b));
+        return PF_Err_NONE;
+    }
 
     HostServices* host_;
     PF_EffectWorld* world_;

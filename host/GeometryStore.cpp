@@ -1,6 +1,8 @@
 #include "host/GeometryStore.h"
 
 #include <cstddef>
+#include <mutex>
+#include <shared_mutex>
 
 #include "host/Noise.h"
 
@@ -78,16 +80,43 @@ void FillScales(GeometryStore& store) {
     store.scales.resize(store.positions.size(), 1.0f);
 }
 
+namespace {
+
+// A vertex's jitter depends on its index alone, so the values are worked out once per process,
+// up to the largest vertex count met so far, and every later store copies them.
+struct JitterTable {
+    std::shared_mutex mutex;
+    std::vector<Vec3f> values;
+};
+
+JitterTable& SharedJitter() {
+    static JitterTable table;
+    return table;
+}
+
+}  // namespace
+
 void ComputeJitter(GeometryStore& store) {
+    // Made every time: its table comes from the shared twister, which it leaves seeded and drawn
+    // the same way whether or not the values below are new.
     const Perlin noise(3, 12);
     const size_t n = store.positions.size();
-    store.jitter.clear();
-    store.jitter.resize(n);
-    for (size_t i = 0; i < n; ++i) {
+    JitterTable& table = SharedJitter();
+    {
+        std::shared_lock lock(table.mutex);
+        if (table.values.size() >= n) {
+            store.jitter.assign(table.values.begin(), table.values.begin() + ptrdiff_t(n));
+            return;
+        }
+    }
+    std::unique_lock lock(table.mutex);
+    table.values.reserve(n);
+    for (size_t i = table.values.size(); i < n; ++i) {
         const float x = static_cast<float>(double(i) * 0.1 + 0.1235);
         const float v = noise.fbm1(x) * 0.1f;
-        store.jitter[i] = Vec3f{v, v * 0.5f, static_cast<float>(v * 3.0 * 0.5)};
+        table.values.push_back(Vec3f{v, v * 0.5f, static_cast<float>(v * 3.0 * 0.5)});
     }
+    store.jitter.assign(table.values.begin(), table.values.begin() + ptrdiff_t(n));
 }
 
 }  // namespace tv

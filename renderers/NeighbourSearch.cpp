@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <deque>
 #include <limits>
 #include <memory>
+#include <mutex>
 #include <numeric>
 
 namespace tv {
@@ -32,7 +34,94 @@ using KdTree =
     nanoflann::KDTreeSingleIndexAdaptor<nanoflann::L2_Simple_Adaptor<float, PositionsAdaptor>,
                                         PositionsAdaptor, 3, uint32_t>;
 
-constexpr int32_t kQueriesPerJob = 1024;
+constexpr int32_t kQueriesPerJob = 256;
+constexpr size_t kLeafSize = 32;
+
+// Builds the same tree nanoflann's buildIndex builds (the same splits, the same order of the
+// points, the same bounds), with the two halves of the top splits built at once. Each half
+// takes its nodes from its own pool, as the tree's pool is not safe for several threads; the
+// pools are kept for as long as the tree is used.
+class ParallelTreeBuild {
+  public:
+    using Node = KdTree::Node;
+    using Box = KdTree::BoundingBox;
+
+    ParallelTreeBuild(KdTree& tree, const ParallelFor& parallel)
+        : tree_(tree), parallel_(parallel) {}
+
+    void build() {
+        tree_.m_size = tree_.dataset.kdtree_get_point_count();
+        tree_.m_size_at_index_build = tree_.m_size;
+        tree_.init_vind();
+        if (tree_.m_size == 0) return;
+        tree_.computeBoundingBox(tree_.root_bbox);
+        tree_.root_node = divide(newPool(), 0, tree_.m_size, tree_.root_bbox, 0);
+    }
+
+  private:
+    // Splits of at least this many points, this near the root, build their halves at once.
+    static constexpr size_t kParallelPoints = 8192;
+    static constexpr int kParallelDepth = 4;
+
+    nanoflann::PooledAllocator& newPool() {
+        std::lock_guard lock(poolsMutex_);
+        return pools_.emplace_back();
+    }
+
+    float at(size_t position, int32_t dim) const {
+        return tree_.dataset_get(tree_, tree_.vAcc[position], dim);
+    }
+
+    // nanoflann's divideTree, step for step.
+    Node* divide(nanoflann::PooledAllocator& pool, size_t left, size_t right, Box& box, int depth) {
+        Node* node = pool.template allocate<Node>();
+        if (right - left <= tree_.m_leaf_max_size) {
+            node->child1 = node->child2 = nullptr;
+            node->node_type.lr.left = left;
+            node->node_type.lr.right = right;
+            for (int32_t i = 0; i < 3; ++i) box[size_t(i)].low = box[size_t(i)].high = at(left, i);
+            for (size_t k = left + 1; k < right; ++k)
+                for (int32_t i = 0; i < 3; ++i) {
+                    if (box[size_t(i)].low > at(k, i)) box[size_t(i)].low = at(k, i);
+                    if (box[size_t(i)].high < at(k, i)) box[size_t(i)].high = at(k, i);
+                }
+            return node;
+        }
+        size_t idx = 0;
+        int32_t cutfeat = 0;
+        float cutval = 0;
+        tree_.middleSplit_(tree_, left, right - left, idx, cutfeat, cutval, box);
+        node->node_type.sub.divfeat = cutfeat;
+        Box leftBox(box), rightBox(box);
+        leftBox[size_t(cutfeat)].high = cutval;
+        rightBox[size_t(cutfeat)].low = cutval;
+        if (depth < kParallelDepth && right - left >= kParallelPoints) {
+            nanoflann::PooledAllocator& leftPool = newPool();
+            nanoflann::PooledAllocator& rightPool = newPool();
+            parallel_(2, [&](int32_t side) {
+                if (side == 0)
+                    node->child1 = divide(leftPool, left, left + idx, leftBox, depth + 1);
+                else
+                    node->child2 = divide(rightPool, left + idx, right, rightBox, depth + 1);
+            });
+        } else {
+            node->child1 = divide(pool, left, left + idx, leftBox, depth + 1);
+            node->child2 = divide(pool, left + idx, right, rightBox, depth + 1);
+        }
+        node->node_type.sub.divlow = leftBox[size_t(cutfeat)].high;
+        node->node_type.sub.divhigh = rightBox[size_t(cutfeat)].low;
+        for (size_t i = 0; i < 3; ++i) {
+            box[i].low = std::min(leftBox[i].low, rightBox[i].low);
+            box[i].high = std::max(leftBox[i].high, rightBox[i].high);
+        }
+        return node;
+    }
+
+    KdTree& tree_;
+    const ParallelFor& parallel_;
+    std::mutex poolsMutex_;
+    std::deque<nanoflann::PooledAllocator> pools_;
+};
 
 // Spreads the low 10 bits of v to every third bit.
 uint32_t Spread3(uint32_t v) {
@@ -88,16 +177,18 @@ void SearchNeighbours(const SearchSettings& s, const std::vector<Vec3f>& search,
     if (searchCount == 0 || queryCount == 0) return;
     const float limit = s.maxDistance * s.maxDistance;
     const PositionsAdaptor adaptor{search.data() + searchStart, searchCount};
-    KdTree tree(3, adaptor, nanoflann::KDTreeSingleIndexAdaptorParams(32));
+    KdTree tree(3, adaptor,
+                nanoflann::KDTreeSingleIndexAdaptorParams(
+                    kLeafSize, nanoflann::KDTreeSingleIndexAdaptorFlags::SkipInitialBuildIndex));
+    ParallelTreeBuild build(tree, parallel);
+    if (parallel)
+        build.build();
+    else
+        tree.buildIndex();
     const size_t k = size_t(s.maxVertices);
-    // Flat result tables, allocated once per call: one row of k slots per query, and how many
-    // entries of each row were kept. Every row is written by its own query before it is read.
-    std::unique_ptr<uint32_t[]> indices(new uint32_t[size_t(queryCount) * k]);
-    std::unique_ptr<float[]> dists(new float[size_t(queryCount) * k]);
-    std::unique_ptr<size_t[]> kept(new size_t[size_t(queryCount) + 1]);
     // The visiting order: when the queries are the searched points themselves, the tree's own
-    // leaf order; else Morton order. Results go to each query's own row, so the output does not
-    // depend on the order or on how the jobs are run.
+    // leaf order; else Morton order. Each query's results are found by where they were put, so
+    // the output does not depend on the order or on how the jobs are run.
     const bool sameSet =
         &search == &queries && searchStart == queryStart && searchCount == queryCount;
     std::vector<uint64_t> keyed;
@@ -112,40 +203,52 @@ void SearchNeighbours(const SearchSettings& s, const std::vector<Vec3f>& search,
         else
             for (int32_t j = 0; j < jobs; ++j) job(j);
     };
-    // Search, then keep in place the entries that pass: within the limit, and only from the
-    // lower index to the higher (which also does away with self-connections and duplicates).
+    // Each job keeps the entries that pass in a list of its own, query after query in its
+    // visiting order; each query notes its job, where its entries start there and how many it
+    // kept. Only the kept entries are stored, which keeps the memory a call touches small.
+    struct Kept {
+        uint32_t index;
+        float dist;
+    };
+    std::vector<std::vector<Kept>> kept(size_t(jobs), std::vector<Kept>{});
+    std::unique_ptr<uint32_t[]> jobOf(new uint32_t[queryCount]);
+    std::unique_ptr<uint32_t[]> startIn(new uint32_t[queryCount]);
+    std::unique_ptr<size_t[]> offsets(new size_t[size_t(queryCount) + 1]);
+    // Search, then keep the entries that pass: within the limit, and only from the lower index
+    // to the higher (which also does away with self-connections and duplicates).
     runJobs([&](int32_t j) {
         const uint32_t first = uint32_t(j) * kQueriesPerJob;
         const uint32_t last = std::min<uint32_t>(queryCount, first + kQueriesPerJob);
+        std::vector<uint32_t> rowIndices(k);
+        std::vector<float> rowDists(k);
+        std::vector<Kept>& list = kept[size_t(j)];
+        list.reserve(size_t(last - first) * std::min<size_t>(k, 8));
         for (uint32_t visit = first; visit < last; ++visit) {
             const uint32_t q = queryAt(visit);
-            uint32_t* rowIndices = &indices[size_t(q) * k];
-            float* rowDists = &dists[size_t(q) * k];
             nanoflann::KNNResultSet<float, uint32_t> result(k);
-            result.init(rowIndices, rowDists);
+            result.init(rowIndices.data(), rowDists.data());
             const Vec3f& p = queries[queryStart + q];
             const float point[3] = {p.x, p.y, p.z};
             tree.findNeighbors(result, point, nanoflann::SearchParams(32, 0, false));
             const int64_t a = int64_t(q) + queryStart;
-            uint32_t m = 0;
+            jobOf[q] = uint32_t(j);
+            startIn[q] = uint32_t(list.size());
             for (size_t e = 0; e < result.size(); ++e) {
                 const float d = rowDists[e];
                 if (d > limit || a >= int64_t(rowIndices[e]) + searchStart) continue;
-                rowIndices[m] = rowIndices[e];
-                rowDists[m] = d;
-                ++m;
+                list.push_back(Kept{rowIndices[e], d});
             }
-            kept[q] = m;
+            offsets[q] = list.size() - startIn[q];
         }
     });
     // Where each query's pairs go: in the order of the queries.
     size_t total = 0;
     for (uint32_t q = 0; q < queryCount; ++q) {
-        const size_t m = kept[q];
-        kept[q] = total;
+        const size_t m = offsets[q];
+        offsets[q] = total;
         total += m;
     }
-    kept[queryCount] = total;
+    offsets[queryCount] = total;
     const size_t base = out.size();
     out.pairs.resize(2 * (base + total));
     out.opacityFactors.resize(base + total);
@@ -154,12 +257,13 @@ void SearchNeighbours(const SearchSettings& s, const std::vector<Vec3f>& search,
         const uint32_t first = uint32_t(j) * kQueriesPerJob;
         const uint32_t last = std::min<uint32_t>(queryCount, first + kQueriesPerJob);
         for (uint32_t q = first; q < last; ++q) {
-            size_t at = base + kept[q];
-            for (size_t e = 0; e < kept[q + 1] - kept[q]; ++e, ++at) {
-                const float dist = std::sqrt(dists[size_t(q) * k + e]);
+            const Kept* entries = kept[jobOf[q]].data() + startIn[q];
+            size_t at = base + offsets[q];
+            for (size_t e = 0; e < offsets[q + 1] - offsets[q]; ++e, ++at) {
+                const float dist = std::sqrt(entries[e].dist);
                 const float t = s.maxDistance == 0 ? 0.0f : dist / s.maxDistance;
                 out.pairs[2 * at] = int32_t(q + queryStart);
-                out.pairs[2 * at + 1] = int32_t(indices[size_t(q) * k + e] + searchStart);
+                out.pairs[2 * at + 1] = int32_t(entries[e].index + searchStart);
                 out.opacityFactors[at] = s.opacityCurve.eval(t);
                 out.thicknessFactors[at] = s.thicknessCurve.eval(t);
             }
@@ -173,13 +277,23 @@ bool ValidRange(const GroupRange& r) {
     return r.start != GroupRange::kUnsetStart && r.count >= 1;
 }
 
-void Shift(GeometryStore& store, float factor) {
+// Each vertex on its own, so blocks of them may run at once.
+void Shift(GeometryStore& store, float factor, const ParallelFor& parallel) {
+    constexpr size_t kBlock = 16384;
     const size_t n = std::min(store.positions.size(), store.jitter.size());
-    for (size_t i = 0; i < n; ++i) {
-        store.positions[i].x += store.jitter[i].x * factor;
-        store.positions[i].y += store.jitter[i].y * factor;
-        store.positions[i].z += store.jitter[i].z * factor;
-    }
+    auto shift = [&store, factor, n](int32_t block) {
+        const size_t last = std::min(n, (size_t(block) + 1) * kBlock);
+        for (size_t i = size_t(block) * kBlock; i < last; ++i) {
+            store.positions[i].x += store.jitter[i].x * factor;
+            store.positions[i].y += store.jitter[i].y * factor;
+            store.positions[i].z += store.jitter[i].z * factor;
+        }
+    };
+    const auto blocks = int32_t((n + kBlock - 1) / kBlock);
+    if (parallel && blocks > 1)
+        parallel(blocks, shift);
+    else
+        for (int32_t b = 0; b < blocks; ++b) shift(b);
 }
 
 }  // namespace
@@ -187,7 +301,7 @@ void Shift(GeometryStore& store, float factor) {
 void ConnectionsOfGeometry(const SearchSettings& s, GeometryStore& store, ConnectionSet& out,
                            const ParallelFor& parallel) {
     const auto n = uint32_t(store.positions.size());
-    Shift(store, 1.0f);
+    Shift(store, 1.0f, parallel);
     const std::vector<Vec3f>& pos = store.positions;
     switch (s.drawBetween) {
         case kAllGroupsLines:
@@ -226,7 +340,7 @@ void ConnectionsOfGeometry(const SearchSettings& s, GeometryStore& store, Connec
         default:
             break;
     }
-    Shift(store, -1.0f);
+    Shift(store, -1.0f, parallel);
 }
 
 bool BlendConnections(const ConnectionSet& a, const ConnectionSet& b, float factorA, float factorB,

@@ -1,0 +1,224 @@
+// The bundled network example at several vertex counts (the sphere's slices and stacks raised),
+// optionally with one position noise effector. "NetworkFrame" is a whole frame through the comp
+// renderer, as `tavrin render` draws it (no file written). "NetworkStages" drives the same frame
+// step by step the way the main effect's frame driver does, through the same functions, and
+// times each stage where it runs (the counters, in ms per frame):
+//   gather      sources, the derived arrays and the jitter (the layer's gather less its effectors)
+//   effectors   the effectors' calls during the gather, timed by the host as it makes them
+//   renderers   the renderers' calls (the lines renderer's neighbour search is here)
+//   feed+sort   draw records from the render items, the depth sort, blurs and usage masks
+//   projection  the engines projecting the records and finding the tiles each one touches
+//   raster      the engines drawing their tiles
+//   output      unpremultiply, "over" into the comp frame, PNG written to the temp directory
+// "_Ours" runs on all threads and "_Peer" on one, so each ratio is the threads' gain.
+#include <benchmark/benchmark.h>
+#include <tbb/global_control.h>
+#include <tbb/info.h>
+
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+
+#include "engines/AGGEngine.h"
+#include "engines/Feeding.h"
+#include "engines/KDLRender.h"
+#include "host/CameraSnapshot.h"
+#include "host/Gather.h"
+#include "host/MainParams.h"
+#include "host/Unpremultiply.h"
+#include "standalone/BundledExample.h"
+#include "standalone/CompRenderer.h"
+#include "standalone/ImageOutput.h"
+
+namespace {
+
+using namespace tv;
+using Clock = std::chrono::steady_clock;
+
+double Seconds(Clock::time_point a, Clock::time_point b) {
+    return std::chrono::duration<double>(b - a).count();
+}
+
+// The embedded host, timing the effectors' calls as it makes them.
+class StageHost : public standalone::EmbeddedHost {
+  public:
+    double effectorSeconds = 0;
+    PF_Err effectCallGeneric(AEGP_PluginID plugin, AEGP_EffectRefH ref, const A_Time& time,
+                             PF_Cmd cmd, void* extra) override {
+        const std::string name = effectMatchName(installedKeyFromLayerEffect(ref));
+        if (name.rfind(kEffectorPrefix, 0) != 0)
+            return EmbeddedHost::effectCallGeneric(plugin, ref, time, cmd, extra);
+        const Clock::time_point start = Clock::now();
+        const PF_Err err = EmbeddedHost::effectCallGeneric(plugin, ref, time, cmd, extra);
+        effectorSeconds += Seconds(start, Clock::now());
+        return err;
+    }
+};
+
+// The sphere as close to `vertices` as slices x stacks at 3:2 allow; `made` is how many it has.
+standalone::Comp& BuildScene(StageHost& host, int64_t vertices, bool noise,
+                             int64_t* made = nullptr) {
+    standalone::Comp& comp = standalone::BuildBundledExample(host, 1280, 720);
+    standalone::Layer& layer = *comp.layers.front();
+    const auto stacks = int32_t(std::lround(std::sqrt(double(vertices) / 1.5)));
+    const auto slices = int32_t(std::lround(double(vertices) / stacks));
+    standalone::EffectInstance& sphere = *layer.effects[1];
+    sphere.params[12].value.u.slider = slices;  // "Sphere Slices"
+    sphere.params[13].value.u.slider = stacks;  // "Sphere Stacks"
+    if (made) *made = int64_t(slices) * stacks;
+    if (noise) {
+        standalone::EffectInstance& fx = host.applyEffectInstance(layer, "KDL TAVREFF Noise");
+        fx.params[5].value.u.floatValue = 90;  // "Noise Amplitude"
+        host.runIdleTasks();
+    }
+    return comp;
+}
+
+struct StageTimes {
+    double gather = 0, effectors = 0, renderers = 0, feed = 0, project = 0, raster = 0, output = 0;
+};
+
+// One frame the way the main effect's frame driver draws it, with each stage timed.
+void RunStages(StageHost& host, standalone::Comp& comp, const std::string& png, StageTimes& t) {
+    standalone::Layer& layer = *comp.layers.front();
+    standalone::EffectInstance& main = *layer.effects.front();
+    const A_Time time = comp.frameTime(0);
+    standalone::LayerWorld world(layer.width, layer.height, 8);
+
+    ObjectMessage message;
+    InitObjectMessage(message);
+    GatherContext root;
+    root.host = &host;
+    root.layer = layer.uid;
+    root.time = time;
+    host.effectorSeconds = 0;
+    const Clock::time_point t0 = Clock::now();
+    GatherById(root, message, host.layerId(layer.uid), time);
+    const Clock::time_point t1 = Clock::now();
+    RunRenderers(root, layer.uid, time, message);
+    const Clock::time_point t2 = Clock::now();
+    t.effectors += host.effectorSeconds;
+    t.gather += Seconds(t0, t1) - host.effectorSeconds;
+    t.renderers += Seconds(t1, t2);
+
+    PF_InData in;
+    in.pica_basicP = &host;
+    in.effect_ref = main.uid;
+    in.current_time = time.value;
+    in.time_scale = time.scale;
+    in.width = layer.width;
+    in.height = layer.height;
+    in.sequence_data = main.sequenceData;
+    const CameraSnapshot camera =
+        MakeCameraSnapshot(&in, main.params[kMainNearVanish].value.u.floatValue,
+                           main.params[kMainFarVanish].value.u.floatValue, kLeftHanded);
+    float mv[16], proj[16];
+    for (int i = 0; i < 16; ++i) {
+        mv[i] = float(camera.modelView.m[i]);
+        proj[i] = float(camera.projection.m[i]);
+    }
+    const double scale[3] = {camera.normalizeX, camera.normalizeY, camera.normalizeZ};
+    const double viewport[4] = {0, 0, camera.width, camera.height};
+    KDLRender points(&host, &world.world, 8);
+    AGGEngine lines(&host, &world.world, 8);
+    EngineTimes engineTimes;
+    for (TV_Base_Render* e :
+         {static_cast<TV_Base_Render*>(&points), static_cast<TV_Base_Render*>(&lines)}) {
+        e->setRenderParams(scale, viewport, mv, proj, camera.forward);
+        e->times = &engineTimes;
+    }
+    const Clock::time_point t3 = Clock::now();
+    GeometryStore& store = *message.geometry;
+    store.blurs.assign(store.positions.size(), 0.0f);
+    std::vector<RenderItem>& items = message.renders->items;
+    const UsageMasks masks = BuildUsageMasks(items, store.positions.size());
+    for (RenderItem& item : items) {
+        FeedItem(points, lines, lines, item, store, masks);
+        FreeRenderItem(item);
+    }
+    items.clear();
+    const Clock::time_point t4 = Clock::now();
+    t.project += engineTimes.projectSeconds;
+    t.raster += engineTimes.tileSeconds;
+    t.feed += Seconds(t3, t4) - engineTimes.projectSeconds - engineTimes.tileSeconds;
+    DisposeObjectMessage(message);
+
+    const Clock::time_point t5 = Clock::now();
+    UnpremultiplyWorld(&host, world.world);
+    standalone::FloatImage frame;
+    frame.width = comp.width;
+    frame.height = comp.height;
+    frame.rgba.assign(size_t(comp.width) * size_t(comp.height) * 4, 0.0f);
+    standalone::CompositeOver(frame, world.world, 0, 0, 1.0f);
+    standalone::WriteImage(png, frame, 8);
+    t.output += Seconds(t5, Clock::now());
+}
+
+void Stages(benchmark::State& state, size_t threads) {
+    tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
+    StageHost host;
+    int64_t vertices = 0;
+    standalone::Comp& comp = BuildScene(host, state.range(0), state.range(1) != 0, &vertices);
+    const std::string png =
+        (std::filesystem::temp_directory_path() / "tavrin_bench_stages.png").string();
+    StageTimes t;
+    for (auto _ : state) RunStages(host, comp, png, t);
+    std::filesystem::remove(png);
+    const auto perFrameMs = [](double s) {
+        return benchmark::Counter(s * 1e3, benchmark::Counter::kAvgIterations);
+    };
+    state.counters["1 gather"] = perFrameMs(t.gather);
+    state.counters["2 effectors"] = perFrameMs(t.effectors);
+    state.counters["3 renderers"] = perFrameMs(t.renderers);
+    state.counters["4 feed+sort"] = perFrameMs(t.feed);
+    state.counters["5 projection"] = perFrameMs(t.project);
+    state.counters["6 raster"] = perFrameMs(t.raster);
+    state.counters["7 output"] = perFrameMs(t.output);
+    state.counters["vertices"] = double(vertices);
+}
+
+// The whole frame through the comp renderer (no file output), as `tavrin render` draws it.
+void Frame(benchmark::State& state, size_t threads) {
+    tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
+    StageHost host;
+    const standalone::Comp& comp = BuildScene(host, state.range(0), state.range(1) != 0);
+    for (auto _ : state) {
+        standalone::CompRenderer renderer(host);  // a fresh cache: every frame is drawn
+        std::vector<std::string> messages;
+        benchmark::DoNotOptimize(renderer.renderFrame(comp, 0, 8, messages).rgba.data());
+    }
+}
+
+void NetworkStages_Ours(benchmark::State& s) {
+    Stages(s, tbb::info::default_concurrency());
+}
+void NetworkStages_Peer(benchmark::State& s) {
+    Stages(s, 1);
+}
+void NetworkFrame_Ours(benchmark::State& s) {
+    Frame(s, tbb::info::default_concurrency());
+}
+void NetworkFrame_Peer(benchmark::State& s) {
+    Frame(s, 1);
+}
+
+// The example as it ships (1536 vertices), then 10k and 100k, and 100k with a noise effector.
+void Sizes(benchmark::internal::Benchmark* b) {
+    b->ArgNames({"vertices", "noise"});
+    for (int64_t n : {1536, 10000, 100000}) b->Args({n, 0});
+    b->Args({100000, 1});
+    b->Unit(benchmark::kMillisecond)->UseRealTime();
+}
+
+// A million vertices on all threads only: one frame takes seconds.
+void SizesWithMillion(benchmark::internal::Benchmark* b) {
+    Sizes(b);
+    b->Args({1000000, 0});
+}
+
+BENCHMARK(NetworkStages_Ours)->Apply(SizesWithMillion);
+BENCHMARK(NetworkStages_Peer)->Apply(Sizes);
+BENCHMARK(NetworkFrame_Ours)->Apply(Sizes);
+BENCHMARK(NetworkFrame_Peer)->Apply(Sizes);
+
+}  // namespace
