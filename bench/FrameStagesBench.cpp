@@ -56,7 +56,7 @@ class StageHost : public standalone::EmbeddedHost {
 };
 
 // The sphere as close to `vertices` as slices x stacks at 3:2 allow; `made` is how many it has.
-standalone::Comp& BuildScene(StageHost& host, int64_t vertices, bool noise,
+standalone::Comp& BuildScene(standalone::EmbeddedHost& host, int64_t vertices, bool noise,
                              int64_t* made = nullptr) {
     standalone::Comp& comp = standalone::BuildBundledExample(host, 1280, 720);
     standalone::Layer& layer = *comp.layers.front();
@@ -180,7 +180,7 @@ void Stages(benchmark::State& state, size_t threads) {
 // The whole frame through the comp renderer (no file output), as `tavrin render` draws it.
 void Frame(benchmark::State& state, size_t threads) {
     tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
-    StageHost host;
+    standalone::EmbeddedHost host;
     const standalone::Comp& comp = BuildScene(host, state.range(0), state.range(1) != 0);
     for (auto _ : state) {
         standalone::CompRenderer renderer(host);  // a fresh cache: every frame is drawn
