@@ -188,12 +188,7 @@ void Apply(const MapRecord& r, const PF_EffectWorld& map, GeometryStore& s,
                 c.b = p.b;
                 c.a *= p.a;
             };
-            if (faces) {
-                for (auto* list : {&s.faceColorsA, &s.faceColorsB, &s.faceColorsC})
-                    if (i < list->size()) paint((*list)[i]);
-            } else if (i < s.colors.size()) {
-                paint(s.colors[i]);
-            }
+            ForEachColorOf(s, faces, i, paint);
             break;
         }
     }

@@ -55,6 +55,18 @@ struct EffectorHooks {
 // every other number to the effect's Contribute.
 PF_Err EffectorMessage(PF_InData* in, ObjectMessage& m, const EffectorHooks& hooks);
 
+// Calls fn with each colour of element i: the vertex colour, or the three corner colours of a
+// face, each changed alike.
+template <class Fn>
+void ForEachColorOf(GeometryStore& s, bool faces, uint32_t i, Fn&& fn) {
+    if (faces) {
+        for (auto* list : {&s.faceColorsA, &s.faceColorsB, &s.faceColorsC})
+            if (i < list->size()) fn((*list)[i]);
+    } else if (i < s.colors.size()) {
+        fn(s.colors[i]);
+    }
+}
+
 // Runs fn(i) for every element index in [first, end) on the host's parallel iteration, in
 // blocks. Each element must read and write only its own entries.
 template <class Fn>

@@ -243,16 +243,11 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
                 }
                 break;
             default:
-                if (faces) {
-                    for (auto* list : {&s.faceColorsA, &s.faceColorsB, &s.faceColorsC})
-                        if (i < list->size()) ApplyColor(p, n, (*list)[i]);
-                } else if (i < s.colors.size()) {
-                    ApplyColor(p, n, s.colors[i]);
-                }
+                ForEachColorOf(s, faces, i, [&](Color4f& c) { ApplyColor(p, n, c); });
                 break;
         }
     };
-    return ForEachElement(in, range.start, end, [&](uint32_t i) { element(i); });
+    return ForEachElement(in, range.start, end, element);
 }
 
 uint64_t Hash(PF_InData* in, const NoiseRecord& p) {

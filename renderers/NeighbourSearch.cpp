@@ -1,7 +1,5 @@
 #include "renderers/NeighbourSearch.h"
 
-#include <nanoflann.hpp>
-
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -11,31 +9,16 @@
 #include <mutex>
 #include <numeric>
 
+#include "renderers/PositionsKdTree.h"
+
 namespace tv {
 
 namespace {
 
-// Reads a run of the store's positions in place: no copy.
-struct PositionsAdaptor {
-    const Vec3f* points;
-    size_t count;
-    size_t kdtree_get_point_count() const { return count; }
-    float kdtree_get_pt(size_t i, size_t dim) const {
-        const Vec3f& p = points[i];
-        return dim == 0 ? p.x : dim == 1 ? p.y : p.z;
-    }
-    template <class Box>
-    bool kdtree_get_bbox(Box&) const {
-        return false;
-    }
-};
-
-using KdTree =
-    nanoflann::KDTreeSingleIndexAdaptor<nanoflann::L2_Simple_Adaptor<float, PositionsAdaptor>,
-                                        PositionsAdaptor, 3, uint32_t>;
+using KdTree = PositionsKdTree;
 
 constexpr int32_t kQueriesPerJob = 256;
-constexpr size_t kLeafSize = 32;
+constexpr size_t kLeafSize = kKdLeafSize;
 
 // Builds the same tree nanoflann's buildIndex builds (the same splits, the same order of the
 // points, the same bounds), with the two halves of the top splits built at once. Each half

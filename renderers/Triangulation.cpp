@@ -1,7 +1,5 @@
 #include "renderers/Triangulation.h"
 
-#include <nanoflann.hpp>
-
 #include <algorithm>
 #include <array>
 #include <iterator>
@@ -12,32 +10,16 @@
 #include <ostream>
 #include <string>
 
+#include "renderers/PositionsKdTree.h"
 #include "renderers/QhullTriangulate.h"
 
 namespace tv {
 
 namespace {
 
-// Reads a run of positions in place: no copy.
-struct PositionsAdaptor {
-    const Vec3f* points;
-    size_t count;
-    size_t kdtree_get_point_count() const { return count; }
-    float kdtree_get_pt(size_t i, size_t dim) const {
-        const Vec3f& p = points[i];
-        return dim == 0 ? p.x : dim == 1 ? p.y : p.z;
-    }
-    template <class Box>
-    bool kdtree_get_bbox(Box&) const {
-        return false;
-    }
-};
+using KdTree = PositionsKdTree;
 
-using KdTree =
-    nanoflann::KDTreeSingleIndexAdaptor<nanoflann::L2_Simple_Adaptor<float, PositionsAdaptor>,
-                                        PositionsAdaptor, 3, uint32_t>;
-
-constexpr size_t kLeafSize = 32;
+constexpr size_t kLeafSize = kKdLeafSize;
 constexpr uint32_t kQueriesPerJob = 1024;
 
 struct Vec3d {
