@@ -10,6 +10,7 @@
 #include "host/SuiteCache.h"
 #include "renderers/HeldFrames.h"
 #include "renderers/LegacyMapping.h"
+#include "renderers/LinesRenderer.h"
 #include "resources/EntryPoints.h"
 
 namespace tv {
@@ -136,22 +137,14 @@ void FillPoints(const LegacyPoints& p, uint32_t count, const A_Time& now, Points
 
 // The same layout the lines renderer hands over.
 void FillLines(const ConnectionSet& set, const LegacyLines& l, LinesPayload& out) {
-    out = LinesPayload{};
-    out.pairCount = uint32_t(set.size());
-    out.pairs = new IndexPair[set.size()];
-    out.opacity = new float[set.size()];
-    out.thickness = new float[set.size()];
-    for (size_t i = 0; i < set.size(); ++i) {
-        out.pairs[i] = IndexPair{set.pairs[2 * i], set.pairs[2 * i + 1]};
-        out.opacity[i] = set.opacityFactors[i];
-        out.thickness[i] = set.thicknessFactors[i];
-    }
-    out.size = l.thickness;
-    std::copy(std::begin(l.color), std::end(l.color), out.color);
-    out.overrideColor = !l.getColors;
-    out.overrideOpacity = !l.getOpacity;
-    out.overrideScale = !l.getScale;
-    out.perspective = l.perspective;
+    LinesLook look;
+    look.thickness = l.thickness;
+    std::copy(std::begin(l.color), std::end(l.color), look.color);
+    look.getColors = l.getColors;
+    look.getOpacity = l.getOpacity;
+    look.getScale = l.getScale;
+    look.perspective = l.perspective;
+    FillLinesPayload(set, look, out);
 }
 
 PF_Err Contribute(PF_InData* in, ObjectMessage& m) {

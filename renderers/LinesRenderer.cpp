@@ -157,22 +157,14 @@ uint64_t Hash(const LinesParams& p) {
 }
 
 void CopyToPayload(const ConnectionSet& set, const LinesParams& p, LinesPayload& out) {
-    out = LinesPayload{};
-    out.pairCount = uint32_t(set.size());
-    out.pairs = new IndexPair[set.size()];
-    out.opacity = new float[set.size()];
-    out.thickness = new float[set.size()];
-    for (size_t i = 0; i < set.size(); ++i) {
-        out.pairs[i] = IndexPair{set.pairs[2 * i], set.pairs[2 * i + 1]};
-        out.opacity[i] = set.opacityFactors[i];
-        out.thickness[i] = set.thicknessFactors[i];
-    }
-    out.size = p.thickness;
-    std::copy(std::begin(p.color), std::end(p.color), out.color);
-    out.overrideColor = !p.getColors;
-    out.overrideOpacity = !p.getOpacity;
-    out.overrideScale = !p.getScale;
-    out.perspective = p.perspective;
+    LinesLook look;
+    look.thickness = p.thickness;
+    std::copy(std::begin(p.color), std::end(p.color), look.color);
+    look.getColors = p.getColors;
+    look.getOpacity = p.getOpacity;
+    look.getScale = p.getScale;
+    look.perspective = p.perspective;
+    FillLinesPayload(set, look, out);
 }
 
 PF_Err Contribute(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
@@ -327,6 +319,25 @@ PF_Err LinesRenderEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out
                                  PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
     return SubEffectEntry(EffectTable()[13], kHandlers, cmd, in_data, out_data, params, output,
                           extra);
+}
+
+void FillLinesPayload(const ConnectionSet& set, const LinesLook& look, LinesPayload& out) {
+    out = LinesPayload{};
+    out.pairCount = uint32_t(set.size());
+    out.pairs = new IndexPair[set.size()];
+    out.opacity = new float[set.size()];
+    out.thickness = new float[set.size()];
+    for (size_t i = 0; i < set.size(); ++i) {
+        out.pairs[i] = IndexPair{set.pairs[2 * i], set.pairs[2 * i + 1]};
+        out.opacity[i] = set.opacityFactors[i];
+        out.thickness[i] = set.thicknessFactors[i];
+    }
+    out.size = look.thickness;
+    std::copy(std::begin(look.color), std::end(look.color), out.color);
+    out.overrideColor = !look.getColors;
+    out.overrideOpacity = !look.getOpacity;
+    out.overrideScale = !look.getScale;
+    out.perspective = look.perspective;
 }
 
 }  // namespace tv

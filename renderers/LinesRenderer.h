@@ -5,6 +5,9 @@
 #include <cstdint>
 #include <vector>
 
+#include "host/RenderPayloads.h"
+#include "renderers/NeighbourSearch.h"
+
 namespace tv {
 
 // "Calc Lines Distance".
@@ -33,5 +36,15 @@ LinesFramePlan MakeLinesFramePlan(uint32_t scale, int64_t now, int64_t step, int
 // every frame.
 std::vector<int32_t> LinesFrameList(int32_t calcMode, const LinesFramePlan& plan,
                                     int32_t totalTime);
+
+// How a lines item looks, beside its pairs.
+struct LinesLook {
+    float thickness = 1;
+    float color[4] = {1, 1, 1, 1};
+    bool getColors = true, getOpacity = true, getScale = true, perspective = true;
+};
+
+// The lines item's payload: the set's pairs and factors, and the look.
+void FillLinesPayload(const ConnectionSet& set, const LinesLook& look, LinesPayload& out);
 
 }  // namespace tv
