@@ -14,6 +14,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "host/MainParams.h"
 #include "resources/EffectTable.h"
 #include "standalone/BundledExample.h"
 #include "standalone/CompRenderer.h"
@@ -61,6 +62,38 @@ std::vector<int64_t> ParseFrames(const std::string& text, int64_t frameCount) {
     return frames;
 }
 
+// Sets "Unified Rendering" on every instance of the main effect in the project, as if the
+// document said so.
+void ForceUnified(standalone::EmbeddedHost& host, bool on) {
+    for (const auto& comp : host.project().comps)
+        for (const auto& layer : comp->layers)
+            for (const auto& instance : layer->effects) {
+                const auto* installed = host.installedEffect(instance->key);
+                if (!installed || installed->matchName != EffectTable()[0].matchName) continue;
+                standalone::ParamState& p = instance->params[size_t(kMainUnified)];
+                p.keys.clear();
+                p.value.u.checkbox = on ? 1 : 0;
+            }
+}
+
+// Says once per run which path drew the frames and what a path left out.
+void PrintRenderNotes(const standalone::EmbeddedHost& host) {
+    const auto notes = host.renderNotes();
+    auto each = [&notes](const char* key, auto&& fn) {
+        if (const auto it = notes.find(key); it != notes.end())
+            for (const std::string& text : it->second) fn(text);
+    };
+    each("path", [](const std::string& t) { fmt::print(stderr, "drawn by the {}\n", t); });
+    each("no-gpu", [](const std::string& t) {
+        fmt::print(stderr,
+                   "warning: \"Unified Rendering\" is on but the GL path is not available ({}); "
+                   "frames were drawn by the software path, without depth of field, motion "
+                   "blur or facets\n",
+                   t.empty() ? "no usable OpenGL 3.2 context" : t);
+    });
+    each("facets-skipped", [](const std::string& t) { fmt::print(stderr, "warning: {}\n", t); });
+}
+
 }  // namespace
 
 int RunRenderCommand(const RenderOptions& options) {
@@ -83,6 +116,7 @@ int RunRenderCommand(const RenderOptions& options) {
                                          standalone::NearestNames(options.comp, names));
             }
         }
+        if (!options.unified.empty()) ForceUnified(host, options.unified == "on");
         standalone::Comp& comp = *chosen;
         const int64_t frameCount =
             std::max<int64_t>(1, int64_t(comp.duration * comp.fpsNum / std::max(comp.fpsDen, 1)));
@@ -137,6 +171,7 @@ int RunRenderCommand(const RenderOptions& options) {
         if (tty) fmt::print(stderr, "\n");
         const double secs =
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        PrintRenderNotes(host);
         for (const auto& e : errors) fmt::print(stderr, "tavrin render: {}\n", e);
         fmt::print("rendered {} of {} frames of \"{}\" ({}x{}, {} bits) in {:.2f} s to {}\n",
                    done.load(), frames.size(), comp.name, comp.width, comp.height, options.bitDepth,

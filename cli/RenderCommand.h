@@ -13,6 +13,7 @@ struct RenderOptions {
     int bitDepth = 8;
     int threads = 0;  // 0: all cores
     bool verbose = false;
+    std::string unified;  // "on" or "off" forces "Unified Rendering" for this run; empty: as set
 };
 
 int RunRenderCommand(const RenderOptions& options);

@@ -29,6 +29,11 @@ int main(int argc, char** argv) {
     render->add_option("--bit-depth", renderOptions.bitDepth, "8 (PNG) or 32 (EXR)");
     render->add_option("--threads", renderOptions.threads, "threads to use; 0 means all cores");
     render->add_flag("-v,--verbose", renderOptions.verbose, "print the effects' diagnostic lines");
+    render
+        ->add_option("--unified", renderOptions.unified,
+                     "on: draw through the GL path (depth of field, motion blur, facets); off: "
+                     "the software path; overrides \"Unified Rendering\" for this run")
+        ->check(CLI::IsMember({"on", "off"}));
 
     std::string checkDocument, infoDocument;
     auto* validate =

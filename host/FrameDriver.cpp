@@ -1,5 +1,6 @@
 #include "host/FrameDriver.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -8,6 +9,9 @@
 #include "engines/AGGEngine.h"
 #include "engines/Feeding.h"
 #include "engines/KDLRender.h"
+#include "engines/SampleCameras.h"
+#include "engines/TVGLEngine.h"
+#include "engines/gl/GlLog.h"
 #include "host/CameraSnapshot.h"
 #include "host/Gather.h"
 #include "host/MainParams.h"
@@ -21,10 +25,6 @@
 namespace tv {
 
 namespace {
-
-// Samples per "Render Quality": base, depth of field, unified.
-constexpr int32_t kBaseSamples[8] = {1, 4, 8, 16, 32, 64, 72, 128};
-constexpr int32_t kDofSamples[8] = {32, 64, 128, 256, 512, 1024, 1536, 2048};
 
 // The parameters of one command, slot 26 (the depth map layer) left out.
 struct MainParamValues {
@@ -94,9 +94,16 @@ uint64_t FrameHash(PF_InData* in, HostServices& host, const MainParamValues& v) 
     return h.value();
 }
 
-// Draws one gathered message with the frame's camera into the two software engines.
+// The three engine slots of a frame: points and sprites, lines and beams, triangles and facets.
+struct EngineSlots {
+    TV_Base_Render& points;
+    TV_Base_Render& lines;
+    TV_Base_Render& triangles;
+};
+
+// Draws one gathered message with the frame's camera into the engines.
 PF_Err DrawMessage(PF_InData* in, HostServices& host, ObjectMessage& message,
-                   const MainParamValues& v, KDLRender& points, AGGEngine& lines) {
+                   const MainParamValues& v, const EngineSlots& engines) {
     const CameraSnapshot camera = MakeCameraSnapshot(in, v.p[kMainNearVanish].u.floatValue,
                                                      v.p[kMainFarVanish].u.floatValue, kLeftHanded);
     float mv[16], proj[16];
@@ -106,15 +113,16 @@ PF_Err DrawMessage(PF_InData* in, HostServices& host, ObjectMessage& message,
     }
     const double scale[3] = {camera.normalizeX, camera.normalizeY, camera.normalizeZ};
     const double viewport[4] = {0, 0, camera.width, camera.height};
-    points.setRenderParams(scale, viewport, mv, proj, camera.forward);
-    lines.setRenderParams(scale, viewport, mv, proj, camera.forward);
     bool legacy = false;
     if (auto* record = static_cast<const SequenceRecord*>(host.lockHandle(in->sequence_data))) {
         legacy = record->flags & (kSeqFlagFromV1 | kSeqFlagFromV2);
         host.unlockHandle(in->sequence_data);
     }
     if (legacy) host.diagnostic("Legacy Project");
-    points.legacyProjection = lines.legacyProjection = legacy;
+    for (TV_Base_Render* e : {&engines.points, &engines.lines, &engines.triangles}) {
+        e->setRenderParams(scale, viewport, mv, proj, camera.forward);
+        e->legacyProjection = legacy;
+    }
 
     GeometryStore& store = *message.geometry;
     store.blurs.assign(store.positions.size(), 0.0f);
@@ -125,9 +133,12 @@ PF_Err DrawMessage(PF_InData* in, HostServices& host, ObjectMessage& message,
     const UsageMasks masks = BuildUsageMasks(items, store.positions.size());
     PF_Err err = PF_Err_NONE;
     for (RenderItem& item : items) {
-        // Points and sprites go to the first engine; lines, beams and triangles to the second
-        // (the software path has no third engine of its own).
-        if (!err) err = FeedItem(points, lines, lines, item, store, masks);
+        if (item.kind == kRenderFacets && !engines.triangles.isGpu())
+            host.renderNote("facets-skipped",
+                            "facets are drawn only by the unified GL path; the software path "
+                            "leaves them out");
+        if (!err)
+            err = FeedItem(engines.points, engines.lines, engines.triangles, item, store, masks);
         FreeRenderItem(item);
     }
     items.clear();
@@ -135,7 +146,7 @@ PF_Err DrawMessage(PF_InData* in, HostServices& host, ObjectMessage& message,
 }
 
 PF_Err RunStack(PF_InData* in, PF_OutData* out, HostServices& host, const MainParamValues& v,
-                KDLRender& points, AGGEngine& lines) {
+                const EngineSlots& engines) {
     const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
     const AEGP_LayerH layer = host.effectLayer(self);
     host.disposeEffect(self);
@@ -160,15 +171,98 @@ PF_Err RunStack(PF_InData* in, PF_OutData* out, HostServices& host, const MainPa
         if (const PF_Err e = InitObjectMessage(message)) return e;
         const PF_Err status = Gather(host, l, time, message);
         if (status == kLoopGuardStatus) AppendMessage(out, kInfiniteLoopMessage);
-        if (!drawErr) drawErr = DrawMessage(in, host, message, v, points, lines);
-        for (TV_Base_Render* engine :
-             {static_cast<TV_Base_Render*>(&points), static_cast<TV_Base_Render*>(&lines)}) {
+        if (!drawErr) drawErr = DrawMessage(in, host, message, v, engines);
+        for (TV_Base_Render* engine : {&engines.points, &engines.lines, &engines.triangles}) {
             if (!engine->pendingError().empty()) AppendMessage(out, engine->pendingError());
             engine->pendingError().clear();
         }
         DisposeObjectMessage(message);
     }
     return drawErr;
+}
+
+struct FrameSettings {
+    double nearVanish = 0, farVanish = 0, nearFade = 0, farFade = 0;
+    int32_t quality = 1;
+    bool dof = false;  // "Camera Settings" and the camera has depth of field on
+    float blur = 1;
+    std::vector<A_Time> times;
+};
+
+FrameSettings ReadFrameSettings(PF_InData* in, HostServices& host, const MainParamValues& v) {
+    FrameSettings f;
+    f.nearVanish = v.p[kMainNearVanish].u.floatValue;
+    f.farVanish = v.p[kMainFarVanish].u.floatValue;
+    const double lo = std::min(f.nearVanish, f.farVanish), hi = std::max(f.nearVanish, f.farVanish);
+    f.nearFade = std::clamp(v.p[kMainNearFade].u.floatValue, lo, hi);
+    f.farFade = std::clamp(v.p[kMainFarFade].u.floatValue, lo, hi);
+    f.quality = v.p[kMainRenderQuality].u.popup;
+    f.blur = float(v.p[kMainBlurFactor].u.floatValue);
+    f.times = SampleTimesOf(in, host, v);
+    const CameraSnapshot camera = MakeCameraSnapshot(in, f.nearVanish, f.farVanish, kLeftHanded);
+    f.dof = v.p[kMainDof].u.popup == 2 && camera.depthOfField;
+    return f;
+}
+
+// The unified path: every time sample gathered anew and drawn by the GL engine in its share of
+// the passes. False when this thread has no usable context (the caller then draws in software).
+bool RenderUnified(PF_InData* in, PF_OutData* out, HostServices& host, const MainParamValues& v,
+                   const gl::GlGlobals& globals, const FrameSettings& f, PF_EffectWorld& output,
+                   int32_t bitDepth, PF_Err& err) {
+    gl::ScopedLogSink sink([&host](const std::string& line) { host.diagnostic(line); });
+    TVGLEngine engine(&host, &output, bitDepth, &globals);
+    if (!engine.valid()) {
+        host.renderNote("no-gpu", "this render thread could not make a GL context");
+        return false;
+    }
+    const auto count = int32_t(f.times.size());
+    const int32_t total = SampleBudget(f.quality, f.dof, count, true);
+    const CameraSnapshot camera = MakeCameraSnapshot(in, f.nearVanish, f.farVanish, kRightHanded);
+    engine.allocateTargets(true, output.width, output.height);
+    engine.setCullMode(v.p[kMainPolygonVisibility].u.popup);
+    const double scale = camera.normalizeX != 0 ? camera.normalizeX : 1.0;
+    engine.nearFade = float(f.nearFade / scale);
+    engine.farFade = float(f.farFade / scale);
+    engine.zNear = float(f.nearVanish / scale);
+    engine.zFar = float(f.farVanish / scale);
+    PF_EffectWorld* depthLayer = nullptr;
+    if (!host.checkoutLayerPixels(in->effect_ref, kMainDepthMap, &depthLayer)) {
+        engine.prepareDepthLayer(depthLayer, float(v.p[kMainWhiteDepth].u.floatValue),
+                                 float(v.p[kMainDarkDepth].u.floatValue));
+        host.checkinLayerPixels(in->effect_ref, kMainDepthMap);
+    }
+    engine.applyDof = f.dof;
+    engine.prepareSamples(camera, total, f.blur);
+
+    const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
+    const AEGP_LayerH layer = host.effectLayer(self);
+    host.disposeEffect(self);
+    const int32_t perPass = total / count;
+    const EngineSlots slots{engine, engine, engine};
+    for (int32_t i = 0; i < count && !err; ++i) {
+        const A_Time layerTime = host.convertCompToLayerTime(layer, f.times[size_t(i)]);
+        PF_InData sample = *in;
+        sample.current_time =
+            int32_t(double(in->time_scale) * (double(layerTime.value) / double(layerTime.scale)));
+        const CameraSnapshot passCamera =
+            MakeCameraSnapshot(&sample, f.nearVanish, f.farVanish, kRightHanded);
+        engine.setPassRange(passCamera, total, f.blur, perPass * i, perPass * (i + 1));
+        engine.clearDrawables();
+        const auto start = std::chrono::steady_clock::now();
+        err = RunStack(&sample, out, host, v, slots);
+        engine.renderPasses();
+        const double secs =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        host.diagnostic("Pass: " + std::to_string(i) + " Samples: " + std::to_string(perPass) +
+                        " Pinger: " + std::to_string(secs));
+    }
+    engine.compositeFrame();
+    engine.readBack(output);
+    host.renderNote("path", "unified GL path (OpenGL " + std::to_string(globals.glVersion / 10) +
+                                "." + std::to_string(globals.glVersion % 10) + ", " +
+                                std::to_string(engine.passesRun) + " passes of " +
+                                std::to_string(total) + " samples)");
+    return true;
 }
 
 }  // namespace
@@ -238,17 +332,29 @@ PF_Err MainSmartRender(PF_InData* in_data, PF_OutData* out_data, PF_SmartRenderE
 
     const auto start = std::chrono::steady_clock::now();
     std::memset(output->data, 0, size_t(output->rowbytes) * size_t(output->height));
-    // The unified GL path needs a GL framework, which this build has not: the software path runs
-    // the stack once, whatever the quality and motion-blur settings ask.
-    KDLRender points(&host, output, bitDepth);
-    AGGEngine lines(&host, output, bitDepth);
-    const PF_Err err = RunStack(in_data, out_data, host, v, points, lines);
+    const FrameSettings settings = ReadFrameSettings(in_data, host, v);
+    PF_Err err = PF_Err_NONE;
+    bool unified = false;
+    if (v.p[kMainUnified].u.checkbox) {
+        std::string why;
+        if (const gl::GlGlobals* globals = MainGlGlobals(in_data, &why))
+            unified = RenderUnified(in_data, out_data, host, v, *globals, settings, *output,
+                                    bitDepth, err);
+        else
+            host.renderNote("no-gpu", why);
+    }
+    if (!unified) {
+        // The software path runs the stack once, whatever the quality and motion-blur settings
+        // ask: two engines draw into the output in the order of the render items.
+        KDLRender points(&host, output, bitDepth);
+        AGGEngine lines(&host, output, bitDepth);
+        err = RunStack(in_data, out_data, host, v, EngineSlots{points, lines, lines});
+        host.renderNote("path", "software path");
+    }
     UnpremultiplyWorld(&host, *output);
     const double ms =
         std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
     host.diagnostic("Total Render Time: " + std::to_string(ms) + " ms");
-    (void)kBaseSamples;
-    (void)kDofSamples;
     const PF_Err checkin = CheckinAll(in_data, host, v);
     return err ? err : checkin;
 }

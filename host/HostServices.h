@@ -193,6 +193,9 @@ class HostServices {
     virtual void diagnostic(const std::string&) { ThrowMissingService(); }
     // A message for the user, outside of a command's return message.
     virtual void reportInfo(const std::string&) { ThrowMissingService(); }
+    // How a frame was drawn, for a host that tells its user: `key` names the fact ("path",
+    // "no-gpu", "facets-skipped"), `text` says it. A host that shows nothing ignores it.
+    virtual void renderNote(const std::string& /*key*/, const std::string& /*text*/) {}
 };
 
 }  // namespace tv

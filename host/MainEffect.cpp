@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "engines/gl/GlGlobals.h"
+#include "engines/gl/GlLog.h"
 #include "host/EffectTemplate.h"
 #include "host/FrameDriver.h"
 #include "host/Gather.h"
@@ -39,8 +41,8 @@ PF_Err GlobalSetup(PF_InData* in_data, PF_OutData* out_data) {
     auto* record = static_cast<GlobalRecord*>(suites->lockHandle(handle));
     if (record) {
         *record = GlobalRecord{};
-        // No GL framework is built into this module yet, so the unified path stays off.
-        suites->diagnostic("No Setup Found");
+        // The GL context and programs are made when a frame or the panel first asks for them.
+        record->glFramework = new gl::GlFramework;
         suites->unlockHandle(handle);
     }
     out_data->global_data = handle;
@@ -50,7 +52,13 @@ PF_Err GlobalSetup(PF_InData* in_data, PF_OutData* out_data) {
 
 PF_Err GlobalSetdown(PF_InData* in_data) {
     SuiteCache suites(in_data);
-    if (in_data->global_data) suites->disposeHandle(in_data->global_data);
+    if (!in_data->global_data) return PF_Err_NONE;
+    if (auto* record = static_cast<GlobalRecord*>(suites->lockHandle(in_data->global_data))) {
+        gl::DeleteGlFramework(static_cast<gl::GlFramework*>(record->glFramework));
+        record->glFramework = nullptr;
+        suites->unlockHandle(in_data->global_data);
+    }
+    suites->disposeHandle(in_data->global_data);
     return PF_Err_NONE;
 }
 
@@ -158,13 +166,22 @@ PF_Err Dispatch(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDe
 
 }  // namespace
 
-bool MainHasGLFramework(PF_InData* in_data) {
+const gl::GlGlobals* MainGlGlobals(PF_InData* in_data, std::string* why) {
     SuiteCache suites(in_data);
+    if (!in_data->global_data) return nullptr;
     auto* record = static_cast<GlobalRecord*>(suites->lockHandle(in_data->global_data));
-    if (!record) return false;
-    const bool has = record->glFramework != nullptr;
+    if (!record) return nullptr;
+    auto* framework = static_cast<gl::GlFramework*>(record->glFramework);
     suites->unlockHandle(in_data->global_data);
-    return has;
+    if (!framework) return nullptr;
+    gl::ScopedLogSink sink([&suites](const std::string& line) { suites->diagnostic(line); });
+    const gl::GlGlobals* globals = gl::FrameworkGlobals(*framework);
+    if (!globals && why) *why = framework->why;
+    return globals;
+}
+
+bool MainHasGLFramework(PF_InData* in_data) {
+    return MainGlGlobals(in_data, nullptr) != nullptr;
 }
 
 PF_Err EntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[],

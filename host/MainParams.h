@@ -1,6 +1,8 @@
 // The main effect's 34 parameters and their behaviour in the host's panel.
 #pragma once
 
+#include <string>
+
 #include "host/HostTypes.h"
 #include "host/ParamTable.h"
 
@@ -48,7 +50,12 @@ struct PF_UserChangedParamExtra {
     int32_t param_index = 0;
 };
 
-// Whether the main effect's global record holds a GL framework; set at GLOBAL_SETUP.
+namespace gl {
+struct GlGlobals;
+}
+// The main effect's GL globals, made at the first call after GLOBAL_SETUP; null without usable
+// GL, and then `why` (when given) says what was missing.
+const gl::GlGlobals* MainGlGlobals(PF_InData* in_data, std::string* why);
 bool MainHasGLFramework(PF_InData* in_data);
 
 PF_Err MainUserChangedParam(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[],

@@ -1180,4 +1180,14 @@ void EmbeddedHost::reportInfo(const std::string& message) {
     reports_.push_back(message);
 }
 
+void EmbeddedHost::renderNote(const std::string& key, const std::string& text) {
+    std::lock_guard lock(messagesMutex_);
+    renderNotes_[key].insert(text);
+}
+
+std::map<std::string, std::set<std::string>> EmbeddedHost::renderNotes() const {
+    std::lock_guard lock(messagesMutex_);
+    return renderNotes_;
+}
+
 }  // namespace tv::standalone

@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -83,6 +84,8 @@ class EmbeddedHost : public HostServices {
     std::vector<std::string> takeDiagnostics();
     std::vector<std::string> takeReports();
     void setEchoDiagnostics(bool echo) { echoDiagnostics_ = echo; }
+    // What the frames said of how they were drawn (renderNote), each distinct text once, by key.
+    std::map<std::string, std::set<std::string>> renderNotes() const;
 
     // Worlds for the smart-render protocol of the instance rendering on this thread.
     struct RenderWorlds {
@@ -171,6 +174,7 @@ class EmbeddedHost : public HostServices {
     PF_Err iterate(int32_t, const std::function<PF_Err(int32_t)>&) override;
     void diagnostic(const std::string&) override;
     void reportInfo(const std::string&) override;
+    void renderNote(const std::string& key, const std::string& text) override;
 
   private:
     struct HandleBlock {
@@ -212,6 +216,7 @@ class EmbeddedHost : public HostServices {
 
     mutable std::mutex messagesMutex_;
     std::vector<std::string> diagnostics_;
+    std::map<std::string, std::set<std::string>> renderNotes_;
     std::vector<std::string> reports_;
     bool echoDiagnostics_ = false;
 

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "engines/gl/GlGlobals.h"
 #include "host/EffectTemplate.h"
 #include "host/Gather.h"
 #include "host/MainParams.h"
@@ -214,6 +215,10 @@ TEST_F(FrameFixture, SixteenBitOutputIsLeftAsItIs) {
 }
 
 TEST_F(FrameFixture, UnifiedWithoutGLRendersTheSoftwarePathOnce) {
+    gl::SetGpuAllowed(false);  // a machine without GL; the context is made at the first request
+    struct Restore {
+        ~Restore() { gl::SetGpuAllowed(true); }
+    } restore;
     load(PointsDoc("", R"({"Render Quality": "8x", "Render Motion Blur": "Custom",
                            "Motion Blur Samples": 16})"));
     Layer& l = layer();

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "engines/gl/GlGlobals.h"
+
 #include <ctime>
 #include <set>
 #include <string>
@@ -230,7 +232,14 @@ TEST_F(MainFixture, RefreshCacheWritesTheTimeToReRender) {
     EXPECT_TRUE(hidden(kMainReRender));
 }
 
+// Behaves as a machine without GL for one test; the GL context is made at the first request.
+struct NoGpu {
+    NoGpu() { gl::SetGpuAllowed(false); }
+    ~NoGpu() { gl::SetGpuAllowed(true); }
+};
+
 TEST_F(MainFixture, UnifiedRenderingWithoutGlIsTurnedOffWithTheMessageEachTime) {
+    NoGpu noGpu;
     host.takeReports();
     for (int round = 0; round < 2; ++round) {
         set(kMainUnified, 1);
@@ -247,6 +256,14 @@ TEST_F(MainFixture, UnifiedRenderingWithoutGlIsTurnedOffWithTheMessageEachTime) 
     }
     // Turning it off says nothing.
     ASSERT_EQ(changed(kMainUnified), PF_Err_NONE);
+    EXPECT_TRUE(host.takeReports().empty());
+}
+
+TEST_F(MainFixture, UnifiedRenderingWithGlStaysOnSilently) {
+    host.takeReports();
+    set(kMainUnified, 1);
+    ASSERT_EQ(changed(kMainUnified), PF_Err_NONE);
+    EXPECT_EQ(fx->params[kMainUnified].value.u.checkbox, 1);
     EXPECT_TRUE(host.takeReports().empty());
 }
 

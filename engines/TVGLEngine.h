@@ -1,0 +1,92 @@
+// The unified engine: everything of a frame drawn on the GPU into one order-independent result by
+// stochastic transparency. Each pass draws every primitive as opaque, each keeping a pixel with a
+// probability equal to its alpha; the mean of many passes, each with its own jittered (and, with
+// depth of field, lens-shifted) camera and each time sample with its own geometry, converges to
+// the alpha composite with anti-aliasing, depth of field and motion blur. An exact transmittance
+// gathered on the side takes the noise out of the alpha.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "engines/RenderEngine.h"
+#include "engines/SampleCameras.h"
+#include "engines/gl/GlGlobals.h"
+
+namespace tv {
+
+class TVGLEngine : public TV_Base_Render {
+  public:
+    TVGLEngine(HostServices* host, PF_EffectWorld* world, int32_t bitDepth,
+               const gl::GlGlobals* globals);
+    ~TVGLEngine() override;
+
+    // False when this thread has no usable context: the driver then draws in software.
+    bool valid() const { return thread_ != nullptr; }
+
+    PF_Err drawPoints(std::vector<DrawPoint>& points) override;
+    PF_Err drawLines(std::vector<DrawLine>& lines) override;
+    PF_Err drawTriangles(std::vector<DrawTriangle>& triangles) override;
+    PF_Err drawSprites(std::vector<DrawSprite>& sprites) override;
+    PF_Err drawBeams(std::vector<BeamPath>& beams) override;
+    bool wantsDepthSort() const override { return false; }
+    bool isGpu() const override { return true; }
+
+    void allocateTargets(bool accumulate, int32_t width, int32_t height);
+    // "Polygon Visibility": 1 both sides, 2 front facing (cull back), 3 back facing (cull front).
+    void setCullMode(int32_t popup);
+    // A layer's pixels as depth, white at depthNear and dark at depthFar (world units); null
+    // world: no depth map.
+    void prepareDepthLayer(const PF_EffectWorld* layer, float depthNear, float depthFar);
+    void prepareSamples(const CameraSnapshot& camera, int32_t sampleCount, float blurFactor);
+    void setPassRange(const CameraSnapshot& camera, int32_t sampleCount, float blurFactor,
+                      int32_t start, int32_t end);
+    void clearDrawables();
+    void renderPasses();
+    void compositeFrame();
+    void readBack(PF_EffectWorld& world);
+    void releaseTargets();
+
+    // Fades and clip distances in view units (world / the camera's scale).
+    float nearFade = 0, farFade = 0, zNear = 0, zFar = 0;
+    bool applyDof = false;
+    bool alphaCorrection = true;
+    int32_t passesRun = 0;  // passes drawn so far in this frame
+
+  private:
+    // A world size (perspective) or a pixel size at the view depth of `p`, in world units.
+    float worldSize(const double p[3], float size) const;
+    void viewOf(const double p[3], double out[3]) const;
+    std::map<std::string, gl::GlUniform> commonUniforms(int32_t pass) const;
+    void fullScreen(uint32_t program, uint32_t fbo, std::map<std::string, gl::GlUniform> uniforms,
+                    int32_t blend, int32_t depth);
+    uint32_t resolve(int32_t family, gl::FamilyRow row) const;
+
+    const gl::GlGlobals* globals_;
+    gl::ThreadRenderState* thread_ = nullptr;
+    gl::GlContext* hostContext_ = nullptr;
+    int32_t width_ = 0, height_ = 0;
+    int32_t sampleCount_ = 16;
+    int32_t passStart_ = 0, passEnd_ = 0;
+    float blurFactor_ = 1;
+    uint32_t cullFace_ = 0;
+    bool accumulatePasses_ = true;
+    float primitiveIndex_ = 0;
+    std::vector<gl::GlDrawable> drawables_;
+    SampleOffsets offsets_;
+    // The time sample's camera, mode 2, and what it hands the passes.
+    float modelView2_[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    float projection2_[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    double normalize_[3] = {1, 1, 1};
+    double focusDistance_ = 1;  // view units
+    bool orthographic_ = false;
+    float depthNear_ = 0, depthFar_ = 0;
+    uint32_t depthLayerTexture_ = 0;
+    uint32_t quadBuffer_ = 0;
+    gl::GlFramebuffer finalFbo_, passFbo_, transmitPassFbo_, coverageFbo_, accumFbo_, msaaFbo_;
+};
+
+}  // namespace tv
