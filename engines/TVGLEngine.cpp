@@ -21,6 +21,7 @@ using gl::UniformKind;
 constexpr float kIdentity[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 constexpr float kFlipY[16] = {1, 0, 0, 0, 0, -1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 constexpr float kZero[4] = {0, 0, 0, 0};
+constexpr double kPixelShiftX = 0.5, kPixelShiftY = 0.5;
 constexpr float kOpaqueBlack[4] = {0, 0, 0, 1};
 
 // Interleaved vertex of the circle and sprite families.
@@ -403,11 +404,15 @@ std::map<std::string, GlUniform> TVGLEngine::commonUniforms(int32_t pass) const 
     std::map<std::string, GlUniform> u;
     float mv[16], proj[16];
     const size_t s = offsets_.jitter.empty() ? 0 : size_t(pass) % offsets_.jitter.size();
-    if (offsets_.jitter.empty())
-        std::memcpy(mv, modelView2_, sizeof mv), std::memcpy(proj, projection2_, sizeof proj);
-    else
-        SampleMatrices(modelView2_, projection2_, offsets_.jitter[s], offsets_.lens[s],
-                       focusDistance_, width_, height_, mv, proj);
+    // The software engines sample a pixel at its integer coordinates, GL at its centre: half a
+    // pixel more on both axes puts both paths' pixels on the same spot.
+    std::array<double, 2> jitter = {kPixelShiftX, kPixelShiftY}, lens = {0, 0};
+    if (!offsets_.jitter.empty()) {
+        jitter[0] += offsets_.jitter[s][0], jitter[1] += offsets_.jitter[s][1];
+        lens = offsets_.lens[s];
+    }
+    SampleMatrices(modelView2_, projection2_, jitter, lens, focusDistance_, width_, height_, mv,
+                   proj);
     u["ProjectionMatrix"] = GlUniform::Mat4(proj);
     u["ModelViewMatrix"] = GlUniform::Mat4(mv);
     u["ScaleMatrix"] = GlUniform::Mat4(kFlipY);

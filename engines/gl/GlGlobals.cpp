@@ -263,16 +263,17 @@ const GlGlobals* FrameworkGlobals(GlFramework& framework) {
             Log("No Setup Found");
             return;
         }
-        framework.globals = CreateGlGlobals(framework.why);
+        static std::string why;
+        static GlGlobals* const process = CreateGlGlobals(why);
+        framework.globals = process;
+        framework.why = why;
         if (!framework.globals) Log("No Setup Found");
     });
     return framework.globals;
 }
 
 void DeleteGlFramework(GlFramework* framework) {
-    if (!framework) return;
-    DestroyGlGlobals(framework->globals);
-    delete framework;
+    delete framework;  // the globals stay with the process
 }
 
 int32_t ThreadContextsMade() {

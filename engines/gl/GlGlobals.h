@@ -43,11 +43,13 @@ struct GlGlobals {
 GlGlobals* CreateGlGlobals(std::string& why);
 void DestroyGlGlobals(GlGlobals* globals);
 
-// The main effect's hold on the GL path: made empty at global setup, the context and programs
-// made at the first frame or panel check that asks (so that a run that never asks pays nothing).
+// The main effect's hold on the GL path: made empty at global setup; the first frame or panel
+// check that asks gets the process's globals, made once (so a run that never asks pays nothing).
+// The globals live as long as the process: render threads keep contexts that share with the
+// global one after a host closes, and a second host in the same process finds them ready.
 struct GlFramework {
     std::once_flag once;
-    GlGlobals* globals = nullptr;
+    const GlGlobals* globals = nullptr;
     std::string why;  // what was missing, when there are no globals
 };
 // Whether frameworks made from now on may use GL at all; a host (or a test) that must behave as

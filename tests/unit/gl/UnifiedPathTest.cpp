@@ -1,0 +1,135 @@
+// The unified path through documents: it agrees with the software path on an opaque scene, smears
+// a moving point over the shutter's share of its motion, and blurs what lies off the focus plane.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <string>
+
+#include "standalone/CompRenderer.h"
+#include "standalone/Document.h"
+#include "standalone/ImageOutput.h"
+
+namespace tv {
+namespace {
+
+standalone::FloatImage Render(const std::string& doc, int64_t frame = 0) {
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(doc, "doc.json", host);
+    standalone::CompRenderer renderer(host);
+    std::vector<std::string> messages;
+    return renderer.renderFrame(*host.project().comps.front(), frame, 32, messages);
+}
+
+// One point of the cube source: its centre, colour white, fully opaque.
+std::string Point(const std::string& center, double z = 0) {
+    return R"({"effect": "Tavrin Primitives Object", "params": {"X Points": 1, "Y Points": 1,
+        "Z Points": 1, "Generate Faces": "None", "Center XY": )" +
+           center + R"(, "Center Z": )" + std::to_string(z) + R"(, "Opacity": 100}})";
+}
+
+std::string Doc(int width, int height, const std::string& main, const std::string& sources,
+                const std::string& extraLayers = "") {
+    return R"({"tavrin": 1, "comps": [{"name": "C", "width": )" + std::to_string(width) +
+           R"(, "height": )" + std::to_string(height) +
+           R"(, "fps": 30, "duration": 2, "background": "#000000", "layers": [)" + extraLayers +
+           R"({"name": "L", "solid": {"color": "#000000"}, "effects": [{"effect": "Tavrin",
+           "params": )" +
+           main + "}, " + sources +
+           R"(, {"effect": "Tavrin Points Renderer", "params": {"Points Size": 3,
+           "Points Perspective Aware": false}}]}]}]})";
+}
+
+// Columns of row `y` whose red exceeds `threshold` (white on black): first and last, or -1, -1.
+std::pair<int, int> Extent(const standalone::FloatImage& image, int y, float threshold) {
+    int first = -1, last = -1;
+    for (int x = 0; x < image.width; ++x)
+        if (image.pixel(x, y)[0] > threshold) {
+            if (first < 0) first = x;
+            last = x;
+        }
+    return {first, last};
+}
+
+TEST(UnifiedPath, AgreesWithTheSoftwarePathOnAnOpaqueScene) {
+    const std::string cube = R"({"effect": "Tavrin Primitives Object", "params": {"X Points": 6,
+        "Y Points": 4, "Z Points": 3, "Cube Width": 300, "Cube Height": 160, "Cube Depth": 200,
+        "Generate Faces": "None", "Y Rotate": 25, "Opacity": 100}})";
+    const auto gl =
+        Render(Doc(160, 90, R"({"Unified Rendering": true, "Render Motion Blur": "Off"})", cube));
+    const auto sw = Render(Doc(160, 90, R"({"Render Motion Blur": "Off"})", cube));
+    if (std::getenv("TAVRIN_DUMP")) {
+        standalone::WriteImage("/tmp/gl/agree-gl.png", gl, 8);
+        standalone::WriteImage("/tmp/gl/agree-sw.png", sw, 8);
+    }
+    double sum = 0, coveredGl = 0, coveredSw = 0;
+    for (size_t i = 0; i < gl.rgba.size(); ++i) sum += std::abs(gl.rgba[i] - sw.rgba[i]);
+    for (size_t i = 0; i < gl.rgba.size(); i += 4) coveredGl += gl.rgba[i], coveredSw += sw.rgba[i];
+    // Stated tolerance: a mean difference per channel under 2/255, and the GPU's covered area
+    // (its red summed over the frame) at most half again the software's: the GPU's discs reach
+    // their full radius, the software's feather ends there (half a pixel less on 3 px discs).
+    std::printf("mean difference %.5f, covered area GL / software %.3f\n",
+                sum / double(gl.rgba.size()), coveredGl / coveredSw);
+    EXPECT_LT(sum / double(gl.rgba.size()), 2.0 / 255);
+    EXPECT_GT(coveredSw, 0);
+    EXPECT_GE(coveredGl / coveredSw, 1.0);
+    EXPECT_LT(coveredGl / coveredSw, 1.5);
+}
+
+// A point that moves 80 px per frame along a row.
+std::string MovingPoint(const std::string& blur) {
+    const std::string source = R"({"effect": "Tavrin Primitives Object", "params": {"X Points": 1,
+        "Y Points": 1, "Z Points": 1, "Generate Faces": "None", "Opacity": 100,
+        "Center XY": {"keys": [{"t": 0, "v": [20, 20]}, {"t": 0.1, "v": [260, 20]}]}}})";
+    return Doc(240, 40, R"({"Unified Rendering": true, )" + blur + "}", source);
+}
+
+TEST(UnifiedPath, MotionBlurSmearsAMovingPointOverHalfItsFrameStep) {
+    // Frame 1: the point is at x = 100, and came from 60 during the half frame before.
+    const auto still = Render(MovingPoint(R"("Render Motion Blur": "Off")"), 1);
+    const auto blurred = Render(MovingPoint(R"("Render Motion Blur": "Custom",
+        "Shutter Angle": 180, "Shutter Phase": -180, "Motion Blur Samples": 16)"),
+                                1);
+    const auto [s0, s1] = Extent(still, 20, 0.02f);
+    const auto [b0, b1] = Extent(blurred, 20, 0.01f);
+    ASSERT_GE(s0, 0);
+    ASSERT_GE(b0, 0);
+    EXPECT_LT(s1 - s0, 10) << "without motion blur the point is a dot";
+    EXPECT_NEAR((b1 - b0) - (s1 - s0), 40, 8) << "smeared over about 40 px";
+    EXPECT_LE(b1, s1 + 2);  // the shutter closes at the frame's time
+}
+
+std::string FocusDoc(bool dof) {
+    // The camera at z = -1000 looks at the comp's plane, focused on it. One point lies on that
+    // plane, one 1000 behind it, far enough apart that the blurred one stays on its side.
+    const std::string camera = R"({"name": "Cam", "camera": {"zoom": 1000,
+        "position": [100, 40, -1000], "pointOfInterest": [100, 40, 0], "depthOfField": true,
+        "focusDistance": 1000, "aperture": 60, "blurLevel": 100}}, )";
+    const std::string main = std::string(R"({"Unified Rendering": true, "Render Motion Blur": "Off",
+        "Depth of Field#2": ")") +
+                             (dof ? "Camera Settings" : "Off") + R"("})";
+    return Doc(200, 80, main, Point("[30, 40]") + ", " + Point("[170, 40]", 1000), camera);
+}
+
+TEST(UnifiedPath, DepthOfFieldBlursOffThePlaneAndKeepsThePlaneSharp) {
+    const auto sharp = Render(FocusDoc(false));
+    const auto dof = Render(FocusDoc(true));
+    auto width = [](const standalone::FloatImage& img, int from, int to) {
+        int first = -1, last = -1;
+        for (int x = from; x < to; ++x)
+            for (int y = 0; y < img.height; ++y)
+                if (img.pixel(x, y)[0] > 0.01f) {
+                    if (first < 0) first = x;
+                    last = x;
+                    break;
+                }
+        return first < 0 ? 0 : last - first + 1;
+    };
+    // The point on the plane (x = 30) keeps its size; the far one (seen at x = 135) grows: the
+    // lens is 60 / 200 view units wide, which at twice the focus distance blurs over about 30 px.
+    EXPECT_NEAR(width(dof, 0, 80), width(sharp, 0, 80), 1);
+    EXPECT_GT(width(dof, 80, 200), width(sharp, 80, 200) + 20);
+}
+
+}  // namespace
+}  // namespace tv
