@@ -88,8 +88,10 @@ TVGLEngine::TVGLEngine(HostServices* host, PF_EffectWorld* world, int32_t bitDep
 TVGLEngine::~TVGLEngine() {
     releaseTargets();
     if (hostContext_) {
-        gl::MakeCurrent(hostContext_->context ? hostContext_ : nullptr);
+        const bool hostHadNone = !hostContext_->context;
+        gl::MakeCurrent(hostHadNone ? nullptr : hostContext_);
         gl::DestroyContext(hostContext_);
+        if (hostHadNone) gl::ReleaseThread();
     }
 }
 

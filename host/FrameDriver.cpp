@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 #include <string>
 
 #include "engines/AGGEngine.h"
@@ -209,6 +210,11 @@ FrameSettings ReadFrameSettings(PF_InData* in, HostServices& host, const MainPar
 bool RenderUnified(PF_InData* in, PF_OutData* out, HostServices& host, const MainParamValues& v,
                    const gl::GlGlobals& globals, const FrameSettings& f, PF_EffectWorld& output,
                    int32_t bitDepth, PF_Err& err) {
+    // One GL frame at a time in the process: a software GL already spreads each draw over every
+    // core, a GPU runs one frame's passes at a time anyway, and drivers are not all safe with
+    // frames drawn side by side on shared objects.
+    static std::mutex oneFrameAtATime;
+    std::lock_guard lock(oneFrameAtATime);
     gl::ScopedLogSink sink([&host](const std::string& line) { host.diagnostic(line); });
     TVGLEngine engine(&host, &output, bitDepth, &globals);
     if (!engine.valid()) {

@@ -91,6 +91,9 @@ const std::string& ContextUnavailableReason() {
 }
 
 GlContext* CreateContext(const GlContext* share) {
+    // GLEW keeps its entry points and extension flags in globals: one context is made at a time.
+    static std::mutex creating;
+    std::lock_guard lock(creating);
     DisplayState& d = Display();
     if (d.display == EGL_NO_DISPLAY || !d.hasConfig) {
         Log("Cannot create Drawing Context.\n");
@@ -167,6 +170,10 @@ GlContext* WrapCurrent() {
     if (ctx->surface == EGL_NO_SURFACE) ctx->surface = nullptr;
     ctx->wrapped = true;
     return ctx;
+}
+
+void ReleaseThread() {
+    if (eglGetCurrentContext() == EGL_NO_CONTEXT) eglReleaseThread();
 }
 
 void DestroyContext(GlContext* ctx) {

@@ -22,6 +22,9 @@ void MakeCurrent(const GlContext* ctx);
 // The context that is current on this thread, so that it can be put back later.
 GlContext* WrapCurrent();
 void DestroyContext(GlContext* ctx);
+// Releases the calling thread's EGL state once no context is current on it, so that a worker
+// thread ending later (at process exit, say) leaves nothing for the driver to clean up.
+void ReleaseThread();
 
 // Why no context can be made on this machine, or empty when one can. Tried once per process.
 const std::string& ContextUnavailableReason();

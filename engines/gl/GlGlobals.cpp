@@ -3,6 +3,7 @@
 #include <GL/glew.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <vector>
 
 #include "engines/gl/GlLog.h"
@@ -87,11 +88,18 @@ void DeletePrograms(GlGlobals& g) {
         if (*p) glDeleteProgram(*p), *p = 0;
 }
 
+// Set when the process begins to exit: worker threads that end then must not call into the
+// driver, which the exit may be unloading on another thread.
+std::atomic<bool> gExiting{false};
+void NoteExit() {
+    gExiting = true;
+}
+
 struct ThreadSlot {
     ThreadRenderState state;
     ~ThreadSlot() {
-        // Thread exit frees what the thread made.
-        if (state.context) {
+        // Thread exit frees what the thread made, unless the whole process is going.
+        if (state.context && !gExiting) {
             Log("TLS GL Context Deleted");
             DestroyContext(state.context);
             state.context = nullptr;
@@ -218,6 +226,8 @@ void DestroyGlGlobals(GlGlobals* g) {
 
 bool PrepareThreadState(const GlGlobals& globals, ThreadRenderState*& state) {
     ThreadRenderState& s = tSlot.state;
+    static const bool registered = std::atexit(NoteExit) == 0;
+    (void)registered;
     if (!s.context) {
         Log("Setting up New CtX");
         s.context = CreateContext(globals.context);

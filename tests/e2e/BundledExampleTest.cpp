@@ -119,6 +119,18 @@ TEST(EndToEnd, BeamsExample) {
                            0.1f / 255);
 }
 
+// The unified GL path: stochastic passes drawn by this machine's GL. The same GL gives the same
+// pixels; the tolerance leaves room for another driver's rounding.
+TEST(EndToEnd, FocusPullExampleThroughTheGlPath) {
+    ExpectMatchesReference(RenderDocument("focus-pull.json", 30), "focus-pull_0030.png", 8,
+                           4.0f / 255, 0.2f / 255);
+}
+
+TEST(EndToEnd, MotionBlurExampleThroughTheGlPath) {
+    ExpectMatchesReference(RenderDocument("motion-blur.json", 30), "motion-blur_0030.png", 8,
+                           4.0f / 255, 0.2f / 255);
+}
+
 TEST(EndToEnd, OneThreadAndAllThreadsGiveIdenticalPixels) {
     standalone::FloatImage one, all;
     {
