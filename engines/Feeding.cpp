@@ -4,6 +4,7 @@
 #include <cmath>
 #include <string>
 
+#include "engines/FacetFeeding.h"
 #include "host/RenderPayloads.h"
 
 namespace tv {
@@ -169,7 +170,8 @@ PF_Err FeedLines(TV_Base_Render& engine, const RenderItem& item, const GeometryS
     return engine.drawLines(records);
 }
 
-PF_Err FeedTriangles(TV_Base_Render& engine, const RenderItem& item, const GeometryStore& store) {
+PF_Err FeedTriangles(TV_Base_Render& engine, const RenderItem& item, const GeometryStore& store,
+                     const ShadingRecord* shading) {
     if (item.kind != kRenderTriangles) return PF_Err_NONE;
     const auto& p = item.as<TrianglesPayload>();
     std::vector<DrawTriangle> records;
@@ -204,11 +206,15 @@ PF_Err FeedTriangles(TV_Base_Render& engine, const RenderItem& item, const Geome
             c[1] = c[2] = c[0];
         }
         const float opacity = p.opacity ? p.opacity[i] : 1.0f;
+        double normal[3] = {0, 0, 0};
+        if (shading && shading->enabled)
+            TriangleNormal(t.corners[0], t.corners[1], t.corners[2], normal);
         for (int k = 0; k < 3; ++k) {
             const float src[4] = {c[k].r, c[k].g, c[k].b, c[k].a};
             for (int ch = 0; ch < 3; ++ch)
                 t.colors[k][ch] = p.overrideColor ? p.color[ch] : src[ch];
             t.colors[k][3] = (p.overrideOpacity ? p.color[3] : src[3]) * opacity;
+            if (shading) ShadeColor(*shading, t.corners[k], normal, t.colors[k]);
         }
         records.push_back(t);
     }
@@ -309,6 +315,7 @@ PF_Err FeedBeams(TV_Base_Render& engine, const RenderItem& item, const GeometryS
     const auto& p = item.as<BeamsPayload>();
     std::vector<BeamPath> paths;
     BuildBeamPaths(item, store, paths);
+    engine.perspectiveSizes = p.perspective != 0;
     if (!engine.wantsDepthSort()) return engine.drawBeams(paths);
     std::vector<DrawLine> records;
     for (const BeamPath& path : paths)
@@ -327,19 +334,21 @@ PF_Err FeedBeams(TV_Base_Render& engine, const RenderItem& item, const GeometryS
             records.push_back(l);
         }
     DepthSort(records, engine.viewDirection());
-    engine.perspectiveSizes = p.perspective != 0;
     return engine.drawLines(records);
 }
 
 PF_Err FeedItem(TV_Base_Render& points, TV_Base_Render& lines, TV_Base_Render& triangles,
-                const RenderItem& item, const GeometryStore& store, const UsageMasks& masks) {
+                const RenderItem& item, const GeometryStore& store, const UsageMasks& masks,
+                const ShadingRecord* shading) {
     switch (item.kind) {
         case kRenderPoints:
             return FeedPoints(points, item, store, masks);
         case kRenderLines:
             return FeedLines(lines, item, store);
         case kRenderTriangles:
-            return FeedTriangles(triangles, item, store);
+            return FeedTriangles(triangles, item, store, shading);
+        case kRenderFacets:
+            return triangles.isGpu() ? FeedFacets(triangles, item, store, shading) : PF_Err_NONE;
         case kRenderBeams:
             return FeedBeams(lines, item, store);
         default:

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "engines/RenderEngine.h"
+#include "engines/Shading.h"
 #include "host/GeometryStore.h"
 #include "host/RenderItem.h"
 
@@ -21,12 +22,17 @@ UsageMasks BuildUsageMasks(const std::vector<RenderItem>& items, size_t vertexCo
 PF_Err FeedPoints(TV_Base_Render& engine, const RenderItem& item, const GeometryStore& store,
                   const UsageMasks& masks);
 PF_Err FeedLines(TV_Base_Render& engine, const RenderItem& item, const GeometryStore& store);
-PF_Err FeedTriangles(TV_Base_Render& engine, const RenderItem& item, const GeometryStore& store);
+// Triangles lit through `shading` when it is given and enabled.
+PF_Err FeedTriangles(TV_Base_Render& engine, const RenderItem& item, const GeometryStore& store,
+                     const ShadingRecord* shading = nullptr);
 PF_Err FeedBeams(TV_Base_Render& engine, const RenderItem& item, const GeometryStore& store);
 
-// One item to the engine its kind goes to: points and sprites, lines and beams, triangles.
+// One item to the engine its kind goes to: points and sprites, lines and beams, triangles and
+// facets (the last two lit through `shading`). Facets go only to a GPU engine: the software
+// frame does not draw them.
 PF_Err FeedItem(TV_Base_Render& points, TV_Base_Render& lines, TV_Base_Render& triangles,
-                const RenderItem& item, const GeometryStore& store, const UsageMasks& masks);
+                const RenderItem& item, const GeometryStore& store, const UsageMasks& masks,
+                const ShadingRecord* shading = nullptr);
 
 // The beam item's paths: straight runs joined while each beam starts where the last ended,
 // bezier beams one path each.

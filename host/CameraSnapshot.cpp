@@ -184,7 +184,7 @@ void CameraSnapshot::dump(std::ostream& out) const {
 }
 
 PF_Err CollectLights(const PF_InData* in_data, std::vector<SceneLight>& out,
-                     const std::string& namePrefix, double timeOffsetSeconds) {
+                     const std::string& namePrefix, double timeOffsetSeconds, int32_t lightType) {
     SuiteCache suites(in_data);
     HostServices& host = suites.host();
     try {
@@ -208,7 +208,7 @@ PF_Err CollectLights(const PF_InData* in_data, std::vector<SceneLight>& out,
                 std::memcmp(name.data(), namePrefix.data(), namePrefix.size()) != 0)
                 continue;
             if (host.layerObjectType(l) != AEGP_ObjectType_LIGHT) continue;
-            if (host.layerLightType(l) != AEGP_LightType_POINT) continue;
+            if (host.layerLightType(l) != lightType) continue;
             SceneLight light;
             double m[16];
             host.layerToWorldXform(l, time, m);

@@ -78,8 +78,10 @@ struct SceneLight {
     double shadowDiffusion = 0;
 };
 
-// The comp's point lights whose names begin with `namePrefix` (raw bytes, no case folding).
+// The comp's lights of one type (point unless asked) whose names begin with `namePrefix` (raw
+// bytes, no case folding).
 PF_Err CollectLights(const PF_InData* in_data, std::vector<SceneLight>& out,
-                     const std::string& namePrefix, double timeOffsetSeconds);
+                     const std::string& namePrefix, double timeOffsetSeconds,
+                     int32_t lightType = AEGP_LightType_POINT);
 
 }  // namespace tv

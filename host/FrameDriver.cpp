@@ -85,7 +85,8 @@ uint64_t FrameHash(PF_InData* in, HostServices& host, const MainParamValues& v) 
         const std::string names = ReadTextParam(host, v.p[kMainLightNames].u.arbData);
         h.add(std::string_view(names));
         std::vector<SceneLight> lights;
-        CollectLights(in, lights, names, 0.0);
+        CollectLights(in, lights, names, 0.0, AEGP_LightType_POINT);
+        CollectLights(in, lights, names, 0.0, AEGP_LightType_SPOT);
         for (const SceneLight& l : lights) {
             for (double d : l.position) h.add(d);
             for (float f : l.color) h.add(f);
@@ -125,6 +126,27 @@ PF_Err DrawMessage(PF_InData* in, HostServices& host, ObjectMessage& message,
         e->legacyProjection = legacy;
     }
 
+    // The shading record: the lights that the name filter selects, point lights first, then spot
+    // lights, at this time.
+    ShadingRecord shading;
+    shading.radius = v.p[kMainShadingRadius].u.floatValue;
+    shading.falloff = v.p[kMainShadingFalloff].u.floatValue;
+    shading.bothSides = v.p[kMainShadingMode].u.popup == 2;
+    if (v.p[kMainUseLights].u.checkbox) {
+        shading.enabled = true;
+        const std::string names = ReadTextParam(host, v.p[kMainLightNames].u.arbData);
+        std::vector<SceneLight> lights;
+        CollectLights(in, lights, names, 0.0, AEGP_LightType_POINT);
+        CollectLights(in, lights, names, 0.0, AEGP_LightType_SPOT);
+        for (const SceneLight& l : lights) {
+            ShadingLight s;
+            std::copy(l.position, l.position + 3, s.position);
+            std::copy(l.color, l.color + 3, s.color);
+            s.intensity = l.intensity;
+            shading.lights.push_back(s);
+        }
+    }
+
     GeometryStore& store = *message.geometry;
     store.blurs.assign(store.positions.size(), 0.0f);
     if (v.p[kMainDof].u.popup == 2)
@@ -139,7 +161,8 @@ PF_Err DrawMessage(PF_InData* in, HostServices& host, ObjectMessage& message,
                             "facets are drawn only by the unified GL path; the software path "
                             "leaves them out");
         if (!err)
-            err = FeedItem(engines.points, engines.lines, engines.triangles, item, store, masks);
+            err = FeedItem(engines.points, engines.lines, engines.triangles, item, store, masks,
+                           &shading);
         FreeRenderItem(item);
     }
     items.clear();

@@ -36,6 +36,15 @@ void ReleaseBeams(RenderItem& item) {
     p = BeamsPayload{};
 }
 
+void ReleaseFacets(RenderItem& item) {
+    auto& p = item.as<FacetsPayload>();
+    delete[] p.triples;
+    delete[] p.opacity;
+    delete[] p.rotations;
+    delete[] p.centroids;
+    p = FacetsPayload{};
+}
+
 }  // namespace
 
 void RegisterStandardPayloadReleasers() {
@@ -43,6 +52,7 @@ void RegisterStandardPayloadReleasers() {
     RegisterRenderItemReleaser(kRenderLines, &ReleaseLines);
     RegisterRenderItemReleaser(kRenderTriangles, &ReleaseTriangles);
     RegisterRenderItemReleaser(kRenderBeams, &ReleaseBeams);
+    RegisterRenderItemReleaser(kRenderFacets, &ReleaseFacets);
 }
 
 }  // namespace tv

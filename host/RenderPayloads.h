@@ -85,6 +85,21 @@ struct BeamsPayload {
 };
 static_assert(sizeof(BeamsPayload) <= sizeof(RenderItem::data));
 
+// Kind 4: the faces the sources made, each with its rotation and centroid (which face effectors
+// may have changed) and an opacity factor.
+struct FacetsPayload {
+    IndexTriple* triples = nullptr;  // corner indices, the range's vertex start added
+    float* opacity = nullptr;        // per face, 0..1
+    double* rotations = nullptr;     // three per face, degrees about X, Y, Z
+    double* centroids = nullptr;     // three per face
+    uint32_t faceCount = 0;
+    int32_t colorMode = 1;  // 1 interpolate, 2 average of the corners, 3 first corner
+    float color[4] = {1, 1, 1, 0.5f};
+    uint8_t overrideColor = 0;
+    uint8_t overrideOpacity = 0;
+};
+static_assert(sizeof(FacetsPayload) <= sizeof(RenderItem::data));
+
 // Registers the releasers of the kinds above.
 void RegisterStandardPayloadReleasers();
 

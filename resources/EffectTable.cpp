@@ -58,7 +58,7 @@ const EffectInfo kEffects[] = {
      "Lines Renderer, Renders 3D Lines.", true, &LinesRenderParams},
     {15, "Tavrin Facets Renderer", "KDL TAVRREN Facets", "FacetsRenderEntryPointFunc",
      &FacetsRenderEntryPointFunc, 0x208000, 0x1401, EffectRole::Renderer,
-     "Facets Renderer, Renders 3D Facets from the Geometry Objects.", false, &FacetsRenderParams},
+     "Facets Renderer, Renders 3D Facets from the Geometry Objects.", true, &FacetsRenderParams},
     {16, "Tavrin Triangulation Renderer", "KDL TAVRREN Triangles", "TriangleRenderEntryPointFunc",
      &TriangleRenderEntryPointFunc, 0x208000, 0x1401, EffectRole::Renderer,
      "Lines Renderer, Renders 3D Lines.", true, &TriangleRenderParams},

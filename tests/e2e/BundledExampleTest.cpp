@@ -131,6 +131,11 @@ TEST(EndToEnd, MotionBlurExampleThroughTheGlPath) {
                            4.0f / 255, 0.2f / 255);
 }
 
+TEST(EndToEnd, FacetsExampleThroughTheGlPath) {
+    ExpectMatchesReference(RenderDocument("facets.json", 0), "facets_0000.png", 8, 4.0f / 255,
+                           0.2f / 255);
+}
+
 TEST(EndToEnd, OneThreadAndAllThreadsGiveIdenticalPixels) {
     standalone::FloatImage one, all;
     {

@@ -4,8 +4,11 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <map>
+#include <set>
 #include <string>
 
+#include "engines/gl/GlGlobals.h"
 #include "standalone/CompRenderer.h"
 #include "standalone/Document.h"
 #include "standalone/ImageOutput.h"
@@ -129,6 +132,40 @@ TEST(UnifiedPath, DepthOfFieldBlursOffThePlaneAndKeepsThePlaneSharp) {
     // lens is 60 / 200 view units wide, which at twice the focus distance blurs over about 30 px.
     EXPECT_NEAR(width(dof, 0, 80), width(sharp, 0, 80), 1);
     EXPECT_GT(width(dof, 80, 200), width(sharp, 80, 200) + 20);
+}
+
+// A sphere with faces and the facets renderer, through one path or the other.
+std::map<std::string, std::set<std::string>> NotesOf(bool unified, bool gpuAllowed) {
+    gl::SetGpuAllowed(gpuAllowed);
+    standalone::EmbeddedHost host;
+    const std::string facets = R"({"effect": "Tavrin Primitives Object", "params": {
+        "Primitive Type": "Sphere", "Sphere Slices": 8, "Sphere Stacks": 6}},
+        {"effect": "Tavrin Facets Renderer"})";
+    standalone::LoadDocumentText(
+        Doc(64, 36,
+            std::string(R"({"Render Motion Blur": "Off", "Unified Rendering": )") +
+                (unified ? "true" : "false") + "}",
+            facets),
+        "doc.json", host);
+    standalone::CompRenderer renderer(host);
+    std::vector<std::string> messages;
+    renderer.renderFrame(*host.project().comps.front(), 0, 8, messages);
+    gl::SetGpuAllowed(true);
+    return host.renderNotes();
+}
+
+TEST(UnifiedPath, TheHostIsToldWhichPathDrewAndWhatWasLeftOut) {
+    auto notes = NotesOf(false, true);
+    EXPECT_EQ(notes["path"], std::set<std::string>{"software path"});
+    EXPECT_EQ(notes["facets-skipped"].size(), 1u);
+    notes = NotesOf(true, true);
+    ASSERT_EQ(notes["path"].size(), 1u);
+    EXPECT_EQ(notes["path"].begin()->rfind("unified GL path (OpenGL ", 0), 0u);
+    EXPECT_TRUE(notes["facets-skipped"].empty());
+    // Asked for, but no GL: the software path, and why.
+    notes = NotesOf(true, false);
+    EXPECT_EQ(notes["path"], std::set<std::string>{"software path"});
+    EXPECT_EQ(notes["no-gpu"], std::set<std::string>{"GL is switched off for this process"});
 }
 
 }  // namespace
