@@ -522,7 +522,7 @@ void TVGLEngine::renderPasses() {
                    {{"frameTex", GlUniform::Texture(UniformKind::Texture2DMultisample,
                                                     msaaFbo_.colorTexture.id)},
                     {"frameWeight", GlUniform::Float(1.0f)},
-                    {"num_msaa", GlUniform::Int(4)}},
+                    {"num_msaa", GlUniform::Int(msaaFbo_.samples)}},
                    gl::kBlendAdd, gl::kDepthOff);
         glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
         gl::ClearFramebuffer(msaaFbo_.id, kZero);
@@ -562,7 +562,7 @@ void TVGLEngine::compositeFrame() {
                    {{"frameTex", GlUniform::Texture(UniformKind::Texture2DMultisample,
                                                     msaaFbo_.colorTexture.id)},
                     {"frameWeight", GlUniform::Float(1.0f / float(sampleCount_))},
-                    {"num_msaa", GlUniform::Int(4)},
+                    {"num_msaa", GlUniform::Int(msaaFbo_.samples)},
                     {"tTransmittance",
                      GlUniform::Texture(UniformKind::Texture2D, accumFbo_.colorTexture.id)}},
                    gl::kBlendOff, gl::kDepthOff);

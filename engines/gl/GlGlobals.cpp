@@ -61,7 +61,7 @@ void CompilePrograms(GlGlobals& g) {
     for (int32_t family = 0; family < 4; ++family)
         for (int32_t row = 0; row < kRowCount; ++row) {
             const bool multisample = row == kRowMsaaStochastic || row == kRowOpaqueMsaaStochastic;
-            if (multisample && g.glVersion < 41) continue;
+            if (multisample && !CompilesMultisampleRows(g.glVersion)) continue;
             const Stages stages = {{GL_VERTEX_SHADER, FamilyVertex(family)},
                                    {GL_FRAGMENT_SHADER, FamilyFragment(family)},
                                    {GL_FRAGMENT_SHADER, shaders::stochastic_frag}};
@@ -190,7 +190,7 @@ GlGlobals* CreateGlGlobals(std::string& why) {
     const int32_t version = major * 10 + minor;
     Log("GL Version: " + std::to_string(major) + " " + std::to_string(minor));
     Log("GL_VERS: " + std::to_string(version));
-    if (version < 32) {
+    if (!HasGpuPath(version)) {
         why = "OpenGL " + std::to_string(major) + "." + std::to_string(minor) +
               " is below the 3.2 the GPU path needs";
         MakeCurrent(saved);

@@ -210,6 +210,7 @@ GlFramebuffer MakeMultisampleFramebuffer(int32_t samples, int32_t width, int32_t
     };
     f.colorTexture = make(colourFormat);
     f.depthTexture = make(depthFormat);
+    f.samples = samples;
     f.id = MakeFramebuffer(&f.colorTexture, &f.depthTexture, f.extras);
     return f;
 }

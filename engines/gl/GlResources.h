@@ -22,6 +22,7 @@ struct GlFramebuffer {
     GlTexture depthTexture;
     GlTexture colorTexture;
     std::vector<GlTexture> extras;  // colour attachments 1 on
+    int32_t samples = 1;            // per pixel; more than 1 for a multisampled target
 };
 
 enum class UniformKind : int32_t {
@@ -110,6 +111,15 @@ enum DepthMode : int32_t {
     kDepthLessEqual = 3,
     kDepthTestOnly = 4,
 };
+
+// Whether a driver of `glVersion` (major * 10 + minor) can serve the GPU path at all (3.2), and
+// whether it compiles a multisample row (4.1, for gl_SampleMask in the stochastic test).
+inline bool HasGpuPath(int32_t glVersion) {
+    return glVersion >= 32;
+}
+inline bool CompilesMultisampleRows(int32_t glVersion) {
+    return glVersion >= 41;
+}
 
 uint32_t CompileProgram(const std::vector<std::pair<uint32_t, std::string>>& stages,
                         const std::string& prefix, int32_t version);

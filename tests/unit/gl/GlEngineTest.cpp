@@ -7,6 +7,8 @@
 #include <memory>
 #include <vector>
 
+#include <GL/glew.h>
+
 #include "engines/TVGLEngine.h"
 #include "engines/gl/GlGlobals.h"
 #include "engines/gl/GlLog.h"
@@ -70,14 +72,15 @@ DrawTriangle Quad(float z, const std::array<float, 4>& color, float half, bool s
     return t;
 }
 
-// Renders `triangles` with `samples` passes into a frame of `size` pixels.
+// Renders `triangles` with `samples` passes into a frame of `size` pixels, accumulating passes or
+// through the multisample target.
 Frame Render(std::vector<DrawTriangle> triangles, int32_t samples, int32_t size = 32,
-             const PF_EffectWorld* depthLayer = nullptr) {
+             const PF_EffectWorld* depthLayer = nullptr, bool accumulate = true) {
     Frame f(size);
     TVGLEngine engine(nullptr, &f.world, 32, Shared().g);
     EXPECT_TRUE(engine.valid());
     const CameraSnapshot cam = TestCamera(size);
-    engine.allocateTargets(true, size, size);
+    engine.allocateTargets(accumulate, size, size);
     engine.zNear = cam.nearPlane, engine.zFar = cam.farPlane;
     engine.nearFade = cam.nearPlane, engine.farFade = cam.farPlane;
     if (depthLayer) engine.prepareDepthLayer(depthLayer, 50, 150);
@@ -88,7 +91,7 @@ Frame Render(std::vector<DrawTriangle> triangles, int32_t samples, int32_t size 
     engine.renderPasses();
     engine.compositeFrame();
     engine.readBack(f.world);
-    EXPECT_EQ(engine.passesRun, std::max(samples, 16));
+    EXPECT_EQ(engine.passesRun, std::max(samples, accumulate ? 16 : 2));
     return f;
 }
 
@@ -140,6 +143,34 @@ TEST(GlContext, ProgramFaultsAreReportedAndGiveZero) {
     EXPECT_EQ(lines[0].rfind("Compile Shader Failed - ", 0), 0u);
 }
 
+TEST(GlContext, VersionsDecideThePathAndTheMultisampleRows) {
+    EXPECT_FALSE(gl::HasGpuPath(31));
+    EXPECT_TRUE(gl::HasGpuPath(32));
+    EXPECT_FALSE(gl::CompilesMultisampleRows(32));
+    EXPECT_FALSE(gl::CompilesMultisampleRows(40));
+    EXPECT_TRUE(gl::CompilesMultisampleRows(41));
+    EXPECT_TRUE(gl::CompilesMultisampleRows(45));
+}
+
+TEST(GlContext, UniformsAProgramDoesNotUseAreIgnoredWithoutAWord) {
+    ASSERT_NE(Shared().g, nullptr);
+    gl::ThreadRenderState* state = nullptr;
+    ASSERT_TRUE(gl::PrepareThreadState(*Shared().g, state));
+    std::vector<std::string> lines;
+    gl::ScopedLogSink sink([&lines](const std::string& l) { lines.push_back(l); });
+    const uint32_t program = Shared().g->framePlain;
+    glUseProgram(program);
+    gl::SetUniforms(program, {{"frameTex", gl::GlUniform::Texture(gl::UniformKind::Texture2D, 0)},
+                              {"frameWeight", gl::GlUniform::Float(1)},
+                              {"NotInThisProgram", gl::GlUniform::Float(3)}});
+    EXPECT_TRUE(lines.empty());
+    // An active uniform without a value is listed, and the call goes on.
+    gl::SetUniforms(program, {{"frameWeight", gl::GlUniform::Float(1)}});
+    glUseProgram(0);
+    ASSERT_EQ(lines.size(), 1u) << lines.back();
+    EXPECT_NE(lines[0].find("The Following Uniforms are not set:\nframeTex"), std::string::npos);
+}
+
 TEST(GlContext, FramebufferStatusesHaveTheirNames) {
     EXPECT_STREQ(gl::FramebufferStatusName(36054), "GL_FRAMEBUFFER_INCOMPLETE_ATTACHMENT");
     EXPECT_STREQ(gl::FramebufferStatusName(36182), "GL_FRAMEBUFFER_INCOMPLETE_MULTISAMPLE");
@@ -187,6 +218,18 @@ TEST(GlEngine, TheStochasticResultConvergesToTheAlphaComposite) {
     EXPECT_LT(e64, e16);
     EXPECT_LT(e256, e64);
     EXPECT_LT(e256, 0.05);
+}
+
+TEST(GlEngine, TheMultisamplePathBehindItsSwitchDrawsTheSameOpaqueQuad) {
+    ASSERT_NE(Shared().g, nullptr);
+    if (!gl::CompilesMultisampleRows(Shared().g->glVersion)) GTEST_SKIP() << "GL below 4.1";
+    const Frame f = Render(
+        {Quad(0, {0.2f, 0.6f, 1.0f, 1.0f}, 50, false), Quad(0, {0.2f, 0.6f, 1.0f, 1.0f}, 50, true)},
+        8, 32, nullptr, false);
+    const float* c = f.at(16, 16);
+    EXPECT_NEAR(c[0], 1.0f, 1e-4);
+    EXPECT_NEAR(c[2], 0.6f, 1e-4);
+    EXPECT_EQ(f.at(0, 0)[0], 0.0f);
 }
 
 TEST(GlEngine, EqualDepthKeepsTheFirstDrawn) {
