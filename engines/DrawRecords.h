@@ -2,6 +2,7 @@
 // by several threads and copied per record before projection.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 

@@ -79,9 +79,14 @@ PF_Err FeedPoints(TV_Base_Render& engine, const RenderItem& item, const Geometry
                (v < masks.beams.size() && masks.beams[v]);
     };
     engine.perspectiveSizes = p.perspective != 0;
+    // A sprite must come from a composition: other sources are refused and the points stay discs.
+    bool isComp = false;
+    const AEGP_LayerH spriteLayer = p.hasSprite ? engine.spriteLayer(p.spriteLayer, isComp) : 0;
+    if (p.hasSprite && spriteLayer && !isComp) engine.pendingError() = kSpriteNotCompMessage;
+    const bool asSprites = spriteLayer && isComp;
     std::vector<DrawPoint> records;
     std::vector<DrawSprite> sprites;
-    if (!p.hasSprite) records.reserve(p.vertexCount);
+    if (!asSprites) records.reserve(p.vertexCount);
     for (uint32_t i = 0; i < p.vertexCount; ++i) {
         const uint32_t v = p.vertices[i];
         if (v >= n) continue;
@@ -98,12 +103,12 @@ PF_Err FeedPoints(TV_Base_Render& engine, const RenderItem& item, const Geometry
         const float size = p.size * (p.overrideScale ? 1.0f : ScaleOf(store, v));
         const double x = double(pos.x) + p.offset[0], y = double(pos.y) + p.offset[1],
                      z = double(pos.z) + p.offset[2];
-        if (p.hasSprite) {
+        if (asSprites) {
             DrawSprite s;
             s.x = x, s.y = y, s.z = z;
             std::copy(color, color + 4, s.color);
             s.width = s.height = size;
-            s.layer = uint64_t(uint32_t(p.spriteLayer));
+            s.layer = spriteLayer;
             if (p.sampleIndex && p.times && p.sampleIndex[i] < p.timeCount)
                 s.time = uint64_t(uint32_t(p.times[p.sampleIndex[i]].value));
             sprites.push_back(s);
@@ -116,11 +121,10 @@ PF_Err FeedPoints(TV_Base_Render& engine, const RenderItem& item, const Geometry
         d.softness = v < store.blurs.size() ? store.blurs[v] : 0.0f;
         records.push_back(d);
     }
-    if (p.hasSprite) {
+    if (asSprites) {
         if (engine.wantsDepthSort()) DepthSort(sprites, engine.viewDirection());
         const std::vector<A_Time> times(p.times, p.times + (p.times ? p.timeCount : 0));
-        // The sprite layer goes by the id the item carries.
-        PF_Err err = engine.prepareSprites(AEGP_LayerH(uint32_t(p.spriteLayer)), times);
+        PF_Err err = engine.prepareSprites(spriteLayer, times);
         if (!err) err = engine.drawSprites(sprites);
         const PF_Err finish = engine.finishSprites();
         return err ? err : finish;

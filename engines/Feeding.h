@@ -10,6 +10,9 @@
 
 namespace tv {
 
+inline constexpr const char* kSpriteNotCompMessage =
+    "Tavrin - Item has to be Pre-Comped to use it as a Sprite";
+
 // Which vertices the items of a frame use: lines, triangles and beams.
 struct UsageMasks {
     std::vector<uint8_t> lines;

@@ -1,5 +1,7 @@
 #include "engines/KDLRender.h"
 
+#include "engines/SpriteWarp.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -76,6 +78,57 @@ struct PixelColour {
 
 KDLRender::KDLRender(HostServices* host, PF_EffectWorld* world, int32_t bitDepth)
     : TV_Base_Render(host, world, bitDepth), blendPixel(bitDepth == 32 ? &BlendFloat : &Blend8) {}
+
+KDLRender::~KDLRender() {
+    finishSprites();
+}
+
+PF_Err KDLRender::prepareSprites(AEGP_LayerH layer, const std::vector<A_Time>& times) {
+    finishSprites();
+    if (!host_ || !layer) return PF_Err_NONE;
+    for (const A_Time& t : times) {
+        const auto value = uint32_t(t.value);
+        if (std::any_of(spriteFrames_.begin(), spriteFrames_.end(),
+                        [value](const SpriteFrame& f) { return f.time == value; }))
+            continue;
+        PF_EffectWorld* w = nullptr;
+        if (const PF_Err err = host_->checkoutLayerFrame(layer, t, bitDepth_, &w)) return err;
+        if (!w) {
+            diagnostic("No Sprite World Checked out");
+            continue;
+        }
+        spriteFrames_.push_back(SpriteFrame{value, w});
+    }
+    return PF_Err_NONE;
+}
+
+PF_Err KDLRender::finishSprites() {
+    for (const SpriteFrame& f : spriteFrames_)
+        if (host_) host_->checkinLayerFrame(f.world);
+    spriteFrames_.clear();
+    return PF_Err_NONE;
+}
+
+PF_Err KDLRender::drawSprites(std::vector<DrawSprite>& sprites) {
+    if (sprites.empty() || spriteFrames_.empty() || !world_ || !world_->data) return PF_Err_NONE;
+    if (bitDepth_ != 8 && bitDepth_ != 32) return PF_Err_NONE;
+    auto frameOf = [this](const DrawSprite& s) -> const PF_EffectWorld* {
+        for (const SpriteFrame& f : spriteFrames_)
+            if (f.time == uint32_t(s.time)) return f.world;
+        return spriteFrames_.front().world;
+    };
+    std::vector<DrawSprite> projected;
+    projected.reserve(sprites.size());
+    for (DrawSprite s : sprites) {
+        s.height = SpriteHalfHeight(s.width, *frameOf(s));
+        if (projectSprite(s)) projected.push_back(s);
+    }
+    std::vector<ScanTile> tiles;
+    splitIntoTiles(*world_, kTileGrid, tiles);
+    return runTiles(tiles, [&](const ScanTile& tile) {
+        for (const DrawSprite& s : projected) DrawSpriteInTile(s, *frameOf(s), *world_, tile);
+    });
+}
 
 namespace {
 

@@ -36,6 +36,19 @@ void TV_Base_Render::setRenderParams(const double scale[3], const double viewpor
     MultiplyColumnMajor(projection_, modelView_, combined_);
 }
 
+AEGP_LayerH TV_Base_Render::spriteLayer(int32_t layerId, bool& isComp) const {
+    isComp = false;
+    if (!host_ || !effectRef || layerId == 0) return 0;
+    const AEGP_EffectRefH self = host_->effectFromInstance(0, effectRef);
+    const AEGP_LayerH own = host_->effectLayer(self);
+    host_->disposeEffect(self);
+    const AEGP_LayerH layer =
+        host_->layerFromLayerId(host_->layerParentComp(own), uint32_t(layerId));
+    const AEGP_ItemH item = layer ? host_->layerSourceItem(layer) : 0;
+    isComp = item && host_->itemType(item) == AEGP_ItemType_COMP;
+    return layer;
+}
+
 bool TV_Base_Render::projectXYZ(const double in[3], double& sx, double& sy, double& rhw) const {
     const float p[4] = {float(in[0] / scale_[0]), float(in[1] / scale_[1]),
                         float(in[2] / scale_[2]), 1};

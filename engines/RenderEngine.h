@@ -77,8 +77,13 @@ class TV_Base_Render : public AEBase {
     }
     std::string& pendingError() { return pendingError_; }
 
-    CameraSnapshot camera;  // the frame's camera at this pass
-    std::string text;       // a name; no engine reads it
+    // The layer of the effect's comp with id `layerId`, and whether its source is a composition
+    // (what a sprite must be); 0 when there is none or no host.
+    AEGP_LayerH spriteLayer(int32_t layerId, bool& isComp) const;
+
+    CameraSnapshot camera;     // the frame's camera at this pass
+    PF_ProgPtr effectRef = 0;  // the main effect drawing this frame
+    std::string text;          // a name; no engine reads it
     bool perspectiveSizes = false;
     bool legacyProjection = false;
     double cameraScale = 1.0;      // the camera's size scale for the legacy route and soft points

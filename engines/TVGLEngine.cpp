@@ -3,6 +3,7 @@
 #include <GL/glew.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstring>
 
@@ -215,7 +216,11 @@ void TVGLEngine::clearDrawables() {
     if (valid()) {
         gl::MakeCurrent(thread_->context);
         for (GlDrawable& d : drawables_) gl::DeleteBuffers(d.ownedBuffers);
+        if (!spriteTextures_.empty())
+            glDeleteTextures(GLsizei(spriteTextures_.size()), spriteTextures_.data());
     }
+    spriteTextures_.clear();
+    spriteTexture_ = 0;
     drawables_.clear();
 }
 
@@ -276,18 +281,138 @@ PF_Err TVGLEngine::drawPoints(std::vector<DrawPoint>& points) {
     return PF_Err_NONE;
 }
 
-PF_Err TVGLEngine::drawSprites(std::vector<DrawSprite>& sprites) {
-    // Until sprite textures exist, sprites draw as discs of their size and tint.
-    std::vector<DrawPoint> discs;
-    discs.reserve(sprites.size());
-    for (const DrawSprite& s : sprites) {
-        DrawPoint p;
-        p.x = s.x, p.y = s.y, p.z = s.z;
-        CopyColor(s.color, p.color);
-        p.size = s.width;
-        discs.push_back(p);
+PF_Err TVGLEngine::prepareSprites(AEGP_LayerH layer, const std::vector<A_Time>& times) {
+    spriteTexture_ = 0;
+    if (times.empty() || !valid() || !host_ || !layer) return PF_Err_NONE;
+    const auto start = std::chrono::steady_clock::now();
+    std::vector<PF_EffectWorld*> frames;
+    PF_Err err = PF_Err_NONE;
+    for (const A_Time& t : times) {
+        PF_EffectWorld* w = nullptr;
+        err = host_->checkoutLayerFrame(layer, t, bitDepth_, &w);
+        if (err) break;
+        if (!w) diagnostic("No Sprite World Checked out");
+        frames.push_back(w);
     }
-    return drawPoints(discs);
+    // The host's render may have run GL of its own: this thread's context again.
+    gl::MakeCurrent(thread_->context);
+    const PF_EffectWorld* first = nullptr;
+    for (const PF_EffectWorld* w : frames)
+        if (w && w->data) {
+            first = w;
+            break;
+        }
+    if (!err && first) {
+        hasSpriteArray_ = true;
+        const int32_t w = first->width, h = first->height, n = int32_t(frames.size());
+        GLuint array = 0;
+        glGenTextures(1, &array);
+        glBindTexture(GL_TEXTURE_2D_ARRAY, array);
+        glTexImage3D(GL_TEXTURE_2D_ARRAY, 0, GL_RGBA32F, w, h, n, 0, GL_RGBA, GL_FLOAT, nullptr);
+        glTexParameteri(GL_TEXTURE_2D_ARRAY, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+        glTexParameteri(GL_TEXTURE_2D_ARRAY, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+        glTexParameteri(GL_TEXTURE_2D_ARRAY, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+        glTexParameteri(GL_TEXTURE_2D_ARRAY, GL_TEXTURE_MIN_FILTER, GL_LINEAR_MIPMAP_LINEAR);
+        glBindTexture(GL_TEXTURE_2D_ARRAY, 0);
+        GLuint fbo = 0;
+        glGenFramebuffers(1, &fbo);
+        for (int32_t i = 0; i < n; ++i) {
+            const PF_EffectWorld* f = frames[size_t(i)];
+            if (!f || !f->data || f->width != w || f->height != h) continue;
+            // The frame's A, R, G, B go up as R, G, B, A; the copy program puts them back.
+            const bool isFloat = f->format == PF_PixelFormat_ARGB128;
+            GLuint temp = 0;
+            glGenTextures(1, &temp);
+            glBindTexture(GL_TEXTURE_2D, temp);
+            glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+            glPixelStorei(GL_UNPACK_ROW_LENGTH, f->rowbytes / (isFloat ? 16 : 4));
+            glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA32F, w, h, 0, GL_RGBA,
+                         isFloat ? GL_FLOAT : GL_UNSIGNED_BYTE, f->data);
+            glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);
+            glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
+            glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+            glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+            glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+            glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+            glBindTexture(GL_TEXTURE_2D, 0);
+            glBindFramebuffer(GL_FRAMEBUFFER, fbo);
+            glFramebufferTextureLayer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, array, 0, i);
+            const float clear[4] = {0, 0, 0, 0};
+            gl::ClearColorOnly(fbo, clear);
+            GlDrawable quad;
+            quad.primitive = GL_TRIANGLE_STRIP;
+            quad.vertexCount = 4;
+            quad.attributes["vertex"] = GlAttribute{quadBuffer_, 2, GL_FLOAT, 16, 0};
+            quad.attributes["tex"] = GlAttribute{quadBuffer_, 2, GL_FLOAT, 16, 8};
+            quad.uniforms["layer_tex"] = GlUniform::Texture(UniformKind::Texture2D, temp);
+            const int32_t viewport[4] = {0, 0, w, h};
+            gl::DrawToFramebuffer(fbo, viewport, quad, globals_->layerCopy, gl::kBlendOff,
+                                  gl::kDepthOff, 0);
+            glDeleteTextures(1, &temp);
+        }
+        glDeleteFramebuffers(1, &fbo);
+        glBindTexture(GL_TEXTURE_2D_ARRAY, array);
+        glGenerateMipmap(GL_TEXTURE_2D_ARRAY);
+        glBindTexture(GL_TEXTURE_2D_ARRAY, 0);
+        spriteTexture_ = array;
+        spriteTextures_.push_back(array);
+        spriteAspect_ = float(h) / float(w);
+        spriteTimes_.clear();
+        for (const A_Time& t : times) spriteTimes_.push_back(uint32_t(t.value));
+    }
+    for (PF_EffectWorld* f : frames)
+        if (f) host_->checkinLayerFrame(f);
+    diagnostic(
+        "Sprite Setup Time: " +
+        std::to_string(
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count()));
+    return err;
+}
+
+PF_Err TVGLEngine::drawSprites(std::vector<DrawSprite>& sprites) {
+    if (sprites.empty() || !valid() || !spriteTexture_) return PF_Err_NONE;
+    gl::MakeCurrent(thread_->context);
+    std::vector<BillboardVertex> vertices;
+    std::vector<uint32_t> indices;
+    vertices.reserve(sprites.size() * 4);
+    indices.reserve(sprites.size() * 5);
+    static constexpr float kCorner[4][2] = {{-1, -1}, {1, -1}, {-1, 1}, {1, 1}};
+    // Row 0 of a sprite frame is its top, which lies at +y in the passes' view before the flip.
+    static constexpr float kTex[4][2] = {{0, 1}, {1, 1}, {0, 0}, {1, 0}};
+    for (const DrawSprite& s : sprites) {
+        const double pos[3] = {s.x, s.y, s.z};
+        const float w = worldSize(pos, s.width);
+        const float h = worldSize(pos, s.width * spriteAspect_);
+        float layer = 0;
+        for (size_t i = 0; i < spriteTimes_.size(); ++i)
+            if (spriteTimes_[i] == uint32_t(s.time)) {
+                layer = float(i);
+                break;
+            }
+        const float idx = primitiveIndex_++;
+        const auto base = uint32_t(vertices.size());
+        for (int k = 0; k < 4; ++k) {
+            BillboardVertex v{};
+            v.position[0] = float(s.x), v.position[1] = float(s.y), v.position[2] = float(s.z);
+            CopyColor(s.color, v.color);
+            v.idx = idx;
+            v.offset[0] = kCorner[k][0] * w, v.offset[1] = kCorner[k][1] * h;
+            v.tex[0] = kTex[k][0], v.tex[1] = kTex[k][1], v.tex[2] = layer;
+            vertices.push_back(v);
+            indices.push_back(base + uint32_t(k));
+        }
+        indices.push_back(kRestartIndex);
+    }
+    GlDrawable d = MakeDrawable(vertices, indices, GL_TRIANGLE_STRIP, gl::kFamilySprite);
+    const auto stride = int32_t(sizeof(BillboardVertex));
+    const uint32_t vb = d.ownedBuffers.front();
+    d.attributes["offset"] =
+        GlAttribute{vb, 2, GL_FLOAT, stride, offsetof(BillboardVertex, offset)};
+    d.attributes["texCoord"] = GlAttribute{vb, 3, GL_FLOAT, stride, offsetof(BillboardVertex, tex)};
+    d.uniforms["sprite_tex"] = GlUniform::Texture(UniformKind::Texture2DArray, spriteTexture_);
+    drawables_.push_back(std::move(d));
+    spriteTexture_ = 0;  // the next draw needs its own prepareSprites
+    return PF_Err_NONE;
 }
 
 PF_Err TVGLEngine::drawLines(std::vector<DrawLine>& lines) {

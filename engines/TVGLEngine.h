@@ -32,6 +32,9 @@ class TVGLEngine : public TV_Base_Render {
     PF_Err drawTriangles(std::vector<DrawTriangle>& triangles) override;
     PF_Err drawSprites(std::vector<DrawSprite>& sprites) override;
     PF_Err drawBeams(std::vector<BeamPath>& beams) override;
+    // The sprite layer's frame at each time, copied into the layers of one array texture.
+    PF_Err prepareSprites(AEGP_LayerH layer, const std::vector<A_Time>& times) override;
+    bool holdsSprites() const { return hasSpriteArray_; }
     bool wantsDepthSort() const override { return false; }
     bool isGpu() const override { return true; }
 
@@ -86,6 +89,13 @@ class TVGLEngine : public TV_Base_Render {
     float depthNear_ = 0, depthFar_ = 0;
     uint32_t depthLayerTexture_ = 0;
     uint32_t quadBuffer_ = 0;
+    // Sprites: the array the next drawSprites uses (0 after it drew), its sample times by layer,
+    // its height over width, and every array made this time sample, freed after its passes.
+    uint32_t spriteTexture_ = 0;
+    bool hasSpriteArray_ = false;
+    std::vector<uint32_t> spriteTimes_;
+    float spriteAspect_ = 1;
+    std::vector<uint32_t> spriteTextures_;
     gl::GlFramebuffer finalFbo_, passFbo_, transmitPassFbo_, coverageFbo_, accumFbo_, msaaFbo_;
 };
 

@@ -124,6 +124,7 @@ PF_Err DrawMessage(PF_InData* in, HostServices& host, ObjectMessage& message,
     for (TV_Base_Render* e : {&engines.points, &engines.lines, &engines.triangles}) {
         e->setRenderParams(scale, viewport, mv, proj, camera.forward);
         e->legacyProjection = legacy;
+        e->effectRef = in->effect_ref;
     }
 
     // The shading record: the lights that the name filter selects, point lights first, then spot
@@ -236,7 +237,8 @@ bool RenderUnified(PF_InData* in, PF_OutData* out, HostServices& host, const Mai
     // One GL frame at a time in the process: a software GL already spreads each draw over every
     // core, a GPU runs one frame's passes at a time anyway, and drivers are not all safe with
     // frames drawn side by side on shared objects.
-    static std::mutex oneFrameAtATime;
+    // Recursive: a sprite's precomp may hold a GL frame of its own, drawn within this one.
+    static std::recursive_mutex oneFrameAtATime;
     std::lock_guard lock(oneFrameAtATime);
     gl::ScopedLogSink sink([&host](const std::string& line) { host.diagnostic(line); });
     TVGLEngine engine(&host, &output, bitDepth, &globals);

@@ -137,6 +137,8 @@ class HostServices {
 
     // ---- time ------------------------------------------------------------------------------
     virtual A_Time convertCompToLayerTime(AEGP_LayerH, const A_Time&) { ThrowMissingService(); }
+    // How long a layer lasts, in its own time (its out point less its in point).
+    virtual A_Time layerDuration(AEGP_LayerH) { ThrowMissingService(); }
     virtual A_Time convertLayerToCompTime(AEGP_LayerH, const A_Time&) { ThrowMissingService(); }
 
     // ---- parameters of the calling instance ------------------------------------------------
@@ -165,6 +167,13 @@ class HostServices {
     }
     virtual PF_Err checkinLayerPixels(PF_ProgPtr, int32_t) { ThrowMissingService(); }
     virtual PF_Err checkoutOutput(PF_ProgPtr, PF_EffectWorld**) { ThrowMissingService(); }
+    // A layer's frame as a sprite shows it: its source and effects at `layerTime` (the layer's
+    // own time), at 8 or 32 bits, straight A, R, G, B; a null world when it has no pixels.
+    // Each checkout is checked in.
+    virtual PF_Err checkoutLayerFrame(AEGP_LayerH, const A_Time&, int32_t, PF_EffectWorld**) {
+        ThrowMissingService();
+    }
+    virtual PF_Err checkinLayerFrame(PF_EffectWorld*) { ThrowMissingService(); }
     // A token for what layer parameter `index` shows from `time` over `timeStep` (same scale):
     // it changes whenever those pixels may change and is stable otherwise.
     virtual uint64_t layerParamStateToken(PF_ProgPtr, int32_t, const A_Time&, int32_t) {

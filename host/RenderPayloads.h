@@ -24,7 +24,7 @@ struct PointsPayload {
     float size = 2;
     float color[4] = {1, 1, 1, 0.5f};
     float offset[3] = {0, 0, 0};
-    int32_t spriteLayer = 0;
+    int32_t spriteLayer = 0;  // the sprite layer's id in the effect's comp, 0 for none
 };
 static_assert(sizeof(PointsPayload) <= sizeof(RenderItem::data));
 

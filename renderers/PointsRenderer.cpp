@@ -147,18 +147,28 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& m, const PointsParams& p) {
     for (uint32_t i = 0; i < range.count; ++i) payload.vertices[i] = range.start + i;
     std::vector<A_Time> times{now};
     std::vector<uint32_t> indices(range.count, 0);
-    if (p.timeSampling != kSampleCurrent && p.hasSprite) {
-        // The sprite's own duration comes with sprite drawing; until then the samples use the
-        // comp frame as the sprite's scale and leave the discs as they are.
+    // The sprite layer and whether its source is a composition; its samples are in its own time.
+    AEGP_LayerH sprite = 0;
+    bool spriteIsComp = false;
+    if (p.hasSprite) {
+        const AEGP_EffectRefH self = suites->effectFromInstance(0, in->effect_ref);
+        const AEGP_LayerH own = suites->effectLayer(self);
+        suites->disposeEffect(self);
+        sprite = suites->layerFromLayerId(suites->layerParentComp(own), uint32_t(p.spriteLayer));
+        const AEGP_ItemH item = sprite ? suites->layerSourceItem(sprite) : 0;
+        spriteIsComp = item && suites->itemType(item) == AEGP_ItemType_COMP;
+    }
+    if (sprite) times[0] = suites->convertCompToLayerTime(sprite, now);
+    if (p.timeSampling != kSampleCurrent && sprite && spriteIsComp) {
         SampleInputs s;
         s.timeSampling = p.timeSampling;
         s.loopType = p.loopType;
         s.randomSeed = p.randomSeed;
         s.maxSamples = p.maxSamples;
         s.count = range.count;
-        s.spriteDuration = A_Time{in->total_time, in->time_scale};
+        s.spriteDuration = suites->layerDuration(sprite);
         s.compFrame = A_Time{in->time_step, in->time_scale};
-        s.now = now;
+        s.now = times[0];
         BuildSpriteSamples(s, times, indices);
     }
     payload.timeCount = uint32_t(times.size());

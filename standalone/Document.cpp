@@ -1064,6 +1064,15 @@ void LoadDocumentText(const std::string& text, const std::string& file, Embedded
         if (!source)
             r.fail(p.path, "no comp named \"" + p.comp + "\"; " + NearestNames(p.comp, compNames));
         p.layer->sourceComp = source->uid;
+        // A precomp layer is the size of its comp; an anchor left at the old centre moves to
+        // the new one.
+        Layer& l = *p.layer;
+        Transform2D& x = l.transform;
+        const bool centred = x.anchor.keys.empty() && x.anchor.value[0] == l.width / 2.0 &&
+                             x.anchor.value[1] == l.height / 2.0;
+        l.width = source->width;
+        l.height = source->height;
+        if (centred) x.anchor.value = {l.width / 2.0, l.height / 2.0, 0, 0};
     }
     ResolveParents(r, parents);
     CheckPrecompCycles(r, host.project());

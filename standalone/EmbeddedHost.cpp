@@ -908,6 +908,53 @@ PF_Err EmbeddedHost::checkoutLayerPixels(PF_ProgPtr ref, int32_t index, PF_Effec
     return PF_Err_NONE;
 }
 
+namespace {
+// Layer frames checked out for sprites on this thread.
+thread_local std::vector<std::unique_ptr<LayerWorld>> tLayerFrames;
+}  // namespace
+
+PF_Err EmbeddedHost::checkoutLayerFrame(AEGP_LayerH layerH, const A_Time& layerTime,
+                                        int32_t bitDepth, PF_EffectWorld** out) {
+    if (!out) return PF_Err_BAD_CALLBACK_PARAM;
+    *out = nullptr;
+    Layer* layer = layerByUid(layerH);
+    if (!layer) return PF_Err_BAD_CALLBACK_PARAM;
+    if (layer->width <= 0 || layer->height <= 0 || layer->kind == LayerKind::Camera ||
+        layer->kind == LayerKind::Light || layer->kind == LayerKind::Audio)
+        return PF_Err_NONE;
+    // A layer already being made (a sprite of itself) gives its source alone, so cycles end.
+    const bool withEffects = std::find(tLayersInMaking.begin(), tLayersInMaking.end(),
+                                       layer->uid) == tLayersInMaking.end();
+    std::unique_ptr<LayerWorld> world;
+    {
+        const MakingScope making(layer->uid);
+        if (const PF_Err err =
+                MakeLayerPixels(*this, *layer, convertLayerToCompTime(layerH, layerTime),
+                                bitDepth == 32 ? 32 : 8, withEffects, world))
+            return err;
+    }
+    *out = &world->world;
+    tLayerFrames.push_back(std::move(world));
+    return PF_Err_NONE;
+}
+
+PF_Err EmbeddedHost::checkinLayerFrame(PF_EffectWorld* world) {
+    for (auto it = tLayerFrames.begin(); it != tLayerFrames.end(); ++it)
+        if (&(*it)->world == world) {
+            tLayerFrames.erase(it);
+            break;
+        }
+    return PF_Err_NONE;
+}
+
+A_Time EmbeddedHost::layerDuration(AEGP_LayerH layerH) {
+    const Layer* layer = layerByUid(layerH);
+    const Comp* comp = layer ? compOfLayer(*layer) : nullptr;
+    if (!layer || !comp) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
+    const uint32_t scale = comp->timeScale();
+    return A_Time{int32_t(std::llround((layer->outPoint - layer->inPoint) * scale)), scale};
+}
+
 PF_Err EmbeddedHost::checkinLayerPixels(PF_ProgPtr ref, int32_t index) {
     if (index == 0) return PF_Err_NONE;
     for (auto it = tParamPixels.rbegin(); it != tParamPixels.rend(); ++it)

@@ -8,6 +8,8 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "host/MainParams.h"
+#include "resources/EffectTable.h"
 #include "standalone/BundledExample.h"
 #include "standalone/CompRenderer.h"
 #include "standalone/Document.h"
@@ -66,9 +68,17 @@ TEST(EndToEnd, BundledExampleAt32Bits) {
     ExpectMatchesReference(RenderExample(32), "network_320x180.exr", 32, 1e-4f, 1e-6f);
 }
 
-standalone::FloatImage RenderDocument(const std::string& name, int64_t frame) {
+// `unified` other than -1 sets "Unified Rendering" on every main effect, as `--unified` does.
+standalone::FloatImage RenderDocument(const std::string& name, int64_t frame, int unified = -1) {
     standalone::EmbeddedHost host;
     standalone::LoadDocumentFile(std::string(TAVRIN_SOURCE_DIR) + "/examples/" + name, host);
+    if (unified >= 0)
+        for (const auto& comp : host.project().comps)
+            for (const auto& layer : comp->layers)
+                for (const auto& instance : layer->effects)
+                    if (host.installedEffect(instance->key)->matchName ==
+                        std::string(EffectTable()[0].matchName))
+                        instance->params[kMainUnified].value.u.checkbox = unified;
     standalone::CompRenderer renderer(host);
     std::vector<std::string> messages;
     return renderer.renderFrame(*host.project().comps.front(), frame, 8, messages);
@@ -134,6 +144,13 @@ TEST(EndToEnd, MotionBlurExampleThroughTheGlPath) {
 TEST(EndToEnd, FacetsExampleThroughTheGlPath) {
     ExpectMatchesReference(RenderDocument("facets.json", 0), "facets_0000.png", 8, 4.0f / 255,
                            0.2f / 255);
+}
+
+TEST(EndToEnd, SpritesExampleThroughBothPaths) {
+    ExpectMatchesReference(RenderDocument("sprites.json", 20, 0), "sprites_0020.png", 8,
+                           2.0f / 255, 0.1f / 255);
+    ExpectMatchesReference(RenderDocument("sprites.json", 20, 1), "sprites-gl_0020.png", 8,
+                           4.0f / 255, 0.2f / 255);
 }
 
 TEST(EndToEnd, OneThreadAndAllThreadsGiveIdenticalPixels) {
