@@ -2,9 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "params/DistanceCurve.h"
+#include "params/Gradient.h"
 #include "standalone/Document.h"
 #include "standalone/DocumentText.h"
 #include "standalone/ParamText.h"
@@ -26,6 +28,24 @@ std::string CurveText(standalone::EmbeddedHost& host, const ParamSpec& spec, con
     std::string text = "factors";
     for (float t : {0.0f, 0.25f, 0.5f, 0.75f, 1.0f})
         text += fmt::format(" {:.3g} at {:g},", curve.eval(t), t);
+    text.pop_back();
+    return text;
+}
+
+// A gradient's stops: position, colour as #rrggbb, and alpha when not 1.
+std::string GradientText(standalone::EmbeddedHost& host, const PF_ParamDef& v) {
+    const std::vector<uint8_t> bytes =
+        v.u.arbData ? host.handleBytes(v.u.arbData) : std::vector<uint8_t>();
+    const auto stops = GetGradientStops(bytes.data(), bytes.size());
+    if (stops.empty()) return "gradient with no stops";
+    auto byte = [](float f) { return int(std::clamp(f, 0.0f, 1.0f) * 255.0f + 0.5f); };
+    std::string text = "gradient";
+    for (const GradientStop& g : stops) {
+        text += fmt::format(" {:g} #{:02x}{:02x}{:02x}", g.position, byte(g.red), byte(g.green),
+                            byte(g.blue));
+        if (g.alpha != 1.0f) text += fmt::format(" alpha {:g}", g.alpha);
+        text += ",";
+    }
     text.pop_back();
     return text;
 }
@@ -58,6 +78,7 @@ std::string ValueText(standalone::EmbeddedHost& host, const standalone::Comp& co
             return v.u.layerId ? fmt::format("layer id {}", v.u.layerId) : "none";
         case PF_Param_ARBITRARY_DATA: {
             if (standalone::IsCurveParam(spec)) return CurveText(host, spec, v);
+            if (standalone::IsGradientParam(spec)) return GradientText(host, v);
             if (!standalone::IsTextParam(spec)) return v.u.arbData ? "data" : "default";
             // An empty text means every light or layer to the effect that reads it.
             const auto text = v.u.arbData

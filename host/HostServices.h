@@ -174,6 +174,14 @@ class HostServices {
         ThrowMissingService();
     }
     virtual PF_Err checkinLayerFrame(PF_EffectWorld*) { ThrowMissingService(); }
+
+    // ---- audio -------------------------------------------------------------------------------
+    // The audio of layer parameter `index`, mixed to mono float samples at `rate` Hz, for
+    // `lengthSeconds` from `startSeconds` of the effect's own time; silence where the layer has
+    // no sound. Fails when the parameter names no layer with audio.
+    virtual PF_Err layerAudio(PF_ProgPtr, int32_t, double, double, int32_t, std::vector<float>&) {
+        ThrowMissingService();
+    }
     // A token for what layer parameter `index` shows from `time` over `timeStep` (same scale):
     // it changes whenever those pixels may change and is stable otherwise.
     virtual uint64_t layerParamStateToken(PF_ProgPtr, int32_t, const A_Time&, int32_t) {

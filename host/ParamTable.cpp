@@ -1,5 +1,7 @@
 #include "host/ParamTable.h"
 
+#include <cstring>
+
 #include "host/SuiteCache.h"
 #include "params/CurveParam.h"
 
@@ -68,13 +70,44 @@ PF_ParamDef DefaultParamValue(const ParamSpec& spec) {
     return def;
 }
 
+namespace {
+
+// Adds an arbitrary-data parameter whose default is `bytes`, in a handle the host keeps.
+PF_Err AddArbParam(PF_InData* in_data, const ParamSpec& spec, const std::vector<uint8_t>& bytes) {
+    SuiteCache suites(in_data);
+    HostServices& host = suites.host();
+    const PF_Handle h = host.newHandle(bytes.size());
+    void* data = h ? host.lockHandle(h) : nullptr;
+    if (!data) {
+        if (h) host.disposeHandle(h);
+        return PF_Err_OUT_OF_MEMORY;
+    }
+    std::memcpy(data, bytes.data(), bytes.size());
+    host.unlockHandle(h);
+    ParamSpec added = spec;
+    added.arbDefault = h;
+    PF_Err err = PF_Err_NONE;
+    try {
+        err = host.addParam(in_data->effect_ref, added);
+    } catch (const HostErrorCode&) {
+        host.disposeHandle(h);
+        throw;
+    }
+    if (err) host.disposeHandle(h);
+    return err;
+}
+
+}  // namespace
+
 PF_Err SetupParams(PF_InData* in_data, PF_OutData* out_data, ParamTable table) {
     SuiteCache suites(in_data);
     for (const ParamSpec& spec : table) {
         if (spec.index == 0) continue;  // the input layer is the host's own
         // Curves get their default handle made and filled first.
-        const PF_Err err = spec.type == PF_Param_ARBITRARY_DATA && spec.fillCurve
-                               ? AddCurveParam(in_data, spec)
+        const bool arb = spec.type == PF_Param_ARBITRARY_DATA;
+        const PF_Err err = arb && spec.fillCurve ? AddCurveParam(in_data, spec)
+                           : arb && spec.makeArbDefault
+                               ? AddArbParam(in_data, spec, spec.makeArbDefault())
                                : suites->addParam(in_data->effect_ref, spec);
         if (err) return err;
     }

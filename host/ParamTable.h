@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <span>
+#include <vector>
 #include <string_view>
 
 #include "host/HostTypes.h"
@@ -42,6 +43,9 @@ struct ParamSpec {
     uint32_t arbRefcon = 0;
     // Curves: writes the default samples into the handle made at params setup.
     void (*fillCurve)(DistanceCurve&) = nullptr;
+    // Other arbitrary data (gradients): makes the default record, which params setup puts in a
+    // handle.
+    std::vector<uint8_t> (*makeArbDefault)() = nullptr;
     // Arbitrary data: the default handle the effect made at params setup (0: none). The host
     // keeps it and gives each new instance a copy.
     PF_Handle arbDefault = 0;

@@ -73,7 +73,7 @@ const EffectInfo kEffects[] = {
      "Legacy Renderer, preserves compatibility with older versions.", true, &LegacyRenderParams},
     {20, "Tavrin Sound Effector", "KDL TAVREFF Sound Effector", "SoundEntryPointFunc",
      &SoundEntryPointFunc, 0x308010, 0x1401, EffectRole::Effector,
-     "Sound Effector, Applies Sound Waveforms to Points.", false, &SoundParams},
+     "Sound Effector, Applies Sound Waveforms to Points.", true, &SoundParams},
     {21, "Tavrin Slicer Object", "KDL TAVRSRC Tracer", "TracerSourceEntryPointFunc",
      &TracerSourceEntryPointFunc, 0x200004, 0x1401, EffectRole::Source,
      "Creates Instances from Existing Tavrin Objects", false, &TracerSourceParams},

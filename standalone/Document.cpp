@@ -1,5 +1,8 @@
 #include "standalone/Document.h"
 
+#include "params/Gradient.h"
+#include "standalone/Audio.h"
+
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -227,6 +230,31 @@ void ReadAnimated(const Reader& r, const json& v, const std::string& path, int n
 }
 const std::vector<std::string> kEffectKeys = {"effect", "enabled", "params", "sequence"};
 
+// A colour gradient: a list of stops {"position": 0..1, "color": colour, "alpha": 0..1}, in rising
+// order of position.
+std::vector<GradientStop> ReadGradient(const Reader& r, const json& v, const std::string& path) {
+    if (!v.is_array())
+        r.fail(path, "expected a gradient: [{\"position\": 0, \"color\": \"#000000\"}, ...]");
+    std::vector<GradientStop> stops;
+    for (size_t i = 0; i < v.size(); ++i) {
+        const std::string p = path + "[" + std::to_string(i) + "]";
+        if (!v[i].is_object()) r.fail(p, "expected a stop {\"position\": 0..1, \"color\": ...}");
+        r.checkKeys(v[i], p, {"position", "color", "alpha"});
+        if (!v[i].contains("position") || !v[i].contains("color"))
+            r.fail(p, "a stop needs \"position\" (0..1) and \"color\"");
+        GradientStop stop;
+        stop.position = r.number(v[i]["position"], p + ".position", 0, 1);
+        if (!stops.empty() && stop.position < stops.back().position)
+            r.fail(p + ".position", "stops must come in rising order of position");
+        float rgb[3];
+        r.color(v[i]["color"], p + ".color", rgb);
+        stop.red = rgb[0], stop.green = rgb[1], stop.blue = rgb[2];
+        if (v[i].contains("alpha")) stop.alpha = float(r.number(v[i]["alpha"], p + ".alpha", 0, 1));
+        stops.push_back(stop);
+    }
+    return stops;
+}
+
 // A distance curve: "falling" or "flat", a list of [distance, factor] points with distance as a
 // fraction of the maximum (0..1) and factor 0..1, joined by straight lines, or {"samples": [200
 // heights 0..50]}.
@@ -424,13 +452,19 @@ void ReadStaticParam(const Reader& r, const ParamSpec& spec, const json& v, cons
             break;
         case PF_Param_ARBITRARY_DATA:
             // The instance's own handle (its copy of the default) gives way to the new value.
-            if (def.u.arbData && (IsTextParam(spec) || IsCurveParam(spec))) {
+            if (def.u.arbData &&
+                (IsTextParam(spec) || IsCurveParam(spec) || IsGradientParam(spec))) {
                 r.host.disposeHandle(def.u.arbData);
                 def.u.arbData = 0;
             }
             if (IsTextParam(spec)) {
                 // Any UTF-8 string; empty means "all" to the effect that reads it.
                 def.u.arbData = r.host.handleFromBytes(MakeTextRecord(r.text(v, path)));
+                break;
+            }
+            if (IsGradientParam(spec)) {
+                def.u.arbData =
+                    r.host.handleFromBytes(MakeGradientRecord(ReadGradient(r, v, path)));
                 break;
             }
             if (IsCurveParam(spec)) {
@@ -870,14 +904,12 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
         }
     } else if (kind == "audio") {
         r.checkKeys(body, kpath, {"file"});
-        if (!body.contains("file")) r.fail(kpath, "missing \"file\": the WAV file to play");
+        if (!body.contains("file"))
+            r.fail(kpath, "missing \"file\": the audio file to play (WAV, FLAC, OGG, ...)");
         const std::string file = ExistingFile(r, body["file"], kpath + ".file");
         layer.sourceFile = file;
-        std::ifstream in(file, std::ios::binary);
-        char head[12] = {};
-        in.read(head, 12);
-        if (std::string(head, 4) != "RIFF" || std::string(head + 8, 4) != "WAVE")
-            r.fail(kpath + ".file", "not a WAV file (RIFF/WAVE): " + file);
+        if (const std::string why = CheckAudioFile(file); !why.empty())
+            r.fail(kpath + ".file", "cannot read audio from " + file + ": " + why);
     } else if (kind == "text") {
         r.checkKeys(body, kpath, {"text", "font", "family", "size", "color"});
         if (!body.contains("text")) r.fail(kpath, "missing \"text\": the string to show");

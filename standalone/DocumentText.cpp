@@ -19,7 +19,11 @@ bool IsTextParam(const ParamSpec& spec) {
 }
 
 bool IsCurveParam(const ParamSpec& spec) {
-    return spec.type == PF_Param_ARBITRARY_DATA && spec.arbRefcon == kCurveTag;
+    return spec.type == PF_Param_ARBITRARY_DATA && spec.arbRefcon == kCurveTag && spec.fillCurve;
+}
+
+bool IsGradientParam(const ParamSpec& spec) {
+    return spec.type == PF_Param_ARBITRARY_DATA && spec.arbRefcon == kCurveTag && !spec.fillCurve;
 }
 
 std::optional<std::string> CurveName(const std::vector<uint8_t>& bytes) {

@@ -15,8 +15,9 @@ namespace tv::standalone {
 // Whether a parameter holds text: the main effect's tag "AStr" or the effectors' light-name tag.
 bool IsTextParam(const ParamSpec& spec);
 
-// Whether a parameter holds a distance curve.
+// Whether a parameter holds a distance curve, or a colour gradient (the same tag, no curve).
 bool IsCurveParam(const ParamSpec& spec);
+bool IsGradientParam(const ParamSpec& spec);
 // "falling" or "flat" when the 800 bytes are exactly that named curve; nothing otherwise.
 std::optional<std::string> CurveName(const std::vector<uint8_t>& bytes);
 

@@ -1,5 +1,7 @@
 #include "standalone/DocumentWriter.h"
 
+#include "params/Gradient.h"
+
 #include <fmt/format.h>
 
 #include <nlohmann/json.hpp>
@@ -133,6 +135,14 @@ Json ParamValue(const Writer& w, const ParamSpec& spec, const PF_ParamDef& v, co
                 const auto text = ReadTextRecord(bytes);
                 return text ? Json(*text) : Json(nullptr);
             }
+            if (IsGradientParam(spec)) {
+                Json stops = Json::array();
+                for (const GradientStop& g : GetGradientStops(bytes.data(), bytes.size()))
+                    stops.push_back({{"position", g.position},
+                                     {"color", {g.red, g.green, g.blue}},
+                                     {"alpha", g.alpha}});
+                return stops;
+            }
             if (const auto name = CurveName(bytes)) return *name;
             DistanceCurve curve;
             if (bytes.size() != sizeof curve) return nullptr;
@@ -158,7 +168,8 @@ Json Effect(const Writer& w, EffectInstance& instance, const Comp& comp) {
             continue;
         const ParamState& state = instance.params[size_t(spec.index)];
         if (spec.type == PF_Param_ARBITRARY_DATA &&
-            ((!IsCurveParam(spec) && !IsTextParam(spec)) || state.value.u.arbData == 0))
+            ((!IsCurveParam(spec) && !IsTextParam(spec) && !IsGradientParam(spec)) ||
+             state.value.u.arbData == 0))
             continue;  // curves and texts are written; other data stays at its default
         if (spec.type == PF_Param_ARBITRARY_DATA && spec.arbDefault &&
             w.host.handleBytes(state.value.u.arbData) == w.host.handleBytes(spec.arbDefault))

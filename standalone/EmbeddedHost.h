@@ -160,6 +160,7 @@ class EmbeddedHost : public HostServices {
     PF_Err checkoutLayerFrame(AEGP_LayerH, const A_Time&, int32_t, PF_EffectWorld**) override;
     PF_Err checkinLayerFrame(PF_EffectWorld*) override;
     A_Time layerDuration(AEGP_LayerH) override;
+    PF_Err layerAudio(PF_ProgPtr, int32_t, double, double, int32_t, std::vector<float>&) override;
 
     PF_Handle newHandle(uint64_t) override;
     void* lockHandle(PF_Handle) override;

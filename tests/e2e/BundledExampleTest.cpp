@@ -147,10 +147,15 @@ TEST(EndToEnd, FacetsExampleThroughTheGlPath) {
 }
 
 TEST(EndToEnd, SpritesExampleThroughBothPaths) {
-    ExpectMatchesReference(RenderDocument("sprites.json", 20, 0), "sprites_0020.png", 8,
-                           2.0f / 255, 0.1f / 255);
+    ExpectMatchesReference(RenderDocument("sprites.json", 20, 0), "sprites_0020.png", 8, 2.0f / 255,
+                           0.1f / 255);
     ExpectMatchesReference(RenderDocument("sprites.json", 20, 1), "sprites-gl_0020.png", 8,
                            4.0f / 255, 0.2f / 255);
+}
+
+TEST(EndToEnd, SoundExampleDancesToItsTones) {
+    ExpectMatchesReference(RenderDocument("sound.json", 25), "sound_0025.png", 8, 2.0f / 255,
+                           0.1f / 255);
 }
 
 TEST(EndToEnd, OneThreadAndAllThreadsGiveIdenticalPixels) {

@@ -90,7 +90,8 @@ const Case kCases[] = {
      "a sequence needs \"first\" and \"last\": the numbers of its first and last files"},
     {R"({"obj": {"sequence": "mesh_##.obj", "first": 3, "last": 2}})",
      "$.comps[0].layers[0].obj.last", "value 2 is outside the valid range 3 to 100000000"},
-    {R"({"audio": {}})", "$.comps[0].layers[0].audio", "missing \"file\": the WAV file to play"},
+    {R"({"audio": {}})", "$.comps[0].layers[0].audio",
+     "missing \"file\": the audio file to play (WAV, FLAC, OGG, ...)"},
     {R"({"text": {"text": "Hi", "size": 0}})", "$.comps[0].layers[0].text.size",
      "value 0 is outside the valid range 1 to 3000"},
     {R"({"text": {"text": "Hi", "family": "Sans", "font": "f.ttf"}})",
@@ -195,12 +196,17 @@ TEST_F(FilesFixture, MissingFilesAreNamed) {
               std::make_pair(std::string(""), std::string("(loaded)")));
 }
 
-TEST_F(FilesFixture, AudioMustBeWav) {
+TEST_F(FilesFixture, AudioMustBeReadable) {
     write("noise.wav", "this is not audio");
-    EXPECT_EQ(Load(R"({"audio": {"file": "noise.wav"}})", doc()),
-              std::make_pair(std::string("$.comps[0].layers[0].audio.file"),
-                             "not a WAV file (RIFF/WAVE): " + abs("noise.wav")));
-    write("tone.wav", std::string("RIFF\0\0\0\0WAVE", 12));
+    EXPECT_EQ(
+        Load(R"({"audio": {"file": "noise.wav"}})", doc()),
+        std::make_pair(std::string("$.comps[0].layers[0].audio.file"),
+                       "cannot read audio from " + abs("noise.wav") + ": Format not recognised."));
+    // A real WAV: a header and four samples of silence.
+    write("tone.wav", std::string("RIFF\x2c\0\0\0WAVEfmt "
+                                  "\x10\0\0\0\x01\0\x01\0\x80\x3e\0\0\0\x7d\0\0\x02\0\x10\0data\x08"
+                                  "\0\0\0\0\0\0\0\0\0\0\0",
+                                  52));
     EXPECT_EQ(
         Load(R"({"name": "A", "audio": {"file": "tone.wav"}}, {"null": {}, "parent": "A"})", doc()),
         std::make_pair(std::string("$.comps[0].layers[1].parent"),

@@ -250,7 +250,11 @@ TEST(RoundTrip, EveryKindOfLayerAndValue) {
     std::filesystem::create_directories(dir / "meshes");
     for (const char* name : {"meshes/m_01.obj", "meshes/m_02.obj", "cube.obj", "font.ttf"})
         std::ofstream(dir / name) << "v 0 0 0\n";
-    std::ofstream(dir / "tone.wav", std::ios::binary) << std::string("RIFF\0\0\0\0WAVE", 12);
+    // A real WAV: a header and four samples of silence.
+    std::ofstream(dir / "tone.wav", std::ios::binary) << std::string(
+        "RIFF\x2c\0\0\0WAVEfmt "
+        "\x10\0\0\0\x01\0\x01\0\x80\x3e\0\0\0\x7d\0\0\x02\0\x10\0data\x08\0\0\0\0\0\0\0\0\0\0\0",
+        52);
     const std::string doc = (dir / "doc.json").string();
     std::ofstream(doc) << R"({"tavrin": 1, "comps": [
       {"name": "Inner", "width": 100, "height": 100, "layers": [{"solid": {"color": "#ff8000"}}]},

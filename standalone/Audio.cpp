@@ -1,0 +1,67 @@
+#include "standalone/Audio.h"
+
+#include <sndfile.h>
+
+#include <cmath>
+#include <map>
+#include <mutex>
+#include <utility>
+
+namespace tv::standalone {
+
+std::string CheckAudioFile(const std::string& path) {
+    SF_INFO info{};
+    SNDFILE* f = sf_open(path.c_str(), SFM_READ, &info);
+    if (!f) return sf_strerror(nullptr);
+    sf_close(f);
+    if (info.channels < 1 || info.samplerate < 1) return "the file has no audio channels";
+    return {};
+}
+
+std::vector<float> Resample(const std::vector<float>& in, double fromRate, double toRate) {
+    if (in.empty() || fromRate <= 0 || toRate <= 0) return {};
+    const auto n = size_t(std::floor(double(in.size()) * toRate / fromRate));
+    std::vector<float> out(n);
+    const double step = fromRate / toRate;
+    for (size_t i = 0; i < n; ++i) {
+        const double x = double(i) * step;
+        const auto j = size_t(x);
+        const double f = x - double(j);
+        const float a = in[std::min(j, in.size() - 1)];
+        const float b = in[std::min(j + 1, in.size() - 1)];
+        out[i] = float(a + (b - a) * f);
+    }
+    return out;
+}
+
+std::shared_ptr<const std::vector<float>> MonoSamples(const std::string& path, int32_t rate,
+                                                      std::string& error) {
+    static std::mutex mutex;
+    static std::map<std::pair<std::string, int32_t>, std::shared_ptr<const std::vector<float>>>
+        cache;
+    std::lock_guard lock(mutex);
+    const auto key = std::make_pair(path, rate);
+    if (const auto it = cache.find(key); it != cache.end()) return it->second;
+    SF_INFO info{};
+    SNDFILE* f = sf_open(path.c_str(), SFM_READ, &info);
+    if (!f) {
+        error = std::string("cannot read audio file ") + path + ": " + sf_strerror(nullptr);
+        return nullptr;
+    }
+    const auto channels = size_t(std::max(info.channels, 1));
+    std::vector<float> interleaved(size_t(info.frames) * channels);
+    const sf_count_t got = sf_readf_float(f, interleaved.data(), info.frames);
+    sf_close(f);
+    std::vector<float> mono(size_t(std::max<sf_count_t>(got, 0)));
+    for (size_t i = 0; i < mono.size(); ++i) {
+        double sum = 0;
+        for (size_t c = 0; c < channels; ++c) sum += interleaved[i * channels + c];
+        mono[i] = float(sum / double(channels));
+    }
+    auto samples = std::make_shared<const std::vector<float>>(
+        info.samplerate == rate ? std::move(mono) : Resample(mono, info.samplerate, rate));
+    cache[key] = samples;
+    return samples;
+}
+
+}  // namespace tv::standalone
