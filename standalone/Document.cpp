@@ -56,6 +56,10 @@ struct Reader {
     std::string file;
     std::filesystem::path base;
     EmbeddedHost& host;
+    // Name filters the document gave: written again after the instances' first panel update,
+    // which would otherwise replace them with their popup's word.
+    mutable std::vector<std::pair<EffectInstance*, int32_t>> textsGiven;
+    mutable std::vector<std::pair<EffectInstance*, int32_t>> popupsGiven;  // popups it set
 
     [[noreturn]] void fail(const std::string& path, const std::string& message) const {
         throw DocumentError(file, path, message);
@@ -413,6 +417,7 @@ void ReadStaticParam(const Reader& r, const ParamSpec& spec, const json& v, cons
             def.u.point[1] = DoubleToFixed(r.number(v[1], path + "[1]", -1e6, 1e6));
             break;
         case PF_Param_POPUP: {
+            r.popupsGiven.emplace_back(&instance, spec.index);
             const int32_t n = PopupEntryCount(spec);
             std::vector<std::string> entries;
             for (int32_t i = 1; i <= n; ++i) entries.emplace_back(PopupEntry(spec, i));
@@ -460,6 +465,7 @@ void ReadStaticParam(const Reader& r, const ParamSpec& spec, const json& v, cons
             if (IsTextParam(spec)) {
                 // Any UTF-8 string; empty means "all" to the effect that reads it.
                 def.u.arbData = r.host.handleFromBytes(MakeTextRecord(r.text(v, path)));
+                r.textsGiven.emplace_back(&instance, spec.index);
                 break;
             }
             if (IsGradientParam(spec)) {
@@ -1037,7 +1043,7 @@ std::string NearestNames(const std::string& name, const std::vector<std::string>
 }
 
 void LoadDocumentText(const std::string& text, const std::string& file, EmbeddedHost& host) {
-    Reader r{file, std::filesystem::path(file).parent_path(), host};
+    Reader r{file, std::filesystem::path(file).parent_path(), host, {}, {}};
     const json doc = ParseDocumentJson(text, file);
     r.checkKeys(doc, "$", kDocumentKeys);
     if (!doc.contains("tavrin") || doc["tavrin"] != 1)
@@ -1120,12 +1126,36 @@ void LoadDocumentText(const std::string& text, const std::string& file, Embedded
                                NearestNames(p.layerName, layerNames));
         p.instance->params[size_t(p.index)].value.u.layerId = int32_t(found->id);
     }
+    // The document is the user's last word: a name filter it gives is used as if typed after the
+    // instance was set up. Its bytes are kept across the first panel update (which writes a
+    // filter from its popup once), and a popup just before it with a "Custom" row, which the
+    // document left alone, is set to Custom so that the text is what the effect reads.
+    std::vector<std::vector<uint8_t>> givenBytes;
+    for (const auto& [instance, index] : r.textsGiven) {
+        givenBytes.push_back(host.handleBytes(instance->params[size_t(index)].value.u.arbData));
+        const InstalledEffect* fx = host.installedEffect(instance->key);
+        const ParamSpec* popup = index > 1 ? &fx->params[size_t(index - 1)] : nullptr;
+        if (popup && popup->type == PF_Param_POPUP) {
+            for (int32_t k = 1; k <= PopupEntryCount(*popup); ++k)
+                if (PopupEntry(*popup, k) == "Custom" &&
+                    std::find(r.popupsGiven.begin(), r.popupsGiven.end(),
+                              std::make_pair(instance, index - 1)) == r.popupsGiven.end())
+                    instance->params[size_t(index - 1)].value.u.popup = k;
+        }
+    }
     // As a host does when it opens a project: each instance brings its panel up to date.
     for (auto& comp : host.project().comps)
         for (auto& layer : comp->layers)
             for (auto& instance : layer->effects)
                 host.callEffect(*instance, PF_Cmd_UPDATE_PARAMS_UI, A_Time{0, comp->timeScale()},
                                 nullptr);
+    for (size_t i = 0; i < r.textsGiven.size(); ++i) {
+        const auto& [instance, index] = r.textsGiven[i];
+        PF_ParamDef& def = instance->params[size_t(index)].value;
+        if (host.handleBytes(def.u.arbData) == givenBytes[i]) continue;
+        if (def.u.arbData) host.disposeHandle(def.u.arbData);
+        def.u.arbData = host.handleFromBytes(givenBytes[i]);
+    }
     host.runIdleTasks();
 }
 
