@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "cli/EffectsCommand.h"
+#include "cli/ExportSvgCommand.h"
 #include "cli/GeometryCommand.h"
 #include "cli/InfoCommand.h"
 #include "cli/RenderCommand.h"
@@ -60,7 +61,25 @@ int main(int argc, char** argv) {
     geometry->add_option("-o,--output", geometryOptions.output,
                          "the file (default: standard output)");
 
+    tv::cli::ExportSvgOptions svgOptions;
+    auto* exportSvg =
+        app.add_subcommand("export-svg", "Write a frame or an animated sequence as an SVG file");
+    exportSvg->add_option("document", svgOptions.document, "the composition document (JSON)")
+        ->required();
+    exportSvg->add_option("-o,--output", svgOptions.output, "the SVG file to write")->required();
+    exportSvg->add_option("--comp", svgOptions.comp, "the comp (default: the first)");
+    auto* frameOption = exportSvg->add_option("--frame", svgOptions.frame, "the frame (default 0)");
+    auto* sequenceFlag = exportSvg->add_flag("--sequence", svgOptions.sequence,
+                                             "every frame of the range as one animated file");
+    frameOption->excludes(sequenceFlag);
+    exportSvg->add_option("--range", svgOptions.range, "comp (default) or work: the work area")
+        ->check(CLI::IsMember({"comp", "work"}));
+    exportSvg->add_option("--fps", svgOptions.fps, "frames per second of the sequence")
+        ->check(CLI::PositiveNumber);
+
     CLI11_PARSE(app, argc, argv);
+
+    if (exportSvg->parsed()) return tv::cli::RunExportSvgCommand(svgOptions);
 
     if (geometry->parsed()) return tv::cli::RunGeometryCommand(geometryOptions);
 

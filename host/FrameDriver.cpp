@@ -10,6 +10,7 @@
 #include "engines/AGGEngine.h"
 #include "engines/Feeding.h"
 #include "engines/KDLRender.h"
+#include "engines/SVGEngine.h"
 #include "engines/SampleCameras.h"
 #include "engines/TVGLEngine.h"
 #include "engines/gl/GlLog.h"
@@ -306,6 +307,25 @@ uint64_t MainFrameHash(PF_InData* in_data, bool& ok) {
     const uint64_t key = ok ? FrameHash(in_data, host, v) : 0;
     CheckinAll(in_data, host, v);
     return key;
+}
+
+PF_Err MainSvgPass(PF_InData* in_data, PF_OutData* out_data, SvgPass& pass) {
+    SuiteCache suites(in_data);
+    HostServices& host = suites.host();
+    MainParamValues v;
+    if (const PF_Err err = CheckoutAll(in_data, host, v)) {
+        CheckinAll(in_data, host, v);
+        return err;
+    }
+    const int32_t w =
+        int32_t(double(in_data->width) * in_data->downsample_x.num / in_data->downsample_x.den);
+    const int32_t h =
+        int32_t(double(in_data->height) * in_data->downsample_y.num / in_data->downsample_y.den);
+    SVGEngine engine(&host, w, h);
+    const PF_Err err = RunStack(in_data, out_data, host, v, EngineSlots{engine, engine, engine});
+    pass.shapes += engine.shapes();
+    const PF_Err checkin = CheckinAll(in_data, host, v);
+    return err ? err : checkin;
 }
 
 PF_Err MainPreRender(PF_InData* in_data, PF_OutData* /*out_data*/, PF_PreRenderExtra* extra) {

@@ -2,6 +2,8 @@
 // (gather, draw, unpremultiply).
 #pragma once
 
+#include <string>
+
 #include "host/HostTypes.h"
 
 namespace tv {
@@ -12,5 +14,14 @@ PF_Err MainSmartRender(PF_InData* in_data, PF_OutData* out_data, PF_SmartRenderE
 // The main effect's own part of the frame key (camera, and lights when they shade), as it
 // answers MixHash; `ok` is false when its parameters could not be checked out.
 uint64_t MainFrameHash(PF_InData* in_data, bool& ok);
+
+// What an ObjectMessage's svgContext points at in an export pass: the frame's shapes, one SVG
+// element a line, appended by the main effect.
+struct SvgPass {
+    std::string shapes;
+};
+// The export pass of one frame: the stack gathered as for a render and drawn by an SVG engine of
+// the layer's size.
+PF_Err MainSvgPass(PF_InData* in_data, PF_OutData* out_data, SvgPass& pass);
 
 }  // namespace tv

@@ -82,8 +82,11 @@ PF_Err SequenceSetup(PF_InData* in_data, PF_OutData* out_data) {
     return PF_Err_NONE;
 }
 
-PF_Err CompletelyGeneral(PF_InData* in_data, ObjectMessage* message) {
+PF_Err CompletelyGeneral(PF_InData* in_data, PF_OutData* out_data, ObjectMessage* message) {
     if (!message || message->magic != kTavrMagic) return PF_Err_NONE;
+    // An export pass: the frame goes to an SVG engine instead of pixels.
+    if (message->svgContext)
+        return MainSvgPass(in_data, out_data, *reinterpret_cast<SvgPass*>(message->svgContext));
     switch (message->command) {
         case kObjGetGroup:
             message->setPayloadGroup(static_cast<int16_t>(0xFFFF));
@@ -141,7 +144,7 @@ PF_Err Dispatch(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDe
         case PF_Cmd_UPDATE_PARAMS_UI:
             return MainUpdateParamsUI(in_data, out_data, params);
         case PF_Cmd_COMPLETELY_GENERAL:
-            return CompletelyGeneral(in_data, static_cast<ObjectMessage*>(extra));
+            return CompletelyGeneral(in_data, out_data, static_cast<ObjectMessage*>(extra));
         case PF_Cmd_QUERY_DYNAMIC_FLAGS:
             if (HostSupportsRenderGuid(in_data)) {
                 out_data->out_flags &= ~PF_OutFlag_NON_PARAM_VARY;

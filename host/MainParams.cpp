@@ -115,8 +115,11 @@ PF_Err MainUserChangedParam(PF_InData* in_data, PF_OutData* /*out_data*/, PF_Par
     if (extra) {
         switch (extra->param_index) {
             case kMainExportSvg:
-                // The SVG export is not built yet; the button tells the user so.
-                host.reportInfo("Export SVG is not available in this build yet.");
+                // The button's save dialog needs the host's script engine, which this host does
+                // not run: the export itself runs from the command line.
+                host.reportInfo(
+                    "Export SVG runs from the command line in this host: tavrin export-svg "
+                    "DOCUMENT -o FILE.svg [--frame N | --sequence].");
                 break;
             case kMainUnified:
                 if (Checkout(in_data, host, kMainUnified).u.checkbox &&

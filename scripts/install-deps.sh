@@ -13,6 +13,7 @@ packages=(
   nlohmann-json3-dev libcli11-dev libfmt-dev libspdlog-dev libutfcpp-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libcairo2-dev
+  librsvg2-bin
   clang-format
 )
 
