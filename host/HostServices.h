@@ -81,6 +81,8 @@ class HostServices {
         ThrowMissingService();
     }
     // Appends a new instance of the installed effect to the layer's stack.
+    // Moves an effect to position `index` (from 0) in its layer's stack.
+    virtual PF_Err reorderEffect(AEGP_EffectRefH, int32_t) { ThrowMissingService(); }
     virtual AEGP_EffectRefH applyEffect(AEGP_PluginID, AEGP_LayerH, AEGP_InstalledEffectKey) {
         ThrowMissingService();
     }

@@ -45,7 +45,7 @@ const EffectInfo kEffects[] = {
      &ShadeEntryPointFunc, 0x208010, 0x1401, EffectRole::Effector,
      "Shade Effector, Applies Shading to Points.", true, &ShadeParams},
     {11, "Tavrin Toolkit", "KDL TAVRKIT", "TavrKitEntryPointFunc", &TavrKitEntryPointFunc, 0x208000,
-     0x1400, EffectRole::Toolkit, "Utility to add New Objects and Effectors.", false,
+     0x1400, EffectRole::Toolkit, "Utility to add New Objects and Effectors.", true,
      &TavrKitParams},
     {12, "Tavrin Primitives Object", "KDL TAVRSRC Primitives", "PrimitiveSourceEntryPointFunc",
      &PrimitiveSourceEntryPointFunc, 0x200000, 0x1401, EffectRole::Source,

@@ -1,5 +1,6 @@
 #include "standalone/Document.h"
 
+#include "host/MainParams.h"
 #include "params/Gradient.h"
 #include "standalone/Audio.h"
 
@@ -1149,6 +1150,22 @@ void LoadDocumentText(const std::string& text, const std::string& file, Embedded
             for (auto& instance : layer->effects)
                 host.callEffect(*instance, PF_Cmd_UPDATE_PARAMS_UI, A_Time{0, comp->timeScale()},
                                 nullptr);
+    // A toolkit menu a document sets is a choice made: the chosen effect is added at idle time
+    // and the menu returns to "None".
+    for (auto& comp : host.project().comps)
+        for (auto& layer : comp->layers)
+            for (size_t e = 0; e < layer->effects.size(); ++e) {
+                EffectInstance& instance = *layer->effects[e];
+                const InstalledEffect* fx = host.installedEffect(instance.key);
+                if (!fx || fx->matchName != "KDL TAVRKIT") continue;
+                for (int32_t index = 1; index <= 3; ++index)
+                    if (instance.params[size_t(index)].value.u.popup != 1) {
+                        PF_UserChangedParamExtra extra;
+                        extra.param_index = index;
+                        host.callEffect(instance, PF_Cmd_USER_CHANGED_PARAM,
+                                        A_Time{0, comp->timeScale()}, &extra);
+                    }
+            }
     for (size_t i = 0; i < r.textsGiven.size(); ++i) {
         const auto& [instance, index] = r.textsGiven[i];
         PF_ParamDef& def = instance->params[size_t(index)].value;

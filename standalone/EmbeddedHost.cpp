@@ -552,6 +552,27 @@ AEGP_EffectRefH EmbeddedHost::applyEffect(AEGP_PluginID, AEGP_LayerH layerH,
     return ref;
 }
 
+PF_Err EmbeddedHost::reorderEffect(AEGP_EffectRefH ref, int32_t index) {
+    EffectRef r;
+    {
+        std::lock_guard lock(refsMutex_);
+        const auto it = refs_.find(ref);
+        if (it == refs_.end()) return PF_Err_BAD_CALLBACK_PARAM;
+        r = it->second;
+    }
+    Layer* layer = layerByUid(r.layer);
+    if (!layer) return PF_Err_BAD_CALLBACK_PARAM;
+    auto& effects = layer->effects;
+    const auto from = std::find_if(effects.begin(), effects.end(),
+                                   [&r](const auto& e) { return e->uid == r.instance; });
+    if (from == effects.end() || index < 0 || size_t(index) >= effects.size())
+        return PF_Err_INVALID_INDEX;
+    auto moved = std::move(*from);
+    effects.erase(from);
+    effects.insert(effects.begin() + index, std::move(moved));
+    return PF_Err_NONE;
+}
+
 // ---- HostServices: layers, items, comps
 // ------------------------------------------------------------
 

@@ -157,6 +157,7 @@ class EmbeddedHost : public HostServices {
     PF_Err checkinLayerPixels(PF_ProgPtr, int32_t) override;
     PF_Err checkoutOutput(PF_ProgPtr, PF_EffectWorld**) override;
     uint64_t layerParamStateToken(PF_ProgPtr, int32_t, const A_Time&, int32_t) override;
+    PF_Err reorderEffect(AEGP_EffectRefH, int32_t) override;
     PF_Err checkoutLayerFrame(AEGP_LayerH, const A_Time&, int32_t, PF_EffectWorld**) override;
     PF_Err checkinLayerFrame(PF_EffectWorld*) override;
     A_Time layerDuration(AEGP_LayerH) override;

@@ -1,0 +1,119 @@
+// The toolkit: menus built from the installed effects, a choice queued for idle time that adds the
+// effect after the last of its kind, and the menus returning to "None".
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "host/MainParams.h"
+#include "host/ParamTable.h"
+#include "host/Toolkit.h"
+#include "resources/EntryPoints.h"
+#include "standalone/Document.h"
+
+namespace tv {
+namespace {
+
+TEST(Toolkit, MenusListTheInstalledEffectsOfEachKind) {
+    const ParamTable t = TavrKitParams();
+    ASSERT_EQ(t.size(), 4u);
+    EXPECT_STREQ(t[1].name, "Add Geometry");
+    EXPECT_STREQ(t[1].text, "None|Layers|Paths|OBJ|Primitives|Instances|Slicer");
+    EXPECT_STREQ(t[2].text,
+                 "None|Noise|Spherical Field|Container|Transform|Color Map|Shade Effector|"
+                 "Sound Effector");
+    EXPECT_STREQ(t[3].text, "None|Points|Lines|Facets|Triangulation|Beams");
+    for (int i = 1; i <= 3; ++i) {
+        EXPECT_EQ(t[size_t(i)].def[0], 1);
+        EXPECT_EQ(t[size_t(i)].flags & 0x40u, 0x40u);  // supervised
+    }
+    EXPECT_STREQ(ToolkitMenuName("KDL TAVRSRC Tracer"), "Slicer");
+    EXPECT_STREQ(ToolkitMenuName("KDL SOMETHING ELSE"), "Not Found");
+}
+
+struct Stack {
+    standalone::EmbeddedHost host;
+    standalone::Layer* layer = nullptr;
+    standalone::EffectInstance* kit = nullptr;
+    explicit Stack(bool idle = true) {
+        host.setIdleSuiteAvailable(idle);
+        standalone::LoadDocumentText(R"({"tavrin": 1, "comps": [{"name": "C", "layers": [
+          {"name": "L", "solid": {}, "effects": [{"effect": "Tavrin"},
+            {"effect": "Tavrin Primitives Object"}, {"effect": "Tavrin Points Renderer"},
+            {"effect": "Tavrin Toolkit"}]}]}]})",
+                                     "doc.json", host);
+        layer = host.project().comps[0]->layers[0].get();
+        kit = layer->effects[3].get();
+    }
+    std::vector<std::string> names() {
+        std::vector<std::string> out;
+        for (const auto& e : layer->effects) out.push_back(host.installedEffect(e->key)->matchName);
+        return out;
+    }
+    PF_Err choose(int32_t index, int32_t value) {
+        kit->params[size_t(index)].value.u.popup = value;
+        PF_UserChangedParamExtra extra;
+        extra.param_index = index;
+        return host.callEffect(*kit, PF_Cmd_USER_CHANGED_PARAM, A_Time{0, 30}, &extra);
+    }
+};
+
+TEST(Toolkit, AnEffectorLandsAfterTheSourcesAndTheMenuReturnsToNone) {
+    Stack s;
+    ASSERT_EQ(s.choose(2, 2), PF_Err_NONE);  // "Noise"
+    EXPECT_EQ(s.kit->params[2].value.u.popup, 1);
+    EXPECT_EQ(s.names().size(), 4u);  // queued, not yet added
+    s.host.runIdleTasks();
+    const std::vector<std::string> want = {"KDL TAVRUS TWO", "KDL TAVRSRC Primitives",
+                                           "KDL TAVREFF Noise", "KDL TAVRREN Points",
+                                           "KDL TAVRKIT"};
+    EXPECT_EQ(s.names(), want);
+}
+
+TEST(Toolkit, NoneQueuesNothingAndSeveralMenusGoInTheOrderTwoOneThree) {
+    Stack s;
+    ASSERT_EQ(s.choose(1, 1), PF_Err_NONE);
+    s.host.runIdleTasks();
+    EXPECT_EQ(s.names().size(), 4u);
+    s.kit->params[1].value.u.popup = 5;      // "Primitives" again
+    s.kit->params[3].value.u.popup = 3;      // "Lines"
+    ASSERT_EQ(s.choose(2, 5), PF_Err_NONE);  // "Transform"
+    for (int i = 1; i <= 3; ++i) EXPECT_EQ(s.kit->params[size_t(i)].value.u.popup, 1) << i;
+    s.host.runIdleTasks();
+    const std::vector<std::string> want = {"KDL TAVRUS TWO",
+                                           "KDL TAVRSRC Primitives",
+                                           "KDL TAVRSRC Primitives",
+                                           "KDL TAVREFF Transform",
+                                           "KDL TAVRREN Points",
+                                           "KDL TAVRREN Lines",
+                                           "KDL TAVRKIT"};
+    EXPECT_EQ(s.names(), want);
+}
+
+TEST(Toolkit, WithoutTheIdleSuiteItSaysSoAndTheMenuStillReturns) {
+    Stack s(false);
+    PF_OutData out;
+    s.kit->params[3].value.u.popup = 2;
+    PF_UserChangedParamExtra extra;
+    extra.param_index = 3;
+    ASSERT_EQ(s.host.callEffect(*s.kit, PF_Cmd_USER_CHANGED_PARAM, A_Time{0, 30}, &extra, &out),
+              PF_Err_NONE);
+    EXPECT_STREQ(out.return_msg, "No Tavr Idle Suite Found! Cannot Add to Stack.");
+    EXPECT_EQ(s.kit->params[3].value.u.popup, 1);
+}
+
+TEST(Toolkit, ADocumentThatChoosesAddsTheEffect) {
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(R"({"tavrin": 1, "comps": [{"name": "C", "layers": [
+      {"name": "L", "solid": {}, "effects": [{"effect": "Tavrin"},
+        {"effect": "Tavrin Primitives Object"},
+        {"effect": "Tavrin Toolkit", "params": {"Add Renderer": "Beams"}}]}]}]})",
+                                 "doc.json", host);
+    const auto& effects = host.project().comps[0]->layers[0]->effects;
+    ASSERT_EQ(effects.size(), 4u);
+    EXPECT_EQ(host.installedEffect(effects[2]->key)->matchName, "KDL TAVRREN Beams");
+    EXPECT_EQ(effects[3]->params[3].value.u.popup, 1);
+}
+
+}  // namespace
+}  // namespace tv
