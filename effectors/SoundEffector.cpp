@@ -267,7 +267,6 @@ SubEffectHandlers MakeHandlers() {
     h.userChangedParam = &UserChanged;
     h.updateParamsUI = &UpdateUI;
     h.arbitraryCallback = &ArbCallback;
-    h.queryDynamicFlags = false;
     return h;
 }
 const SubEffectHandlers kHandlers = MakeHandlers();

@@ -20,7 +20,7 @@ const EffectInfo kEffects[] = {
      true, &SphericalFieldParams},
     {4, "Tavrin Container", "KDL TAVREFF Container", "ContainerEffectorEntryPointFunc",
      &ContainerEffectorEntryPointFunc, 0x200004, 0x1401, EffectRole::Effector,
-     "Container Effector, locks all the Particles of a Tavrin in a Container.", false,
+     "Container Effector, locks all the Particles of a Tavrin in a Container.", true,
      &ContainerEffectorParams},
     {5, "Tavrin Transform", "KDL TAVREFF Transform", "TransformEffectorEntryPointFunc",
      &TransformEffectorEntryPointFunc, 0x200000, 0x1400, EffectRole::Effector,

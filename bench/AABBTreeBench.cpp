@@ -1,0 +1,99 @@
+// The bounding tree of triangles against testing every triangle: the nearest hit of segments
+// from the centre of a closed sphere mesh to points around it, as the container's instance mode
+// makes them, at growing mesh sizes.
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "host/AABBTree.h"
+
+namespace {
+
+struct Mesh {
+    std::vector<std::array<float, 3>> points;
+    std::vector<std::array<int32_t, 3>> polys;
+};
+
+// A UV sphere of radius 100 with about `triangles` faces.
+Mesh Sphere(int64_t triangles) {
+    Mesh m;
+    const int n = std::max(4, int(std::sqrt(double(triangles) / 2)));
+    for (int i = 0; i <= n; ++i)
+        for (int j = 0; j < n; ++j) {
+            const double t = 3.14159265358979 * i / n, f = 2 * 3.14159265358979 * j / n;
+            m.points.push_back({float(100 * std::sin(t) * std::cos(f)), float(100 * std::cos(t)),
+                                float(100 * std::sin(t) * std::sin(f))});
+        }
+    for (int i = 0; i < n; ++i)
+        for (int j = 0; j < n; ++j) {
+            const int a = i * n + j, b = i * n + (j + 1) % n, c = a + n, d = b + n;
+            m.polys.push_back({a, b, c});
+            m.polys.push_back({b, d, c});
+        }
+    return m;
+}
+
+double NearestHit(const Mesh& m, const std::vector<int32_t>& which, const double p[3],
+                  const double q[3]) {
+    double best = INFINITY;
+    for (int32_t c : which) {
+        double a[3][3], h[3];
+        for (int k = 0; k < 3; ++k)
+            for (int d = 0; d < 3; ++d)
+                a[k][d] = m.points[size_t(m.polys[size_t(c)][size_t(k)])][size_t(d)];
+        if (tv::SegmentTriangleHit(p, q, a[0], a[1], a[2], h))
+            best = std::min(best, (h[0] - q[0]) * (h[0] - q[0]) + (h[1] - q[1]) * (h[1] - q[1]) +
+                                      (h[2] - q[2]) * (h[2] - q[2]));
+    }
+    return best;
+}
+
+void Segments(benchmark::State& state, bool tree) {
+    const Mesh mesh = Sphere(state.range(0));
+    std::mt19937 rng(3);
+    std::uniform_real_distribution<float> u(-250, 250);
+    std::vector<std::array<double, 3>> targets(1000);
+    for (auto& t : targets) t = {u(rng), u(rng), u(rng)};
+    std::vector<int32_t> all(mesh.polys.size());
+    for (size_t i = 0; i < all.size(); ++i) all[i] = int32_t(i);
+    const double centre[3] = {0, 0, 0};
+    const float from[3] = {0, 0, 0};
+    for (auto _ : state) {
+        double sum = 0;
+        const tv::AABBTreePoly t =
+            tree ? tv::BuildAABBTree(mesh.points, mesh.polys) : tv::AABBTreePoly{};
+        std::vector<int32_t> candidates;
+        for (const auto& q : targets) {
+            if (tree) {
+                const float to[3] = {float(q[0]), float(q[1]), float(q[2])};
+                t.collideWithSegment(from, to, candidates);
+                sum += NearestHit(mesh, candidates, centre, q.data());
+            } else {
+                sum += NearestHit(mesh, all, centre, q.data());
+            }
+        }
+        benchmark::DoNotOptimize(sum);
+    }
+    state.counters["triangles"] = double(mesh.polys.size());
+}
+
+void ContainerSegments_Ours(benchmark::State& s) {
+    Segments(s, true);
+}
+void ContainerSegments_Peer(benchmark::State& s) {
+    Segments(s, false);
+}
+BENCHMARK(ContainerSegments_Ours)
+    ->Arg(2000)
+    ->Arg(20000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(ContainerSegments_Peer)
+    ->Arg(2000)
+    ->Arg(20000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMillisecond);
+
+}  // namespace

@@ -1,0 +1,152 @@
+// The container effector: boxes and ellipsoids worked by hand, and a mesh container through the
+// bounding tree, which must find the same hits as testing every triangle.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <string>
+
+#include "effectors/ContainerEffector.h"
+#include "host/AABBTree.h"
+#include "host/Gather.h"
+#include "standalone/Document.h"
+
+namespace tv {
+namespace {
+
+const double kCenter[3] = {100, 100, 0};
+const float kBox[3] = {100, 100, 100};
+const float kOne[3] = {1, 1, 1};
+const float kStill[3] = {0, 0, 0};
+
+TEST(ContainerShapes, ACubeClampsEachAxisAndLeavesTheInsideAlone) {
+    Vec3f inside{120, 90, 10};
+    ContainVertex(kCenter, kBox, 50, kOne, kStill, 2, inside);
+    EXPECT_FLOAT_EQ(inside.x, 120);
+    Vec3f out{300, -50, 70};
+    ContainVertex(kCenter, kBox, 50, kOne, kStill, 2, out);
+    EXPECT_FLOAT_EQ(out.x, 150);
+    EXPECT_FLOAT_EQ(out.y, 50);
+    EXPECT_FLOAT_EQ(out.z, 50);
+    // A zero width: every vertex goes to the central plane.
+    const float flat[3] = {0, 100, 100};
+    Vec3f v{130, 100, 0};
+    ContainVertex(kCenter, flat, 50, kOne, kStill, 2, v);
+    EXPECT_FLOAT_EQ(v.x, 100);
+    // A negative X scale makes the range empty: the first test wins and the vertex takes -h.
+    const float mirrored[3] = {-1, 1, 1};
+    Vec3f m{100, 100, 0};
+    ContainVertex(kCenter, kBox, 50, mirrored, kStill, 2, m);
+    EXPECT_FLOAT_EQ(m.x, 150);
+}
+
+TEST(ContainerShapes, ARotatedCubeClampsInItsOwnFrame) {
+    const float turned[3] = {0, 0, 45};
+    Vec3f far{400, 100, 0};  // far along world X: clamped to the rotated box's corner direction
+    ContainVertex(kCenter, kBox, 50, kOne, turned, 2, far);
+    // In the box's frame the point is (300 cos 45, -300 sin 45) or mirrored; clamped to the
+    // corner (50, +-50), turned back: a corner of the turned box, 50 sqrt 2 from the centre.
+    EXPECT_NEAR(std::hypot(far.x - 100, far.y - 100), 50 * std::sqrt(2.0), 1e-3);
+}
+
+TEST(ContainerShapes, TheSphereScalesEveryVertexAndLeavesTheCentre) {
+    Vec3f centre{100, 100, 0};
+    ContainVertex(kCenter, kBox, 50, kOne, kStill, 3, centre);
+    EXPECT_FLOAT_EQ(centre.x, 100);
+    EXPECT_FLOAT_EQ(centre.y, 100);
+    Vec3f out{300, 100, 0};
+    ContainVertex(kCenter, kBox, 50, kOne, kStill, 3, out);
+    EXPECT_FLOAT_EQ(out.x, 150);
+    // A 50% ellipsoid moves a vertex that was inside, too.
+    const float half[3] = {0.5f, 0.5f, 0.5f};
+    Vec3f in{120, 100, 0};
+    ContainVertex(kCenter, kBox, 50, half, kStill, 3, in);
+    EXPECT_FLOAT_EQ(in.x, 110);
+}
+
+TEST(AABBTree, SegmentQueriesFindWhatTestingEveryTriangleFinds) {
+    std::mt19937 rng(7);
+    std::uniform_real_distribution<float> u(-100, 100);
+    std::vector<std::array<float, 3>> points;
+    std::vector<std::array<int32_t, 3>> polys;
+    for (int i = 0; i < 300; ++i) {
+        const float c[3] = {u(rng), u(rng), u(rng)};
+        for (int k = 0; k < 3; ++k)
+            points.push_back({c[0] + u(rng) / 10, c[1] + u(rng) / 10, c[2] + u(rng) / 10});
+        polys.push_back({3 * i, 3 * i + 1, 3 * i + 2});
+    }
+    const AABBTreePoly tree = BuildAABBTree(points, polys);
+    ASSERT_EQ(tree.polygons.size(), 300u);
+    std::vector<int32_t> candidates;
+    for (int q = 0; q < 200; ++q) {
+        const float s[3] = {u(rng), u(rng), u(rng)}, e[3] = {u(rng), u(rng), u(rng)};
+        const double p[3] = {s[0], s[1], s[2]}, r[3] = {e[0], e[1], e[2]};
+        auto hits = [&](const std::vector<int32_t>& which) {
+            std::vector<int32_t> out;
+            for (int32_t c : which) {
+                double a[3][3], h[3];
+                for (int k = 0; k < 3; ++k)
+                    for (int d = 0; d < 3; ++d)
+                        a[k][d] =
+                            tree.points[size_t(tree.polygons[size_t(c)][size_t(k)])][size_t(d)];
+                if (SegmentTriangleHit(p, r, a[0], a[1], a[2], h)) out.push_back(c);
+            }
+            std::sort(out.begin(), out.end());
+            return out;
+        };
+        std::vector<int32_t> all(300);
+        std::iota(all.begin(), all.end(), 0);
+        tree.collideWithSegment(s, e, candidates);
+        EXPECT_LT(candidates.size(), 300u);
+        EXPECT_EQ(hits(candidates), hits(all)) << q;
+    }
+}
+
+TEST(AABBTree, TheSegmentTriangleTestWorkedByHand) {
+    const double a[3] = {0, 0, 0}, b[3] = {10, 0, 0}, c[3] = {0, 10, 0};
+    const double p[3] = {2, 2, -5}, q[3] = {2, 2, 5};
+    double hit[3];
+    ASSERT_TRUE(SegmentTriangleHit(p, q, a, b, c, hit));
+    EXPECT_DOUBLE_EQ(hit[2], 0.0);
+    const double short_[3] = {2, 2, -1};
+    EXPECT_FALSE(SegmentTriangleHit(p, short_, a, b, c, hit));  // t beyond the segment
+    const double outside[3] = {9, 9, 5}, outsideP[3] = {9, 9, -5};
+    EXPECT_FALSE(SegmentTriangleHit(outsideP, outside, a, b, c, hit));
+    const double along[3] = {5, 2, 0}, alongP[3] = {0, 2, 0};
+    EXPECT_FALSE(SegmentTriangleHit(alongP, along, a, b, c, hit));  // in the plane: parallel
+}
+
+TEST(ContainerInstance, VerticesOutsideTheMeshLandOnItAndInsideOnesStay) {
+    const std::string doc = R"({"tavrin": 1, "comps": [{"name": "C", "width": 400, "height": 400,
+      "layers": [
+        {"name": "Mesh", "solid": {}, "enabled": false, "effects": [
+          {"effect": "Tavrin Primitives Object", "params": {"Primitive Type": "Sphere",
+            "Sphere Radius": 100, "Sphere Slices": 32, "Sphere Stacks": 24,
+            "Generate Faces": "XY"}}]},
+        {"name": "L", "solid": {}, "effects": [
+          {"effect": "Tavrin Primitives Object", "params": {"X Points": 5, "Y Points": 5,
+            "Z Points": 5, "Cube Width": 500, "Cube Height": 500, "Cube Depth": 500,
+            "Generate Faces": "None", "Y Rotate": 10}},
+          {"effect": "Tavrin Container", "params": {"Container Type": "Instance",
+            "Instance Layer": "Mesh"}}]}]}]})";
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(doc, "doc.json", host);
+    auto& comp = *host.project().comps[0];
+    ObjectMessage m;
+    InitObjectMessage(m);
+    ASSERT_EQ(Gather(host, comp.layers[1]->uid, comp.frameTime(0), m), 0);
+    const auto& ps = m.geometry->positions;
+    ASSERT_EQ(ps.size(), 125u);
+    int landed = 0;
+    for (const Vec3f& p : ps) {
+        const double r = std::sqrt((p.x - 200.0) * (p.x - 200) + (p.y - 200.0) * (p.y - 200) +
+                                   double(p.z) * p.z);
+        EXPECT_LE(r, 100.5);  // nothing is left outside the sphere (faceted, radius 100)
+        if (r > 95) ++landed;
+    }
+    EXPECT_GT(landed, 100);  // the lattice spans 500: almost all of it lay outside
+    DisposeObjectMessage(m);
+}
+
+}  // namespace
+}  // namespace tv
