@@ -76,7 +76,7 @@ const EffectInfo kEffects[] = {
      "Sound Effector, Applies Sound Waveforms to Points.", true, &SoundParams},
     {21, "Tavrin Slicer Object", "KDL TAVRSRC Tracer", "TracerSourceEntryPointFunc",
      &TracerSourceEntryPointFunc, 0x200004, 0x1401, EffectRole::Source,
-     "Creates Instances from Existing Tavrin Objects", false, &TracerSourceParams},
+     "Creates Instances from Existing Tavrin Objects", true, &TracerSourceParams},
 };
 }  // namespace
 

@@ -1,0 +1,83 @@
+// The slicer: a plane of points projected along its normals onto a sphere mesh; misses stand at
+// +infinity, flipping or shortening the segment misses, and one layer alone makes nothing.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+
+#include "host/Gather.h"
+#include "standalone/Document.h"
+
+namespace tv {
+namespace {
+
+std::string Doc(const std::string& slicerParams, double width = 150) {
+    return R"({"tavrin": 1, "comps": [{"name": "C", "width": 400, "height": 400, "layers": [
+      {"name": "Target", "solid": {}, "enabled": false, "effects": [
+        {"effect": "Tavrin Primitives Object", "params": {"Primitive Type": "Sphere",
+          "Sphere Radius": 120, "Sphere Slices": 32, "Sphere Stacks": 24,
+          "Generate Faces": "XY"}}]},
+      {"name": "Plane", "solid": {}, "enabled": false, "effects": [
+        {"effect": "Tavrin Primitives Object", "params": {"X Points": 5, "Y Points": 5,
+          "Z Points": 1, "Cube Width": )" +
+           std::to_string(width) + R"(, "Cube Height": )" + std::to_string(width) +
+           R"(, "Center XY": [207, 203], "Center Z": -300, "Generate Faces": "XY"}}]},
+      {"name": "L", "solid": {}, "effects": [
+        {"effect": "Tavrin Slicer Object", "params": )" +
+           slicerParams + "}]}]}]}";
+}
+
+std::vector<Vec3f> Sliced(const std::string& doc, std::vector<Vec3i>* lattice = nullptr) {
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(doc, "doc.json", host);
+    auto& comp = *host.project().comps[0];
+    ObjectMessage m;
+    InitObjectMessage(m);
+    EXPECT_EQ(Gather(host, comp.layers[2]->uid, comp.frameTime(0), m), 0);
+    std::vector<Vec3f> out = m.geometry->positions;
+    if (lattice) *lattice = m.geometry->lattice;
+    DisposeObjectMessage(m);
+    return out;
+}
+
+const std::string kBoth = R"({"From Mesh Layer": "Plane", "To Mesh Layer": "Target")";
+
+TEST(Slicer, PointsLandOnTheNearSideOfTheMeshAlongTheirNormals) {
+    // The plane sits a little off the sphere's seam, where its mesh has no faces.
+    std::vector<Vec3i> lattice;
+    const auto p = Sliced(Doc(kBoth + "}"), &lattice);
+    ASSERT_EQ(p.size(), 25u);
+    for (size_t i = 0; i < p.size(); ++i) {
+        const double r = std::sqrt((p[i].x - 200.0) * (p[i].x - 200) +
+                                   (p[i].y - 200.0) * (p[i].y - 200) + double(p[i].z) * p[i].z);
+        EXPECT_NEAR(r, 120, 1.5) << i;  // on the faceted sphere
+        EXPECT_LT(p[i].z, 0.0f) << i;   // its near side
+    }
+    EXPECT_EQ(lattice[7].x, 2);  // the lattice comes along
+    EXPECT_EQ(lattice[7].y, 1);
+}
+
+TEST(Slicer, MissesStandAtInfinity) {
+    const auto p = Sliced(Doc(kBoth + "}", 300));  // corners 212 from the axis: past the sphere
+    ASSERT_EQ(p.size(), 25u);
+    EXPECT_TRUE(std::isinf(p[0].x));
+    EXPECT_TRUE(std::isinf(p[0].z));
+    EXPECT_FALSE(std::isinf(p[12].x));  // the centre hits
+}
+
+TEST(Slicer, FlippingOrShorteningTheSegmentMisses) {
+    for (const std::string& extra :
+         {std::string(R"(, "Flip Direction": true})"), std::string(R"(, "Max Distance": 100})")}) {
+        const auto p = Sliced(Doc(kBoth + extra));
+        ASSERT_EQ(p.size(), 25u);
+        for (const Vec3f& v : p) EXPECT_TRUE(std::isinf(v.z)) << extra;
+    }
+}
+
+TEST(Slicer, OneLayerAloneMakesNothing) {
+    EXPECT_TRUE(Sliced(Doc(R"({"From Mesh Layer": "Plane"})")).empty());
+    EXPECT_TRUE(Sliced(Doc("{}")).empty());
+}
+
+}  // namespace
+}  // namespace tv
