@@ -67,7 +67,7 @@ const EffectInfo kEffects[] = {
      "Beams Renderer, Renders 3D Beams.", true, &BeamsRenderParams},
     {18, "Tavrin Instances Object", "KDL TAVRSRC Instances", "InstanceSourceEntryPointFunc",
      &InstanceSourceEntryPointFunc, 0x200004, 0x1401, EffectRole::Source,
-     "Creates Instances from Existing Tavrin Objects", false, &InstanceSourceParams},
+     "Creates Instances from Existing Tavrin Objects", true, &InstanceSourceParams},
     {19, "Tavrin Legacy Renderer", "KDL TAVRUS", "LegacyRenderEntryPointFunc",
      &LegacyRenderEntryPointFunc, 0x200000, 0x1400, EffectRole::Renderer,
      "Legacy Renderer, preserves compatibility with older versions.", true, &LegacyRenderParams},

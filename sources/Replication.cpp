@@ -1,5 +1,7 @@
 #include "sources/Replication.h"
 
+#include <algorithm>
+
 #include <cmath>
 
 namespace tv {
@@ -88,7 +90,9 @@ void ReplicationMatrix(const ReplicationSettings& s, int32_t k, float out[16]) {
         AxisRotation(axis, angle[axis], r);
         Mul(m, r, m);
     }
-    Translation(s.center[0], s.center[1], s.center[2] + e, r);
+    float shift[3] = {0, 0, 0};
+    shift[std::clamp(s.axis, 0, 2)] = e;
+    Translation(s.center[0] + shift[0], s.center[1] + shift[1], s.center[2] + shift[2], r);
     Mul(m, r, out);
 }
 

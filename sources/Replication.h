@@ -20,6 +20,7 @@ struct ReplicationSettings {
     // Degrees; rotation per axis X, Y, Z from start (first copy) toward end.
     float start[3] = {0, 0, 0};
     float end[3] = {0, 0, 0};
+    int32_t axis = 2;  // the axis the copies are pushed along: 0 X, 1 Y, 2 Z
 };
 
 // Per-vertex arrays of a source before they go to the store.
@@ -42,7 +43,7 @@ void ReplicateCopies(int32_t copies, VertexArrays& v);
 // the extrude offset along Z. Does nothing when positions and normals differ in count.
 void ReplicateTransform(const ReplicationSettings& s, VertexArrays& v);
 
-// The row-vector matrix of copy k, in f32: T(-center) Rz Ry Rx T(center) T(0, 0, e).
+// The row-vector matrix of copy k, in f32: T(-center) Rz Ry Rx T(center) T(e along the axis).
 void ReplicationMatrix(const ReplicationSettings& s, int32_t k, float out[16]);
 
 // Triangles joining copy b to copy b + 1, m vertices per copy; none if m or copies is below 2.
