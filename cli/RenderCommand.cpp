@@ -123,7 +123,9 @@ int RunRenderCommand(const RenderOptions& options) {
         const std::vector<int64_t> frames = ParseFrames(options.frames, frameCount);
         const std::string ext = options.bitDepth == 32 ? ".exr" : ".png";
         const std::string pattern =
-            options.output.empty() ? "tavrin-out/" + comp.name + "_####" + ext : options.output;
+            options.output.empty()
+                ? "tavrin-out/" + standalone::SafeFileName(comp.name) + "_####" + ext
+                : options.output;
 
         // Which effects of the comp cannot contribute yet: said plainly, never faked.
         std::set<std::string> unbuilt;

@@ -48,6 +48,18 @@ std::vector<uint8_t> ToStraight8(const FloatImage& image) {
     return out;
 }
 
+std::string SafeFileName(const std::string& name) {
+    std::string out = name;
+    for (char& c : out)
+        if (c == '/' || c == '\\' || static_cast<unsigned char>(c) < 32 || c == 127 || c == ':')
+            c = '_';
+    // No ".." anywhere, and no dot first: "." and ".." (and hidden names) are not names here.
+    for (size_t at = out.find(".."); at != std::string::npos; at = out.find("..", at))
+        out.replace(at, 2, "__");
+    if (!out.empty() && out[0] == '.') out[0] = '_';
+    return out.empty() ? "_" : out;
+}
+
 void WriteImage(const std::string& path, const FloatImage& image, int32_t bitDepth) {
     namespace fs = std::filesystem;
     const fs::path target(path);

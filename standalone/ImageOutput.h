@@ -10,6 +10,10 @@
 namespace tv::standalone {
 
 // A comp frame: premultiplied R, G, B, A floats, top row first.
+// A name from a document made safe as one file name: separators, control characters, ".." and a
+// dot at its start become "_", so it can never name or leave a folder; an empty name becomes "_".
+std::string SafeFileName(const std::string& name);
+
 struct FloatImage {
     int32_t width = 0;
     int32_t height = 0;
