@@ -41,7 +41,7 @@ PF_ParamDef DefaultParamValue(const ParamSpec& spec) {
             def.u.fixed = DoubleToFixed(spec.def[0]);
             break;
         case PF_Param_CHECKBOX:
-            def.u.checkbox = spec.def[0] != 0;
+            def.u.checkbox = spec.value.value_or(spec.def[0]) != 0;
             break;
         case PF_Param_COLOR:
             def.u.color = PF_Pixel8{255, static_cast<uint8_t>(spec.def[0] * 255 + 0.5),

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 #include <string_view>
@@ -15,6 +16,7 @@ struct DistanceCurve;
 
 inline constexpr uint32_t PF_ParamFlag_CANNOT_TIME_VARY = 0x2;
 inline constexpr uint32_t PF_ParamFlag_CANNOT_INTERP = 0x4;
+inline constexpr uint32_t PF_ParamFlag_START_COLLAPSED = 0x20;
 inline constexpr uint32_t PF_ParamFlag_SUPERVISE = 0x40;
 inline constexpr uint32_t kParamFlagsSup = 0x46;  // cannot time-vary, cannot interp, supervise
 
@@ -32,6 +34,9 @@ struct ParamSpec {
     // Default: sliders, popups (1-based), checkboxes (0/1), angles (degrees); points use x, y(, z);
     // colours use r, g, b in 0..1.
     double def[3] = {0, 0, 0};
+    // The value a new instance shows, where it differs from the default a reset restores (the
+    // host keeps both for a checkbox); empty: the default.
+    std::optional<double> value;
     double validMin = 0, validMax = 0;
     double sliderMin = 0, sliderMax = 0;
     int16_t precision = 0;
@@ -59,8 +64,9 @@ using ParamTable = std::span<const ParamSpec>;
 int32_t PopupEntryCount(const ParamSpec& spec);
 std::string_view PopupEntry(const ParamSpec& spec, int32_t oneBased);
 
-// The default value of a parameter in the host's representation. For arbitrary data, the default
-// handle itself: a host gives each instance its own copy.
+// The value a new instance starts with, in the host's representation: the row's `value` where it
+// has one, else its default. For arbitrary data, the default handle itself: a host gives each
+// instance its own copy.
 PF_ParamDef DefaultParamValue(const ParamSpec& spec);
 
 // Adds each row of the table through the host, in order; sets out_data->num_params.

@@ -41,12 +41,17 @@ enum : int32_t {
     kGroup = 23,
 };
 
-constexpr uint32_t kParamFlagStartCollapsed = 0x1;
 constexpr uint32_t kStatic = PF_ParamFlag_CANNOT_TIME_VARY;
 
 constexpr ParamSpec Checkbox(int32_t index, int32_t disk, const char* name, bool on,
                              uint32_t flags = 0) {
     return Row(index, disk, PF_Param_CHECKBOX, name, on ? 1 : 0, flags);
+}
+
+// A checkbox that a new instance shows off whatever its default.
+constexpr ParamSpec StartsOff(ParamSpec s) {
+    s.value = 0;
+    return s;
 }
 
 // A slider shown in percent.
@@ -79,11 +84,12 @@ constexpr ParamSpec kTable[] = {
     GroupEnd(18, 17),
     Color(19, 18, "Color", 1, 1, 1),
     Fixed(20, 19, "Opacity", 50, 0, 100, 0, 100, 1),
-    // A new instance starts without facets.
-    Checkbox(21, 22, "Import Facets", false, kParamFlagsSup | kParamFlagStartCollapsed),
+    // A new instance starts without facets, while a reset turns them on.
+    StartsOff(
+        Checkbox(21, 22, "Import Facets", true, kParamFlagsSup | PF_ParamFlag_START_COLLAPSED)),
     Popup(22, 27, "Texture Coordinates",
           "Import from OBJ|Generate based on Position|Generate based on ID", 1,
-          kParamFlagsSup | kParamFlagStartCollapsed),
+          kParamFlagsSup | PF_ParamFlag_START_COLLAPSED),
     Popup(23, 20, "Group", kGroupChoicesNone, 12, kParamFlagsSup),
 };
 static_assert(sizeof kTable / sizeof kTable[0] == 24);

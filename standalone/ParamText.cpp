@@ -50,9 +50,16 @@ std::string DescribeParamRange(const ParamSpec& spec) {
                                spec.validMax, spec.sliderMin, spec.sliderMax);
         case PF_Param_POPUP:
             return fmt::format("{} of \"{}\"", spec.def[0], spec.text);
-        case PF_Param_CHECKBOX:
-            return fmt::format("{}{}", spec.def[0] != 0 ? "on" : "off",
+        case PF_Param_CHECKBOX: {
+            // A checkbox can start apart from the default a reset restores: both are shown.
+            const auto onOff = [](double v) { return v != 0 ? "on" : "off"; };
+            const double start = spec.value.value_or(spec.def[0]);
+            return fmt::format("{}{}{}", onOff(start),
+                               (start != 0) != (spec.def[0] != 0)
+                                   ? fmt::format("; default {}", onOff(spec.def[0]))
+                                   : std::string(),
                                *spec.text ? fmt::format(" \"{}\"", spec.text) : std::string());
+        }
         case PF_Param_BUTTON:
             return fmt::format("button \"{}\"", spec.text);
         case PF_Param_ANGLE:

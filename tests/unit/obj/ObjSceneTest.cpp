@@ -9,6 +9,7 @@
 #include "host/Gather.h"
 #include "standalone/Document.h"
 #include "standalone/EmbeddedHost.h"
+#include "standalone/ParamText.h"
 #include "tests/unit/obj/ObjTestFiles.h"
 
 namespace tv {
@@ -95,6 +96,26 @@ TEST_F(ObjScene, ParameterTable) {
     // A new instance: Import Facets off, Uniform Scale on.
     EXPECT_EQ(value(kFacetsParam).u.checkbox, 0);
     EXPECT_EQ(value(kUniformParam).u.checkbox, 1);
+}
+
+TEST_F(ObjScene, ImportFacetsStartsOffButResetsOnAndStartsCollapsed) {
+    const standalone::InstalledEffect* e = host.findInstalledByMatchName("KDL TAVRSRC OBJ");
+    ASSERT_NE(e, nullptr);
+    const ParamSpec& facets = e->params[size_t(kFacetsParam)];
+    const ParamSpec& texture = e->params[size_t(kTextureParam)];
+    EXPECT_EQ(facets.def[0], 1);  // what a reset restores
+    ASSERT_TRUE(facets.value.has_value());
+    EXPECT_EQ(*facets.value, 0);  // what a new instance shows
+    EXPECT_EQ(DefaultParamValue(facets).u.checkbox, 0);
+    EXPECT_EQ(standalone::DescribeParamRange(facets), "off; default on");
+    for (const ParamSpec* s : {&facets, &texture}) {
+        EXPECT_EQ(s->flags, PF_ParamFlag_CANNOT_TIME_VARY | PF_ParamFlag_CANNOT_INTERP |
+                                PF_ParamFlag_SUPERVISE | 0x20u)
+            << s->name;
+    }
+    // Only this checkbox starts apart from its default.
+    EXPECT_FALSE(e->params[size_t(kUniformParam)].value.has_value());
+    EXPECT_EQ(standalone::DescribeParamRange(e->params[size_t(kUniformParam)]), "on");
 }
 
 TEST_F(ObjScene, NoLayerChosenGivesAnEmptyObject) {
