@@ -137,7 +137,10 @@ bool SegmentTriangleHit(const double p[3], const double q[3], const double a[3],
                               e[0] * w[1] - e[1] * w[0]};
         return cr[0] * n[0] + cr[1] * n[1] + cr[2] * n[2];
     };
-    if (side(a, b) < 0 || side(b, c) < 0 || side(c, a) < 0) return false;
+    // A hair of tolerance, relative to the triangle's size, so that a segment through a shared
+    // edge or corner is inside one of the triangles that meet there.
+    const double eps = -1e-9 * (n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
+    if (side(a, b) < eps || side(b, c) < eps || side(c, a) < eps) return false;
     hit[0] = x[0], hit[1] = x[1], hit[2] = x[2];
     return true;
 }

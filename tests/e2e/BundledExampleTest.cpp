@@ -158,6 +158,15 @@ TEST(EndToEnd, SoundExampleDancesToItsTones) {
                            0.1f / 255);
 }
 
+TEST(EndToEnd, ContainerSlicerAndEchoExamples) {
+    ExpectMatchesReference(RenderDocument("container.json", 40), "container_0040.png", 8,
+                           2.0f / 255, 0.1f / 255);
+    ExpectMatchesReference(RenderDocument("slicer.json", 40), "slicer_0040.png", 8, 2.0f / 255,
+                           0.1f / 255);
+    ExpectMatchesReference(RenderDocument("echo.json", 30), "echo_0030.png", 8, 2.0f / 255,
+                           0.1f / 255);
+}
+
 TEST(EndToEnd, OneThreadAndAllThreadsGiveIdenticalPixels) {
     standalone::FloatImage one, all;
     {
