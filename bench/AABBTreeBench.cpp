@@ -1,6 +1,7 @@
 // The bounding tree of triangles against testing every triangle: the nearest hit of segments
 // from the centre of a closed sphere mesh to points around it, as the container's instance mode
-// makes them, at growing mesh sizes.
+// makes them, at growing mesh sizes; then both the container's and the slicer's segments against
+// a 100k-triangle mesh at 10k to 1M vertices, the tree built once per pass as the effects do.
 #include <benchmark/benchmark.h>
 
 #include <cmath>
@@ -95,5 +96,72 @@ BENCHMARK(ContainerSegments_Peer)
     ->Arg(20000)
     ->Arg(100000)
     ->Unit(benchmark::kMillisecond);
+
+// The per-vertex work of the container (segment from the mesh's middle to the vertex) or the
+// slicer (segment from a vertex of a plane along its normal, 400 long) for `vertices` vertices
+// against a sphere of about 100k triangles, through the tree or over every triangle.
+void Vertices(benchmark::State& state, bool slicer, bool tree) {
+    const Mesh mesh = Sphere(100000);
+    const int64_t n = state.range(0);
+    std::mt19937 rng(5);
+    std::uniform_real_distribution<float> u(-250, 250), plane(-90, 90);
+    std::vector<std::array<double, 3>> from(static_cast<size_t>(n)), to(static_cast<size_t>(n));
+    for (int64_t i = 0; i < n; ++i) {
+        if (slicer) {
+            from[size_t(i)] = {plane(rng), plane(rng), -200};
+            to[size_t(i)] = {from[size_t(i)][0], from[size_t(i)][1], 200};
+        } else {
+            from[size_t(i)] = {0, 0, 0};
+            to[size_t(i)] = {u(rng), u(rng), u(rng)};
+        }
+    }
+    std::vector<int32_t> all(mesh.polys.size());
+    for (size_t i = 0; i < all.size(); ++i) all[i] = int32_t(i);
+    for (auto _ : state) {
+        double sum = 0;
+        const tv::AABBTreePoly t =
+            tree ? tv::BuildAABBTree(mesh.points, mesh.polys) : tv::AABBTreePoly{};
+        std::vector<int32_t> candidates;
+        for (size_t i = 0; i < size_t(n); ++i) {
+            if (tree) {
+                const float f[3] = {float(from[i][0]), float(from[i][1]), float(from[i][2])};
+                const float e[3] = {float(to[i][0]), float(to[i][1]), float(to[i][2])};
+                t.collideWithSegment(f, e, candidates);
+                sum += NearestHit(mesh, candidates, from[i].data(), to[i].data());
+            } else {
+                sum += NearestHit(mesh, all, from[i].data(), to[i].data());
+            }
+        }
+        benchmark::DoNotOptimize(sum);
+    }
+    state.counters["ns_per_vertex"] =
+        benchmark::Counter(double(n) * double(state.iterations()) * 1e-9,
+                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+}
+
+void ContainerVertices_Ours(benchmark::State& s) {
+    Vertices(s, false, true);
+}
+void ContainerVertices_Peer(benchmark::State& s) {
+    Vertices(s, false, false);
+}
+void SlicerVertices_Ours(benchmark::State& s) {
+    Vertices(s, true, true);
+}
+void SlicerVertices_Peer(benchmark::State& s) {
+    Vertices(s, true, false);
+}
+BENCHMARK(ContainerVertices_Ours)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Arg(1000000)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(ContainerVertices_Peer)->Arg(1000)->Unit(benchmark::kMillisecond);
+BENCHMARK(SlicerVertices_Ours)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Arg(1000000)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(SlicerVertices_Peer)->Arg(1000)->Unit(benchmark::kMillisecond);
 
 }  // namespace

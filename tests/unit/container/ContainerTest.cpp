@@ -2,7 +2,9 @@
 // bounding tree, which must find the same hits as testing every triangle.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <random>
 #include <string>
 
@@ -10,6 +12,7 @@
 #include "host/AABBTree.h"
 #include "host/Gather.h"
 #include "standalone/Document.h"
+#include "tests/unit/obj/ObjTestFiles.h"
 
 namespace tv {
 namespace {
@@ -114,6 +117,15 @@ TEST(AABBTree, TheSegmentTriangleTestWorkedByHand) {
     EXPECT_FALSE(SegmentTriangleHit(outsideP, outside, a, b, c, hit));
     const double along[3] = {5, 2, 0}, alongP[3] = {0, 2, 0};
     EXPECT_FALSE(SegmentTriangleHit(alongP, along, a, b, c, hit));  // in the plane: parallel
+    // A segment starting on the triangle hits at t = 0, at distance 0 from its start.
+    const double onP[3] = {3, 3, 0}, onQ[3] = {3, 3, 7};
+    ASSERT_TRUE(SegmentTriangleHit(onP, onQ, a, b, c, hit));
+    EXPECT_DOUBLE_EQ(hit[0], 3.0);
+    EXPECT_DOUBLE_EQ(hit[2], 0.0);
+    // A segment of length zero has a zero denominator, even on the triangle's plane: no hit.
+    EXPECT_FALSE(SegmentTriangleHit(onP, onP, a, b, c, hit));
+    const double offP[3] = {3, 3, 4};
+    EXPECT_FALSE(SegmentTriangleHit(offP, offP, a, b, c, hit));
 }
 
 TEST(ContainerInstance, VerticesOutsideTheMeshLandOnItAndInsideOnesStay) {
@@ -145,6 +157,86 @@ TEST(ContainerInstance, VerticesOutsideTheMeshLandOnItAndInsideOnesStay) {
         if (r > 95) ++landed;
     }
     EXPECT_GT(landed, 100);  // the lattice spans 500: almost all of it lay outside
+    DisposeObjectMessage(m);
+}
+
+// Positions of layer "L" in a comp where an OBJ box is the container's instance layer.
+std::vector<Vec3f> ContainedByObj(const std::string& objText, const std::string& containerType) {
+    const std::string obj = objtest::WriteFile(objtest::TempFolder(), "box.obj", objText);
+    const std::string doc = R"({"tavrin": 1, "comps": [{"name": "C", "width": 400, "height": 400,
+      "layers": [
+        {"name": "File", "obj": {"file": ")" +
+                            obj + R"("}, "enabled": false},
+        {"name": "Mesh", "solid": {}, "enabled": false, "effects": [
+          {"effect": "Tavrin OBJ Object", "params": {"OBJ Layer": "File",
+            "Import Facets": true}}]},
+        {"name": "L", "solid": {}, "effects": [
+          {"effect": "Tavrin Primitives Object", "params": {"X Points": 9, "Y Points": 9,
+            "Z Points": 9, "Cube Width": 900, "Cube Height": 900, "Cube Depth": 900,
+            "Generate Faces": "None", "Y Rotate": 7, "X Rotate": 5}},
+          {"effect": "Tavrin Container", "params": {"Container Type": ")" +
+                            containerType + R"(", "Instance Layer": "Mesh"}}]}]}]})";
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(doc, "doc.json", host);
+    auto& comp = *host.project().comps[0];
+    ObjectMessage m;
+    InitObjectMessage(m);
+    EXPECT_EQ(Gather(host, comp.layers[2]->uid, comp.frameTime(0), m), 0);
+    std::vector<Vec3f> out = m.geometry->positions;
+    DisposeObjectMessage(m);
+    return out;
+}
+
+// A box 300 across as twelve triangles, or ten with the +X side left open.
+std::string BoxObj(bool openAtPlusX) {
+    std::string s =
+        "v -150 -150 -150\nv 150 -150 -150\nv 150 150 -150\nv -150 150 -150\n"
+        "v -150 -150 150\nv 150 -150 150\nv 150 150 150\nv -150 150 150\n"
+        "f 1 3 2\nf 1 4 3\nf 5 6 7\nf 5 7 8\nf 1 2 6\nf 1 6 5\n"
+        "f 4 7 3\nf 4 8 7\nf 1 5 8\nf 1 8 4\n";
+    if (!openAtPlusX) s += "f 2 3 7\nf 2 7 6\n";
+    return s;
+}
+
+TEST(ContainerInstance, AnOpenMeshLetsVerticesThroughItsHole) {
+    const auto closed = ContainedByObj(BoxObj(false), "Instance");
+    const auto open = ContainedByObj(BoxObj(true), "Instance");
+    ASSERT_EQ(closed.size(), 729u);
+    ASSERT_EQ(open.size(), 729u);
+    // The OBJ box lands centred in the layer; every vertex of the closed box is on or in it,
+    // while some behind the open side keep their place outside.
+    float closedMax = -1e30f, openMax = -1e30f;
+    for (size_t i = 0; i < closed.size(); ++i) {
+        closedMax = std::max(closedMax, closed[i].x);
+        openMax = std::max(openMax, open[i].x);
+    }
+    EXPECT_GT(openMax, closedMax + 100);
+    int escaped = 0;
+    for (size_t i = 0; i < open.size(); ++i)
+        if (open[i].x > closedMax + 1) ++escaped;
+    EXPECT_GT(escaped, 10);
+    EXPECT_LT(escaped, 400);
+}
+
+TEST(ContainerInstance, TypeNoneLeavesEveryPositionBitForBit) {
+    const std::string box = BoxObj(false);
+    const auto none = ContainedByObj(box, "None");
+    // The same lattice through a Transform that does nothing: the source's own positions.
+    const std::string doc = R"({"tavrin": 1, "comps": [{"name": "C", "width": 400, "height": 400,
+      "layers": [{"name": "L", "solid": {}, "effects": [
+          {"effect": "Tavrin Primitives Object", "params": {"X Points": 9, "Y Points": 9,
+            "Z Points": 9, "Cube Width": 900, "Cube Height": 900, "Cube Depth": 900,
+            "Generate Faces": "None", "Y Rotate": 7, "X Rotate": 5}}]}]}]})";
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(doc, "doc.json", host);
+    auto& comp = *host.project().comps[0];
+    ObjectMessage m;
+    InitObjectMessage(m);
+    ASSERT_EQ(Gather(host, comp.layers[0]->uid, comp.frameTime(0), m), 0);
+    ASSERT_EQ(m.geometry->positions.size(), none.size());
+    for (size_t i = 0; i < none.size(); ++i) {
+        EXPECT_EQ(std::memcmp(&none[i], &m.geometry->positions[i], sizeof(Vec3f)), 0) << i;
+    }
     DisposeObjectMessage(m);
 }
 
