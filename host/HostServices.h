@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "host/BezierPath.h"
 #include "host/HostTypes.h"
 #include "host/ParamTable.h"
 
@@ -47,6 +48,15 @@ inline constexpr int32_t AEGP_ObjectType_AV = 0;
 inline constexpr int32_t AEGP_ObjectType_TEXT = 3;
 inline constexpr int32_t AEGP_LightType_SPOT = 1;
 inline constexpr uint32_t AEGP_LayerFlag_NULL_LAYER = 0x8000;
+
+// One mask of a layer at a time: its name, colour, opacity (percent), and path in layer pixels.
+struct MaskData {
+    std::string name;
+    float color[3] = {1, 1, 0};
+    double opacity = 100;
+    bool inverted = false;
+    BezierPath path;
+};
 
 class HostServices {
   public:
@@ -181,6 +191,19 @@ class HostServices {
     // The audio of layer parameter `index`, mixed to mono float samples at `rate` Hz, for
     // `lengthSeconds` from `startSeconds` of the effect's own time; silence where the layer has
     // no sound. Fails when the parameter names no layer with audio.
+    // ---- paths of the effect's own layer --------------------------------------------------
+    // The number of masks of the layer the effect is on.
+    virtual int32_t layerMaskCount(PF_ProgPtr) { ThrowMissingService(); }
+    // Mask `index` (0-based) at a comp time.
+    virtual PF_Err layerMask(PF_ProgPtr, int32_t, const A_Time&, MaskData&) {
+        ThrowMissingService();
+    }
+    // The outlines of a text layer's glyphs at a comp time, one closed path per contour, in
+    // layer pixels; an error with a message when the font cannot be read.
+    virtual PF_Err layerTextOutlines(PF_ProgPtr, const A_Time&, std::vector<BezierPath>&) {
+        ThrowMissingService();
+    }
+
     virtual PF_Err layerAudio(PF_ProgPtr, int32_t, double, double, int32_t, std::vector<float>&) {
         ThrowMissingService();
     }

@@ -20,6 +20,7 @@ inline constexpr uint32_t PF_ParamFlag_START_COLLAPSED = 0x20;
 inline constexpr uint32_t PF_ParamFlag_SUPERVISE = 0x40;
 inline constexpr uint32_t kParamFlagsSup = 0x46;  // cannot time-vary, cannot interp, supervise
 
+inline constexpr uint32_t PF_PUI_STD_CONTROL_ONLY = 0x4;
 inline constexpr uint32_t PF_PUI_NO_ECW_UI = 0x8;
 inline constexpr uint32_t PF_PUI_INVISIBLE = 0x200;
 

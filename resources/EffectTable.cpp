@@ -33,7 +33,7 @@ const EffectInfo kEffects[] = {
      true, &LightSourceParams},
     {7, "Tavrin Path Object", "KDL TAVRSRC Paths", "PathSourceEntryPointFunc",
      &PathSourceEntryPointFunc, 0x208010, 0x1401, EffectRole::Source,
-     "Path Source, Create a Tavrin from the paths in the Layer.", false, &PathSourceParams},
+     "Path Source, Create a Tavrin from the paths in the Layer.", true, &PathSourceParams},
     {8, "Tavrin OBJ Object", "KDL TAVRSRC OBJ", "OBJSourceEntryPointFunc", &OBJSourceEntryPointFunc,
      0x200004, 0x1401, EffectRole::Source,
      "OBJ File Source, Create a Tavrin from the points in the OBJ File.", true, &OBJSourceParams},

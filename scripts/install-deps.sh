@@ -9,7 +9,7 @@ packages=(
   libegl-dev libegl-mesa0 libgl1-mesa-dri libgl-dev libopengl-dev libglew-dev libglu1-mesa-dev
   libmeshoptimizer-dev libkissfft-dev libtbb-dev
   libopenimageio-dev openimageio-tools libpng-dev libopenexr-dev
-  libfreetype-dev libharfbuzz-dev fonts-dejavu-core libsndfile1-dev
+  libfreetype-dev libharfbuzz-dev libfontconfig-dev fonts-dejavu-core libsndfile1-dev
   nlohmann-json3-dev libcli11-dev libfmt-dev libspdlog-dev libutfcpp-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libcairo2-dev

@@ -1,22 +1,279 @@
-// "Tavrin Path Object": Path Source, Create a Tavrin from the paths in the Layer.
-// Its own logic is not built yet: it answers the host's commands, keeps its sequence record and
-// adds nothing to a frame.
+// "Tavrin Path Object": Path Source, Create a Tavrin from the paths in the Layer. The masks of
+// its own layer, and on a text layer its glyph outlines, become points, copies, ribbons and caps.
+#include <string>
+#include <vector>
+
+#include "effectors/EffectorFrame.h"
 #include "host/EffectTemplate.h"
+#include "host/MainParams.h"
+#include "host/ParamBuilders.h"
+#include "host/SequenceRecord.h"
+#include "host/SuiteCache.h"
+#include "host/TextParam.h"
 #include "resources/EntryPoints.h"
+#include "sources/PathGenerate.h"
 
 namespace tv {
 
 namespace {
+
+using namespace params;
+
+enum : int32_t {
+    kNamePopup = 1,
+    kNameText = 2,
+    kSeparate = 3,
+    kSubdivide = 4,
+    kPoints = 5,
+    kFromText = 6,
+    kGetColor = 7,
+    kColor = 8,
+    kGetOpacity = 9,
+    kOpacity = 10,
+    kCopies = 12,
+    kExtrudeDepth = 13,
+    kDirection = 14,
+    kCenterXY = 15,
+    kCenterZ = 16,
+    kXStart = 18,
+    kXEnd = 19,
+    kYStart = 22,
+    kYEnd = 23,
+    kZStart = 26,
+    kZEnd = 27,
+    kStartScale = 29,
+    kEndScale = 30,
+    kFacets = 32,
+    kCaps = 33,
+    kGroup = 34,
+};
+
+// A popup whose declared choice count differs from its text.
+constexpr ParamSpec PopupCount(ParamSpec s, int32_t count, uint32_t uiFlags = 0) {
+    s.validMax = s.sliderMax = count;
+    s.uiFlags = uiFlags;
+    return s;
+}
+
+constexpr ParamSpec Checkbox(int32_t index, int32_t disk, const char* name, bool on,
+                             uint32_t flags = 0, const char* label = "") {
+    return Row(index, disk, PF_Param_CHECKBOX, name, on ? 1 : 0, flags, label);
+}
+
+constexpr ParamSpec WithUi(ParamSpec s, uint32_t uiFlags) {
+    s.uiFlags = uiFlags;
+    return s;
+}
+
+constexpr ParamSpec kTable[] = {
+    Row(0, 0, PF_Param_LAYER, "input"),
+    // Hidden for good; five choices declared for six items.
+    PopupCount(Popup(1, 1, "Mask Name begins with", "Mask|Tavrin|Network|(-|Custom|All Masks", 6,
+                     kParamFlagsSup),
+               5, PF_PUI_NO_ECW_UI),
+    LightNameText(2, 32, "Mask Name Begins with"),
+    WithUi(Checkbox(3, 4, "Each Mask as a Separate Object", true, kParamFlagsSup),
+           PF_PUI_STD_CONTROL_ONLY | PF_PUI_NO_ECW_UI),
+    Checkbox(4, 5, "Subdivide Masks", true, kParamFlagsSup),
+    Int(5, 6, "Points on Each Mask", 100, 1, 30000, 1, 100),
+    Checkbox(6, 7, "Get Paths from Text", true, 0, "Only on Text Layers"),
+    Checkbox(7, 8, "Get Color from Masks", false, kParamFlagsSup, "Purge To See Changes"),
+    Color(8, 10, "Color", 1, 1, 1),
+    Checkbox(9, 9, "Get Opacity from Masks", false, kParamFlagsSup),
+    Fixed(10, 11, "Opacity", 50, 0, 100, 0, 100, 1),
+    GroupStart(11, 12, "Replication"),
+    Int(12, 13, "Total No. Copies", 1, 1, 30000, 1, 5),
+    Float(13, 14, "Extrude Depth", 500, 0, 1000000, 0, 100, 1),
+    Popup(14, 15, "Replicate Direction", "+Z|-Z|Both", 3),
+    PointPercent(15, 16, "Rotation Center XY", 50, 50),
+    Float(16, 17, "Rotation Center Z", 0, -1000000, 1000000, -100, 100, 0),
+    GroupStart(17, 18, "X Rotation"),
+    Angle(18, 19, "X Start Angle"),
+    Angle(19, 20, "X End Angle"),
+    GroupEnd(20, 21),
+    GroupStart(21, 22, "Y Rotation"),
+    Angle(22, 23, "Y Start Angle"),
+    Angle(23, 24, "Y End Angle"),
+    GroupEnd(24, 25),
+    GroupStart(25, 26, "Z Rotation"),
+    Angle(26, 27, "Z Start Angle"),
+    Angle(27, 28, "Z End Angle"),
+    GroupEnd(28, 29),
+    Float(29, 35, "Start Scale", 1, 0, 1000000, 1, 5, 3),
+    Float(30, 36, "End Scale", 1, 0, 1000000, 1, 5, 3),
+    GroupEnd(31, 30),
+    Checkbox(32, 33, "Generate Facets", true, kParamFlagsSup),
+    Checkbox(33, 34, "Generate Caps", true, kParamFlagsSup),
+    Popup(34, 31, "Group", kGroupChoicesNone, 12, kParamFlagsSup),
+};
+static_assert(sizeof kTable / sizeof kTable[0] == 35);
+
+const std::vector<std::string> kNameWords = {"Mask", "Tavrin", "Network"};
+
+float Degrees(PF_InData* in, int32_t index) {
+    return float(CheckoutParam(in, index).u.fixed / 65536.0);
+}
+
+PathSettings ReadSettings(PF_InData* in) {
+    PathSettings s;
+    SuiteCache suites(in);
+    HostServices& host = suites.host();
+    s.namePrefix = ReadTextParam(host, CheckoutParam(in, kNameText).u.arbData);
+    s.eachMaskSeparate = CheckoutParam(in, kSeparate).u.checkbox != 0;
+    s.subdivide = CheckoutParam(in, kSubdivide).u.checkbox != 0;
+    s.pointsPerMask = CheckoutParam(in, kPoints).u.slider;
+    s.getText = CheckoutParam(in, kFromText).u.checkbox != 0;
+    s.getColor = CheckoutParam(in, kGetColor).u.checkbox != 0;
+    s.getOpacity = CheckoutParam(in, kGetOpacity).u.checkbox != 0;
+    const PF_Pixel8 color = CheckoutParam(in, kColor).u.color;
+    s.color[0] = color.red / 255.0f;
+    s.color[1] = color.green / 255.0f;
+    s.color[2] = color.blue / 255.0f;
+    s.color[3] = float(CheckoutParam(in, kOpacity).u.fixed / 65536.0 / 100.0);
+    s.copies = CheckoutParam(in, kCopies).u.slider;
+    s.extrudeDepth = CheckoutParam(in, kExtrudeDepth).u.floatValue;
+    s.direction = CheckoutParam(in, kDirection).u.popup;
+    s.scaleX = double(in->downsample_x.num) / double(in->downsample_x.den);
+    s.scaleY = double(in->downsample_y.num) / double(in->downsample_y.den);
+    const PF_ParamDef center = CheckoutParam(in, kCenterXY);
+    s.rotationCenter[0] = center.u.point[0] / 65536.0 / s.scaleX;
+    s.rotationCenter[1] = center.u.point[1] / 65536.0 / s.scaleY;
+    s.rotationCenter[2] = CheckoutParam(in, kCenterZ).u.floatValue;
+    s.startAngle[0] = Degrees(in, kXStart), s.endAngle[0] = Degrees(in, kXEnd);
+    s.startAngle[1] = Degrees(in, kYStart), s.endAngle[1] = Degrees(in, kYEnd);
+    s.startAngle[2] = Degrees(in, kZStart), s.endAngle[2] = Degrees(in, kZEnd);
+    s.startScale = float(CheckoutParam(in, kStartScale).u.floatValue);
+    s.endScale = float(CheckoutParam(in, kEndScale).u.floatValue);
+    s.generateFacets = CheckoutParam(in, kFacets).u.checkbox != 0;
+    s.generateCaps = CheckoutParam(in, kCaps).u.checkbox != 0;
+    s.group = CheckoutParam(in, kGroup).u.popup;
+    try {
+        const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
+        const AEGP_LayerH layer = host.effectLayer(self);
+        host.disposeEffect(self);
+        s.isTextLayer = host.layerObjectType(layer) == AEGP_ObjectType_TEXT;
+    } catch (const HostErrorCode&) {
+        s.isTextLayer = false;
+    }
+    return s;
+}
+
+// The layer's masks that pass the name filter, then its text outlines, at the current time.
+// A host error ends the walk; the paths found so far stand.
+std::vector<PathInput> ReadPaths(PF_InData* in, const PathSettings& s) {
+    std::vector<PathInput> paths;
+    SuiteCache suites(in);
+    HostServices& host = suites.host();
+    try {
+        const A_Time time =
+            host.convertEffectToCompTime(in->effect_ref, in->current_time, in->time_scale);
+        const int32_t masks = host.layerMaskCount(in->effect_ref);
+        const Color4f own{s.color[0], s.color[1], s.color[2], s.color[3]};
+        for (int32_t i = 0; i < masks; ++i) {
+            MaskData mask;
+            if (host.layerMask(in->effect_ref, i, time, mask) != PF_Err_NONE) return paths;
+            if (mask.name.compare(0, s.namePrefix.size(), s.namePrefix) != 0) continue;
+            Color4f c = own;
+            if (s.getColor) c.r = mask.color[0], c.g = mask.color[1], c.b = mask.color[2];
+            if (s.getOpacity) c.a = float(mask.opacity / 100.0);
+            paths.push_back({std::move(mask.path), c});
+        }
+        if (s.getText && s.isTextLayer) {
+            std::vector<BezierPath> outlines;
+            if (host.layerTextOutlines(in->effect_ref, time, outlines) != PF_Err_NONE) return paths;
+            for (BezierPath& p : outlines) paths.push_back({std::move(p), own});
+        }
+    } catch (const HostErrorCode&) {
+    }
+    return paths;
+}
+
+PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
+    switch (m.command) {
+        case kObjGetGroup:
+            m.setPayloadGroup(static_cast<int16_t>(CheckoutParam(in, kGroup).u.popup));
+            return PF_Err_NONE;
+        case kObjSetGroup:
+            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
+        case kObjMixHash: {
+            const PathSettings s = ReadSettings(in);
+            PathSettings points = s;
+            points.generateCaps = false;  // the points decide the hash; the caps follow them
+            MixHashInto(m, PathHash(s, BuildPathObject(points, ReadPaths(in, s))));
+            return PF_Err_NONE;
+        }
+        default: {
+            const PathSettings s = ReadSettings(in);
+            const PathObject o = BuildPathObject(s, ReadPaths(in, s));
+            SuiteCache suites(in);
+            for (const std::string& line : o.messages) suites.host().diagnostic(line);
+            m.setPayloadInt(0);
+            m.setPayloadGroup(static_cast<int16_t>(s.group));
+            AppendPathObject(s, o, *m.geometry);
+            return PF_Err_NONE;
+        }
+    }
+}
+
+// The legacy text kept after the sequence record, for the popup's Custom row.
+std::string RecordText(PF_InData* in) {
+    SuiteCache suites(in);
+    auto* record = static_cast<const SequenceRecord*>(suites->lockHandle(in->sequence_data));
+    if (!record) return {};
+    std::string text(reinterpret_cast<const char*>(record + 1), size_t(record->textLength));
+    suites->unlockHandle(in->sequence_data);
+    return text;
+}
+
+PF_Err UpdateVisibility(PF_InData* in) {
+    const std::pair<int32_t, bool> hidden[] = {
+        {kColor, CheckoutParam(in, kGetColor).u.checkbox != 0},
+        {kOpacity, CheckoutParam(in, kGetOpacity).u.checkbox != 0},
+        {kPoints, CheckoutParam(in, kSubdivide).u.checkbox == 0},
+        {kNamePopup, true},
+        {kSeparate, true},
+    };
+    for (const auto& [index, hide] : hidden)
+        if (const PF_Err err = ShowParameter(in, index, hide)) return err;
+    return PF_Err_NONE;
+}
+
+// Until flag 8 marks it done, the text parameter takes the word of the hidden name popup.
+PF_Err UpdateNameText(PF_InData* in) {
+    if (!MarkOnce(in, kSeqFlagV2HighBit)) return PF_Err_NONE;
+    const int32_t popup = CheckoutParam(in, kNamePopup).u.popup;
+    SuiteCache suites(in);
+    return WriteTextParam(suites.host(), in->effect_ref, kNameText,
+                          LightPrefix(popup, kNameWords, popup == 5 ? RecordText(in) : ""));
+}
+
+PF_Err Upkeep(PF_InData* in) {
+    const PF_Err err = UpdateNameText(in);
+    const PF_Err hide = UpdateVisibility(in);
+    return err ? err : hide;
+}
+
+PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+    return Upkeep(in);
+}
+
+PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
+    return MarkOnce(in, kSeqFlagVisibilityCurrent) ? Upkeep(in) : PF_Err_NONE;
+}
+
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
-
+    h.message = &Message;
+    h.userChangedParam = &UserChanged;
+    h.updateParamsUI = &UpdateUI;
     return h;
 }
 const SubEffectHandlers kHandlers = MakeHandlers();
+
 }  // namespace
 
 ParamTable PathSourceParams() {
-    return {};
+    return kTable;
 }
 
 PF_Err PathSourceEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,

@@ -1,5 +1,7 @@
 #include "standalone/CompRenderer.h"
 
+#include "standalone/TextOutlines.h"
+
 #include <OpenImageIO/imageio.h>
 #include <tbb/parallel_for.h>
 
@@ -183,8 +185,23 @@ void CompRenderer::fillSource(const Layer& layer, const A_Time& compTime, int32_
                 }
             break;
         }
+        case LayerKind::Text: {
+            // The glyphs filled in the layer's colour, anti-aliased; straight colour, coverage as
+            // alpha.
+            const std::vector<float> coverage = FillCoverage(
+                TextOutlines(
+                    TextStyle{layer.text, layer.sourceFile, layer.fontFamily, layer.fontSize},
+                    w.width, w.height),
+                w.width, w.height);
+            const float* c = layer.textColor;
+            tbb::parallel_for(0, w.height, [&](int32_t y) {
+                for (int32_t x = 0; x < w.width; ++x)
+                    put(x, y, coverage[size_t(y) * size_t(w.width) + size_t(x)], c[0], c[1], c[2]);
+            });
+            break;
+        }
         default:
-            break;  // other kinds have no pixels of their own yet
+            break;  // other kinds have no pixels of their own
     }
 }
 
@@ -262,7 +279,7 @@ FloatImage CompRenderer::renderAtTime(const Comp& comp, const A_Time& time, int3
         if (!layer.enabled || layer.is3D) continue;
         if (seconds < layer.inPoint || seconds >= layer.outPoint) continue;
         if (layer.kind != LayerKind::Solid && layer.kind != LayerKind::Image &&
-            layer.kind != LayerKind::Precomp)
+            layer.kind != LayerKind::Precomp && layer.kind != LayerKind::Text)
             continue;
         LayerWorld a(layer.width, layer.height, bitDepth);
         LayerWorld b(layer.width, layer.height, bitDepth);

@@ -20,6 +20,7 @@
 #include "standalone/DocumentBase64.h"
 #include "standalone/DocumentParse.h"
 #include "standalone/DocumentText.h"
+#include "standalone/TextOutlines.h"
 #include "standalone/Transform.h"
 
 namespace tv::standalone {
@@ -61,6 +62,7 @@ struct Reader {
     // which would otherwise replace them with their popup's word.
     mutable std::vector<std::pair<EffectInstance*, int32_t>> textsGiven;
     mutable std::vector<std::pair<EffectInstance*, int32_t>> popupsGiven;  // popups it set
+    mutable std::vector<EffectInstance*> recordsGiven;  // saved instances: every value given
 
     [[noreturn]] void fail(const std::string& path, const std::string& message) const {
         throw DocumentError(file, path, message);
@@ -514,6 +516,7 @@ void ReadEffect(const Reader& r, const json& e, const std::string& path, Layer& 
                    "expected the instance's record as base64 text, as tavrin save writes it");
         if (instance.sequenceData) r.host.disposeHandle(instance.sequenceData);
         instance.sequenceData = r.host.handleFromBytes(*bytes);
+        r.recordsGiven.push_back(&instance);
         // Documents open render-only, so the instance keeps the id it was saved with.
         if (r.host.callEffect(instance, PF_Cmd_SEQUENCE_RESETUP, A_Time{0, 1}, nullptr, nullptr,
                               nullptr, nullptr, PF_InFlag_PROJECT_IS_RENDER_ONLY) != PF_Err_NONE)
@@ -930,6 +933,11 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
         if (body.contains("size"))
             layer.fontSize = r.number(body["size"], kpath + ".size", 1, 3000);
         if (body.contains("color")) r.color(body["color"], kpath + ".color", layer.textColor);
+        std::string why;
+        if (ResolveFontFile(
+                TextStyle{layer.text, layer.sourceFile, layer.fontFamily, layer.fontSize}, why)
+                .empty())
+            r.fail(kpath + (body.contains("family") ? ".family" : ".font"), why);
     } else {
         r.checkKeys(body, kpath, {"comp"});
         if (!body.contains("comp")) r.fail(kpath, "missing \"comp\": the name of the comp to show");
@@ -1044,7 +1052,7 @@ std::string NearestNames(const std::string& name, const std::vector<std::string>
 }
 
 void LoadDocumentText(const std::string& text, const std::string& file, EmbeddedHost& host) {
-    Reader r{file, std::filesystem::path(file).parent_path(), host, {}, {}};
+    Reader r{file, std::filesystem::path(file).parent_path(), host, {}, {}, {}};
     const json doc = ParseDocumentJson(text, file);
     r.checkKeys(doc, "$", kDocumentKeys);
     if (!doc.contains("tavrin") || doc["tavrin"] != 1)
@@ -1129,20 +1137,15 @@ void LoadDocumentText(const std::string& text, const std::string& file, Embedded
     }
     // The document is the user's last word: a name filter it gives is used as if typed after the
     // instance was set up. Its bytes are kept across the first panel update (which writes a
-    // filter from its popup once), and a popup just before it with a "Custom" row, which the
-    // document left alone, is set to Custom so that the text is what the effect reads.
+    // filter from its popup once); a marker stands in for them meanwhile, to learn whether the
+    // update writes a filter of its own.
+    static const std::string kUnwritten = "\x01(not written by the panel update)";
     std::vector<std::vector<uint8_t>> givenBytes;
     for (const auto& [instance, index] : r.textsGiven) {
-        givenBytes.push_back(host.handleBytes(instance->params[size_t(index)].value.u.arbData));
-        const InstalledEffect* fx = host.installedEffect(instance->key);
-        const ParamSpec* popup = index > 1 ? &fx->params[size_t(index - 1)] : nullptr;
-        if (popup && popup->type == PF_Param_POPUP) {
-            for (int32_t k = 1; k <= PopupEntryCount(*popup); ++k)
-                if (PopupEntry(*popup, k) == "Custom" &&
-                    std::find(r.popupsGiven.begin(), r.popupsGiven.end(),
-                              std::make_pair(instance, index - 1)) == r.popupsGiven.end())
-                    instance->params[size_t(index - 1)].value.u.popup = k;
-        }
+        PF_ParamDef& def = instance->params[size_t(index)].value;
+        givenBytes.push_back(host.handleBytes(def.u.arbData));
+        host.disposeHandle(def.u.arbData);
+        def.u.arbData = host.handleFromBytes(MakeTextRecord(kUnwritten));
     }
     // As a host does when it opens a project: each instance brings its panel up to date.
     for (auto& comp : host.project().comps)
@@ -1166,10 +1169,25 @@ void LoadDocumentText(const std::string& text, const std::string& file, Embedded
                                         A_Time{0, comp->timeScale()}, &extra);
                     }
             }
+    // Unless the popup's own choice wrote the document's very text, a popup just before the
+    // text with a "Custom" row, which the document left alone, is set to Custom (so that the
+    // text is what the effect reads); the document's text goes back in. A saved instance (one
+    // with its record) has its popup as saved.
     for (size_t i = 0; i < r.textsGiven.size(); ++i) {
         const auto& [instance, index] = r.textsGiven[i];
         PF_ParamDef& def = instance->params[size_t(index)].value;
-        if (host.handleBytes(def.u.arbData) == givenBytes[i]) continue;
+        const std::vector<uint8_t> written = host.handleBytes(def.u.arbData);
+        if (written == givenBytes[i]) continue;
+        const InstalledEffect* fx = host.installedEffect(instance->key);
+        const ParamSpec* popup = index > 1 ? &fx->params[size_t(index - 1)] : nullptr;
+        const bool saved = std::find(r.recordsGiven.begin(), r.recordsGiven.end(), instance) !=
+                           r.recordsGiven.end();
+        if (popup && popup->type == PF_Param_POPUP && !saved &&
+            std::find(r.popupsGiven.begin(), r.popupsGiven.end(),
+                      std::make_pair(instance, index - 1)) == r.popupsGiven.end())
+            for (int32_t k = 1; k <= PopupEntryCount(*popup); ++k)
+                if (PopupEntry(*popup, k) == "Custom")
+                    instance->params[size_t(index - 1)].value.u.popup = k;
         if (def.u.arbData) host.disposeHandle(def.u.arbData);
         def.u.arbData = host.handleFromBytes(givenBytes[i]);
     }

@@ -162,6 +162,9 @@ class EmbeddedHost : public HostServices {
     PF_Err checkinLayerFrame(PF_EffectWorld*) override;
     A_Time layerDuration(AEGP_LayerH) override;
     PF_Err layerAudio(PF_ProgPtr, int32_t, double, double, int32_t, std::vector<float>&) override;
+    int32_t layerMaskCount(PF_ProgPtr) override;
+    PF_Err layerMask(PF_ProgPtr, int32_t, const A_Time&, MaskData&) override;
+    PF_Err layerTextOutlines(PF_ProgPtr, const A_Time&, std::vector<BezierPath>&) override;
 
     PF_Handle newHandle(uint64_t) override;
     void* lockHandle(PF_Handle) override;
@@ -228,5 +231,8 @@ class EmbeddedHost : public HostServices {
     mutable std::mutex guidMutex_;
     uint64_t guidState_[2] = {0, 0};
 };
+
+// A mask's path at a comp time: its keys blended linearly, or held.
+BezierPath MaskPathAt(const Mask& mask, double seconds);
 
 }  // namespace tv::standalone

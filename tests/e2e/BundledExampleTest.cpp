@@ -158,6 +158,15 @@ TEST(EndToEnd, SoundExampleDancesToItsTones) {
                            0.1f / 255);
 }
 
+TEST(EndToEnd, PathExamples) {
+    ExpectMatchesReference(RenderDocument("word-cloud.json", 30), "word-cloud_0030.png", 8,
+                           2.0f / 255, 0.1f / 255);
+    ExpectMatchesReference(RenderDocument("logo-network.json", 30), "logo-network_0030.png", 8,
+                           2.0f / 255, 0.1f / 255);
+    ExpectMatchesReference(RenderDocument("extruded-word.json", 30), "extruded-word_0030.png", 8,
+                           4.0f / 255, 0.2f / 255);
+}
+
 TEST(EndToEnd, ContainerSlicerAndEchoExamples) {
     ExpectMatchesReference(RenderDocument("container.json", 40), "container_0040.png", 8,
                            2.0f / 255, 0.1f / 255);
