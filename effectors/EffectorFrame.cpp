@@ -24,8 +24,9 @@ bool FieldWeight(const FieldRecord& field, double d, double& w) {
     const double r = field.radius, f = field.fade;
     if (!(r >= d)) return false;
     const double q = (d / r - (1 - f)) / f;
-    w = 1 - std::clamp(q, 0.0, 1.0);
-    if (std::isnan(w)) w = 1;  // 0/0 at the very edge of a hard field, or a radius-0 field
+    // A q of no number (0/0 at the very edge of a hard field, or at the centre of a radius-0
+    // field) passes the clamp and gives a weight of no number, which the engines report.
+    w = 1 - (q < 0.0 ? 0.0 : q > 1.0 ? 1.0 : q);
     return true;
 }
 

@@ -56,7 +56,7 @@ constexpr ParamSpec kTable[] = {
     Float(5, 2, "Field Z Location", 0, -1000000, 1000000, -100, 100, 1),
     Float(6, 3, "Field Sphere Radius", 0, 0, 1000000, 0, 100, 1),
     Fixed(7, 10, "Fade Out", 0, 0, 100, 0, 100, 1),
-    Float(8, 12, "Scale Factor", 200, -1000000, 1000000, -100, 100, 0),
+    Percent(Float(8, 12, "Scale Factor", 200, -1000000, 1000000, -100, 100, 0)),
     Angle(9, 22, "Rotation", 180),
     Color(10, 13, "Color", 1, 1, 1),
     Fixed(11, 14, "Opacity", 50, 0, 100, 0, 100, 1),

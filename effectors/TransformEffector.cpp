@@ -46,9 +46,9 @@ constexpr ParamSpec kTable[] = {
     Float(7, 5, "Y Translate", 0, -1000000, 1000000, -100, 100, 1),
     Float(8, 6, "Z Translate", 0, -1000000, 1000000, -100, 100, 1),
     Row(9, 10, PF_Param_CHECKBOX, "Uniform Scale", 1, kParamFlagsSup),
-    Float(10, 11, "X Scale", 100, -1000000, 1000000, -100, 100, 1),
-    Float(11, 12, "Y Scale", 100, -100000, 100000, -100, 100, 1),
-    Float(12, 13, "Z Scale", 100, -100000, 100000, -100, 100, 1),
+    Percent(Float(10, 11, "X Scale", 100, -1000000, 1000000, -100, 100, 1)),
+    Percent(Float(11, 12, "Y Scale", 100, -100000, 100000, -100, 100, 1)),
+    Percent(Float(12, 13, "Z Scale", 100, -100000, 100000, -100, 100, 1)),
     Popup(13, 7, "Effect Only Group", kGroupChoicesAll, 12, kParamFlagsSup),
 };
 

@@ -214,7 +214,8 @@ PF_Err GatherLayer(GatherContext& context, AEGP_LayerH layer, const A_Time& time
     FillScales(store);
     if (!err) err = RunEffectors(context, layer, time, message, vertexEffectors);
     if (!store.faces.empty() && !err) {
-        if (ComputeFaceCentroids(store)) ComputeFaceColors(store);
+        ComputeFaceCentroids(store);
+        ComputeFaceColors(store);
     }
     if (!store.faces.empty()) ResetFaceRotations(store);
     if (!err) err = RunEffectors(context, layer, time, message, faceEffectors);

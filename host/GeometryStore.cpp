@@ -57,15 +57,18 @@ bool ComputeFaceCentroids(GeometryStore& store) {
 }
 
 void ComputeFaceColors(GeometryStore& store) {
+    // Every face gets its three colours, even one that got no centroid, so that the colour
+    // arrays line up with the faces; a corner outside the colours reads as transparent black
+    // rather than past the array.
+    auto colorAt = [&](int64_t i) {
+        return i >= 0 && size_t(i) < store.colors.size() ? store.colors[size_t(i)] : Color4f{};
+    };
     for (const ObjectRange& range : store.ranges) {
         for (uint32_t f = range.faceStart; f < range.faceStart + range.faceCount; ++f) {
             const Vec3i& face = store.faces.at(f);
-            store.faceColorsA.push_back(
-                store.colors.at(size_t(face.x + int64_t(range.vertexStart))));
-            store.faceColorsB.push_back(
-                store.colors.at(size_t(face.y + int64_t(range.vertexStart))));
-            store.faceColorsC.push_back(
-                store.colors.at(size_t(face.z + int64_t(range.vertexStart))));
+            store.faceColorsA.push_back(colorAt(face.x + int64_t(range.vertexStart)));
+            store.faceColorsB.push_back(colorAt(face.y + int64_t(range.vertexStart)));
+            store.faceColorsC.push_back(colorAt(face.z + int64_t(range.vertexStart)));
         }
     }
 }

@@ -93,6 +93,12 @@ constexpr ParamSpec LightNameText(int32_t index, int32_t disk, const char* name)
     return s;
 }
 
+// A slider the host shows in percent.
+constexpr ParamSpec Percent(ParamSpec s) {
+    s.unit = ParamUnit::Percent;
+    return s;
+}
+
 constexpr ParamSpec GroupStart(int32_t index, int32_t disk, const char* name) {
     return Row(index, disk, PF_Param_GROUP_START, name);
 }

@@ -54,12 +54,6 @@ constexpr ParamSpec StartsOff(ParamSpec s) {
     return s;
 }
 
-// A slider shown in percent.
-constexpr ParamSpec Percent(ParamSpec s) {
-    s.unit = ParamUnit::Percent;
-    return s;
-}
-
 constexpr ParamSpec kTable[] = {
     Row(0, 0, PF_Param_LAYER, "input"),
     Row(1, 26, PF_Param_LAYER, "OBJ Layer", 0, kParamFlagsSup),

@@ -46,7 +46,8 @@ std::string DescribeParamRange(const ParamSpec& spec) {
         case PF_Param_FLOAT_SLIDER:
         case PF_Param_SLIDER:
         case PF_Param_FIX_SLIDER:
-            return fmt::format("{}; valid {}..{}; slider {}..{}", spec.def[0], spec.validMin,
+            return fmt::format("{}{}; valid {}..{}; slider {}..{}", spec.def[0],
+                               spec.unit == ParamUnit::Percent ? "%" : "", spec.validMin,
                                spec.validMax, spec.sliderMin, spec.sliderMax);
         case PF_Param_POPUP:
             return fmt::format("{} of \"{}\"", spec.def[0], spec.text);

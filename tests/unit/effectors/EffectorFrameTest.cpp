@@ -70,10 +70,11 @@ TEST(EffectorFrame, HardEdgedLightFieldActsOnlyWithinItsRadius) {
                  R"j("Noise Amplitude": 80, "Use Lights for Noise": true,
                     "Get Fade Out From": "None")j");
     const GeometryStore g = s.gather();
-    // x = 0 (d 0) and x = 100 (d = r = 100, the edge itself) are reached; x = 200 is not.
+    // x = 0 (d 0) and x = 100 (d = r = 100, the edge itself) are reached; x = 200 is not. On
+    // the hard edge q is 0/0: the weight is no number, and so is the vertex.
     EXPECT_FLOAT_EQ(g.positions[0].x, 0 + NoiseAt(0, 0) * 80);
     EXPECT_FLOAT_EQ(g.positions[0].y, 50 + NoiseAt(0, 1) * 80);
-    EXPECT_FLOAT_EQ(g.positions[1].x, 100 + NoiseAt(1, 0) * 80);
+    EXPECT_TRUE(std::isnan(g.positions[1].x));
     EXPECT_EQ(g.positions[2].x, 200.0f);
     EXPECT_EQ(g.positions[2].y, 50.0f);
 }
@@ -101,8 +102,9 @@ TEST(EffectorFrame, AmplitudeFromIntensityAndTheWordPrefix) {
                     "Noise Effector Name Begins": "Lights", "Get Effector Radius From": "None",
                     "Get Fade Out From": "None", "Get Amplitude From": "Intensity")j");
     const GeometryStore g = s.gather();
-    // Radius None is 0: only the vertex exactly at the light moves, by the intensity itself.
-    EXPECT_FLOAT_EQ(g.positions[0].x, NoiseAt(0, 0) * 40);
+    // Radius None is 0: only the vertex exactly at the light is reached, where d / r is 0/0 and
+    // the weight no number; the other lights' vertices stay.
+    EXPECT_TRUE(std::isnan(g.positions[0].x));
     EXPECT_EQ(g.positions[1].x, 100.0f);
 }
 
@@ -122,7 +124,8 @@ TEST(EffectorFrame, ColourAmountFromALightIsAFraction) {
                     "Get Effector Radius From": "None", "Get Fade Out From": "None",
                     "Get Amplitude From": "Intensity")j");
     const GeometryStore g = s.gather();
-    EXPECT_FLOAT_EQ(g.colors[0].a, std::clamp(0.5f + NoiseAt(0, 3) * 0.5f, 0.0f, 1.0f));
+    // Radius 0: the vertex at the light is reached with a weight of no number.
+    EXPECT_TRUE(std::isnan(g.colors[0].a));
     EXPECT_EQ(g.colors[1].a, 0.5f);
 }
 

@@ -39,6 +39,13 @@ TEST(GeometryStore, FaceWithCornerOutsideGetsNoCentroid) {
     EXPECT_FALSE(ComputeFaceCentroids(s));
     EXPECT_EQ(s.faceCentroids.size(), 1u);  // shorter than faces
     EXPECT_EQ(s.faces.size(), 2u);
+    // The colours are computed regardless, one per face; the missing corner is transparent.
+    ComputeFaceColors(s);
+    ASSERT_EQ(s.faceColorsA.size(), 2u);
+    ASSERT_EQ(s.faceColorsC.size(), 2u);
+    EXPECT_EQ(s.faceColorsA[1], (Color4f{1, 0, 0, 1}));
+    EXPECT_EQ(s.faceColorsB[1], (Color4f{0, 1, 0, 1}));
+    EXPECT_EQ(s.faceColorsC[1], (Color4f{}));
 }
 
 TEST(GeometryStore, FacesAreRelativeToTheirSourceFirstVertex) {

@@ -137,9 +137,17 @@ TEST(EffectorFrame, AxisSelectionAndFalloff) {
     EXPECT_TRUE(FieldWeight(f, 7.5, w));
     EXPECT_NEAR(w, 0.5, 1e-6);
     EXPECT_FALSE(FieldWeight(f, 10.5, w));
-    FieldRecord point;  // radius 0 acts only at its centre
+    FieldRecord point;  // radius 0 acts only at its centre, where 0/0 leaves no number
     EXPECT_TRUE(FieldWeight(point, 0, w));
+    EXPECT_TRUE(std::isnan(w));
     EXPECT_FALSE(FieldWeight(point, 0.001, w));
+    FieldRecord hard;  // fade 0: weight 1 inside, and no number exactly on the edge
+    hard.radius = 10;
+    hard.fade = 0;
+    EXPECT_TRUE(FieldWeight(hard, 9.99, w));
+    EXPECT_DOUBLE_EQ(w, 1.0);
+    EXPECT_TRUE(FieldWeight(hard, 10, w));
+    EXPECT_TRUE(std::isnan(w));
 }
 
 TEST(NoiseEffector, ZeroAmplitudeLeavesGeometryAndUnusedGroupDoesNothing) {
@@ -224,7 +232,8 @@ TEST(Noise, CompatibilityGeneratorMatchesAPlainImplementation) {
     s.rate = 0.5;
     const Perlin table(s.octaves, s.seed);
     const PlainPerlin plain(s.seed);
-    for (const auto& [ix, iy, iz] : {std::tuple{0, 0, 0}, std::tuple{2, 5, 1}, std::tuple{7, 3, 4}}) {
+    for (const auto& [ix, iy, iz] :
+         {std::tuple{0, 0, 0}, std::tuple{2, 5, 1}, std::tuple{7, 3, 4}}) {
         float n[4];
         CompatibilityNoise(s, table, ix, iy, iz, n);
         const float sx = 1.0f - 0.001f;
