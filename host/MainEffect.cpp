@@ -6,6 +6,7 @@
 
 #include "engines/gl/GlGlobals.h"
 #include "engines/gl/GlLog.h"
+#include "host/IdleSuiteAccess.h"
 #include "host/EffectTemplate.h"
 #include "host/FrameDriver.h"
 #include "host/Gather.h"
@@ -21,8 +22,6 @@ namespace {
 constexpr uint32_t kMainOutFlags = 0x88001;
 constexpr uint32_t kMainOutFlags2AtSetup = 0x201406;
 constexpr uint32_t kMainOutFlags2OnExit = 0x200001;
-constexpr const char* kIdleSuiteLoadError = "Couldn't load Tavr suite.";
-constexpr const char* kIdleSuiteMissing = "No Tavr Idle Suite Found! Cannot Add to Stack.";
 
 // The main effect's global data: word 0 reserved, word 1 the GL framework (null without one).
 struct GlobalRecord {
@@ -78,7 +77,7 @@ PF_Err SequenceSetup(PF_InData* in_data, PF_OutData* out_data) {
     HostServices* host = &suites.host();
     idle->panelNotify();
     idle->queueTask([host, layer] { AddDefaultRenderer(*host, layer); });
-    suites->releaseIdleSuite(idle);
+    ReleaseIdleSuite(suites.host(), idle);
     return PF_Err_NONE;
 }
 

@@ -1,3 +1,4 @@
+#include "host/IdleSuiteAccess.h"
 #include "host/MainParams.h"
 
 #include <ctime>
@@ -139,7 +140,7 @@ PF_Err MainUserChangedParam(PF_InData* in_data, PF_OutData* /*out_data*/, PF_Par
             case kMainTogglePanel:
                 if (IdleSuite* idle = host.acquireIdleSuite()) {
                     idle->panelNotify();
-                    host.releaseIdleSuite(idle);
+                    ReleaseIdleSuite(host, idle);
                 }
                 break;
             default:

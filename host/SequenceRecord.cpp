@@ -1,3 +1,4 @@
+#include "host/IdleSuiteAccess.h"
 #include "host/SequenceRecord.h"
 
 #include <cstdio>
@@ -132,7 +133,7 @@ PF_Err ResetupSequence(PF_InData* in_data, PF_OutData* out_data) {
                 FreshInstanceId(host, record.instanceId);
                 if (IdleSuite* idle = host.acquireIdleSuite()) {
                     idle->instanceIdChanged();
-                    host.releaseIdleSuite(idle);
+                    ReleaseIdleSuite(host, idle);
                 }
             }
             std::memcpy(fresh, &record, sizeof record);

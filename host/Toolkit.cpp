@@ -1,6 +1,7 @@
 // "Tavrin Toolkit": adds sources, effectors and renderers to its layer from three menus. A choice
 // is queued for idle time (a host lets no effect change its layer's stack inside a parameter
 // change), lands after the last effect of its kind, and the menu returns to "None".
+#include "host/IdleSuiteAccess.h"
 #include "host/Toolkit.h"
 
 #include <string>
@@ -15,9 +16,6 @@
 namespace tv {
 
 namespace {
-
-constexpr const char* kIdleSuiteLoadError = "Couldn't load Tavr suite.";
-constexpr const char* kIdleSuiteMissing = "No Tavr Idle Suite Found! Cannot Add to Stack.";
 
 // The menu text of each match name; any other shows "Not Found".
 constexpr std::pair<const char*, const char*> kMenuNames[] = {
@@ -117,7 +115,7 @@ PF_Err UserChanged(PF_InData* in, PF_OutData* out, PF_ParamDef*[], void*) {
                 HostServices* h = &host;
                 idle->queueTask([h, layer, key] { AddToStack(*h, layer, key); });
             }
-            host.releaseIdleSuite(idle);
+            ReleaseIdleSuite(host, idle);
         }
     }
     // Every menu goes back to "None".

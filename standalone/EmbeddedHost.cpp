@@ -1259,7 +1259,9 @@ void EmbeddedHost::newGuid(uint8_t out[16]) {
 IdleSuite* EmbeddedHost::acquireIdleSuite() {
     return idleAvailable_ ? idle_.get() : nullptr;
 }
-void EmbeddedHost::releaseIdleSuite(IdleSuite*) {}
+void EmbeddedHost::releaseIdleSuite(IdleSuite*) {
+    if (idleReleaseFails_) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
+}
 
 PF_Err EmbeddedHost::iterate(int32_t count, const std::function<PF_Err(int32_t)>& fn) {
     std::atomic<PF_Err> first{PF_Err_NONE};

@@ -79,6 +79,8 @@ class EmbeddedHost : public HostServices {
     size_t pendingIdleTasks() const;
     // Makes the idle suite unavailable (as when its companion is missing).
     void setIdleSuiteAvailable(bool available) { idleAvailable_ = available; }
+    // Makes giving the idle suite back fail (as a host whose suite went away meanwhile).
+    void setIdleReleaseFails(bool fails) { idleReleaseFails_ = fails; }
 
     // The diagnostic lines the effects printed, and the user messages they reported.
     std::vector<std::string> takeDiagnostics();
@@ -221,6 +223,7 @@ class EmbeddedHost : public HostServices {
     std::vector<std::function<void()>> idleTasks_;
     std::unique_ptr<Idle> idle_;
     bool idleAvailable_ = true;
+    bool idleReleaseFails_ = false;
 
     mutable std::mutex messagesMutex_;
     std::vector<std::string> diagnostics_;

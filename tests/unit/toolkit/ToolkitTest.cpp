@@ -2,6 +2,8 @@
 // effect after the last of its kind, and the menus returning to "None".
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <string>
 #include <vector>
 
@@ -100,6 +102,18 @@ TEST(Toolkit, WithoutTheIdleSuiteItSaysSoAndTheMenuStillReturns) {
               PF_Err_NONE);
     EXPECT_STREQ(out.return_msg, "No Tavr Idle Suite Found! Cannot Add to Stack.");
     EXPECT_EQ(s.kit->params[3].value.u.popup, 1);
+}
+
+TEST(Toolkit, AFailedReleaseOfTheIdleSuiteIsSaidAndTheChoiceStands) {
+    Stack s;
+    s.host.setIdleReleaseFails(true);
+    s.host.takeDiagnostics();
+    ASSERT_EQ(s.choose(3, 2), PF_Err_NONE);
+    const auto lines = s.host.takeDiagnostics();
+    EXPECT_NE(std::find(lines.begin(), lines.end(), "Couldn't release Tavr Idle suite."),
+              lines.end());
+    s.host.runIdleTasks();
+    EXPECT_EQ(s.names().size(), 5u);  // the queued task still ran
 }
 
 TEST(Toolkit, ADocumentThatChoosesAddsTheEffect) {
