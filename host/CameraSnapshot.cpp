@@ -93,41 +93,58 @@ CameraSnapshot MakeCameraSnapshot(const PF_InData* in_data, double nearDistance,
     c.aspect = in_data->height ? double(in_data->width) / in_data->height : 0;
     c.coordinateSystem = mode;
 
-    const AEGP_EffectRefH self = host.effectFromInstance(0, in_data->effect_ref);
-    c.layer = host.effectLayer(self);
-    host.disposeEffect(self);
-    const AEGP_CompH comp = host.layerParentComp(c.layer);
-    int32_t cw = 0, ch = 0;
-    host.compDimensions(comp, &cw, &ch);
-    c.compWidth = float(cw);
-    c.compHeight = float(ch);
-
-    const A_Time compTime = host.convertEffectToCompTime(in_data->effect_ref, in_data->current_time,
-                                                         in_data->time_scale);
-    const HostCameraMatrix cm = host.effectCameraMatrix(in_data->effect_ref, compTime);
-    std::memcpy(c.cameraMatrix.m, cm.matrix, sizeof cm.matrix);
-    c.imagePlaneDistance = cm.imagePlaneDistance;
-    c.imagePlaneWidth = cm.imagePlaneWidth;
-    c.imagePlaneHeight = cm.imagePlaneHeight;
-    c.normalizeX = c.normalizeY = c.normalizeZ = float(cm.imagePlaneWidth);
+    // Each host call that fails leaves its defaults; the snapshot goes on and keeps the last
+    // failure's code.
+    auto call = [&c](auto&& f) {
+        try {
+            f();
+        } catch (const HostErrorCode& e) {
+            c.status = e.code;
+        }
+    };
+    call([&] {
+        const AEGP_EffectRefH self = host.effectFromInstance(0, in_data->effect_ref);
+        c.layer = host.effectLayer(self);
+        host.disposeEffect(self);
+    });
+    call([&] {
+        int32_t cw = 0, ch = 0;
+        host.compDimensions(host.layerParentComp(c.layer), &cw, &ch);
+        c.compWidth = float(cw);
+        c.compHeight = float(ch);
+    });
+    A_Time compTime{in_data->current_time, in_data->time_scale};
+    call([&] {
+        compTime = host.convertEffectToCompTime(in_data->effect_ref, in_data->current_time,
+                                                in_data->time_scale);
+    });
+    call([&] {
+        const HostCameraMatrix cm = host.effectCameraMatrix(in_data->effect_ref, compTime);
+        std::memcpy(c.cameraMatrix.m, cm.matrix, sizeof cm.matrix);
+        c.imagePlaneDistance = cm.imagePlaneDistance;
+        c.imagePlaneWidth = cm.imagePlaneWidth;
+        c.imagePlaneHeight = cm.imagePlaneHeight;
+    });
+    c.normalizeX = c.normalizeY = c.normalizeZ = float(c.imagePlaneWidth);
     c.nearPlane = float(nearDistance / c.normalizeX);
     c.farPlane = float(farDistance / c.normalizeX);
 
-    c.cameraLayer = host.effectCamera(in_data->effect_ref, compTime);
+    call([&] { c.cameraLayer = host.effectCamera(in_data->effect_ref, compTime); });
     if (c.cameraLayer) {
-        double v[4];
-        host.layerStreamValue(c.cameraLayer, 14, compTime, v);
-        c.aperture = v[0];
-        host.layerStreamValue(c.cameraLayer, 13, compTime, v);
-        c.focusDistance = v[0];
-        host.layerStreamValue(c.cameraLayer, 15, compTime, v);
-        c.blurLevel = float(v[0]);
-        host.layerStreamValue(c.cameraLayer, 12, compTime, v);
-        c.depthOfField = v[0] != 0;
-        host.layerStreamValue(c.cameraLayer, 11, compTime, v);
-        c.zoom = v[0];
-        host.cameraFilmSize(c.cameraLayer, &c.filmSizeUnits, &c.filmSize);
-        c.cameraType = host.cameraType(c.cameraLayer);
+        auto stream = [&](int32_t id, auto set) {
+            call([&] {
+                double v[4];
+                host.layerStreamValue(c.cameraLayer, id, compTime, v);
+                set(v[0]);
+            });
+        };
+        stream(14, [&](double v) { c.aperture = v; });
+        stream(13, [&](double v) { c.focusDistance = v; });
+        stream(15, [&](double v) { c.blurLevel = float(v); });
+        stream(12, [&](double v) { c.depthOfField = v != 0; });
+        stream(11, [&](double v) { c.zoom = v; });
+        call([&] { host.cameraFilmSize(c.cameraLayer, &c.filmSizeUnits, &c.filmSize); });
+        call([&] { c.cameraType = host.cameraType(c.cameraLayer); });
     }
     c.filmExtent =
         c.filmSizeUnits == 1 ? c.compWidth

@@ -105,5 +105,40 @@ TEST(CameraEdges, FocusDistanceComesFromTheCameraLayer) {
     }
 }
 
+// A host whose camera aperture stream cannot be read.
+class NoApertureHost : public standalone::EmbeddedHost {
+  public:
+    void layerStreamValue(AEGP_LayerH layer, int32_t stream, const A_Time& t,
+                          double out[4]) override {
+        if (stream == 14) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
+        EmbeddedHost::layerStreamValue(layer, stream, t, out);
+    }
+};
+
+TEST(CameraEdges, AFailedHostCallLeavesItsDefaultAndTheLastCodeIsKept) {
+    NoApertureHost host;
+    standalone::LoadDocumentText(
+        R"({"tavrin": 1, "comps": [{"name": "C", "width": 200, "height": 100, "layers": [)" +
+            Camera(R"(, "focusDistance": 777)") +
+            R"({"name": "Fx", "solid": {}, "effects": [{"effect": "Tavrin"}]}]}]})",
+        "doc.json", host);
+    auto& comp = *host.project().comps[0];
+    PF_InData in;
+    in.pica_basicP = &host;
+    in.effect_ref = comp.layers.back()->effects[0]->uid;
+    in.width = 200;
+    in.height = 100;
+    in.time_scale = comp.timeScale();
+    const CameraSnapshot c = MakeCameraSnapshot(&in, 10, 30000, kLeftHanded);
+    EXPECT_EQ(c.status, PF_Err_BAD_CALLBACK_PARAM);
+    EXPECT_EQ(c.aperture, CameraSnapshot{}.aperture);  // left at its default
+    EXPECT_DOUBLE_EQ(c.focusDistance, 777);            // the calls after it still ran
+    EXPECT_TRUE(c.depthOfField);
+    EXPECT_NE(c.cameraLayer, 0u);
+    // Without the failure the code stays clear.
+    Scene plain(Camera(""));
+    EXPECT_EQ(plain.snapshot().status, PF_Err_NONE);
+}
+
 }  // namespace
 }  // namespace tv
