@@ -190,6 +190,10 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
     const Perlin table(p.noise.octaves, p.noise.seed);
     const AxisMask mask = AxisSelection(p.axis);
     std::vector<Vec3f>& locations = faces ? s.faceCentroids : s.positions;
+    // Along the normal: a vertex's own, or a face's from its corners.
+    const std::vector<Vec3f> faceNormals =
+        faces && p.axis == 8 && p.apply == 1 ? FaceNormals(s) : std::vector<Vec3f>{};
+    const std::vector<Vec3f>& normals = faces ? faceNormals : s.normals;
     // Each element reads and writes only its own entries, so blocks run in parallel.
     const uint32_t end = std::min<uint32_t>(range.start + range.count,
                                             uint32_t(faces ? s.faces.size() : s.lattice.size()));
@@ -222,10 +226,11 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
         switch (p.apply) {
             case 1:  // position
                 if (i >= locations.size()) break;
-                if (p.axis == 8 && !faces && i < s.normals.size()) {
-                    locations[i].x += s.normals[i].x * n[0];
-                    locations[i].y += s.normals[i].y * n[0];
-                    locations[i].z += s.normals[i].z * n[0];
+                if (p.axis == 8) {
+                    if (i >= normals.size()) break;
+                    locations[i].x += normals[i].x * n[0];
+                    locations[i].y += normals[i].y * n[0];
+                    locations[i].z += normals[i].z * n[0];
                 } else {
                     if (mask.x) locations[i].x += n[0];
                     if (mask.y) locations[i].y += n[1];

@@ -1,5 +1,7 @@
 #include "host/GeometryStore.h"
 
+#include <cmath>
+
 #include <cstddef>
 #include <mutex>
 #include <shared_mutex>
@@ -28,6 +30,31 @@ IndexRange GroupVertexRange(GeometryStore& store, int32_t group) {
 
 IndexRange GroupFaceRange(GeometryStore& store, int32_t group) {
     return LookupRange(store.faceGroups, group, store.faces.size());
+}
+
+std::vector<Vec3f> FaceNormals(const GeometryStore& store) {
+    std::vector<Vec3f> out(store.faces.size(), Vec3f{});
+    const size_t n = store.positions.size();
+    for (const ObjectRange& range : store.ranges) {
+        for (uint32_t f = range.faceStart;
+             f < range.faceStart + range.faceCount && f < store.faces.size(); ++f) {
+            const Vec3i& face = store.faces[f];
+            const int64_t ia = int64_t(face.x) + range.vertexStart;
+            const int64_t ib = int64_t(face.y) + range.vertexStart;
+            const int64_t ic = int64_t(face.z) + range.vertexStart;
+            if (ia < 0 || ib < 0 || ic < 0 || size_t(ia) >= n || size_t(ib) >= n || size_t(ic) >= n)
+                continue;
+            const Vec3f &a = store.positions[size_t(ia)], &b = store.positions[size_t(ib)],
+                        &c = store.positions[size_t(ic)];
+            const double u[3] = {b.x - a.x, b.y - a.y, b.z - a.z};
+            const double v[3] = {c.x - a.x, c.y - a.y, c.z - a.z};
+            const double x = u[1] * v[2] - u[2] * v[1], y = u[2] * v[0] - u[0] * v[2],
+                         z = u[0] * v[1] - u[1] * v[0];
+            const double len = std::sqrt(x * x + y * y + z * z);
+            if (len > 0) out[f] = {float(x / len), float(y / len), float(z / len)};
+        }
+    }
+    return out;
 }
 
 bool ComputeFaceCentroids(GeometryStore& store) {

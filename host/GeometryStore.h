@@ -85,6 +85,10 @@ struct IndexRange {
 IndexRange GroupVertexRange(GeometryStore& store, int32_t group);
 IndexRange GroupFaceRange(GeometryStore& store, int32_t group);
 
+// The unit normal of each face from its corners, (b - a) x (c - a); zero for a face with a corner
+// outside the store or no area.
+std::vector<Vec3f> FaceNormals(const GeometryStore& store);
+
 // Derived arrays, in the driver's order.
 // False when a face had a corner outside the store and got no centroid.
 bool ComputeFaceCentroids(GeometryStore& store);

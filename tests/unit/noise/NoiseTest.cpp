@@ -5,6 +5,7 @@
 #include "effectors/EffectorFrame.h"
 #include "effectors/NoiseGenerators.h"
 #include "host/Gather.h"
+#include "standalone/Document.h"
 #include "host/Random.h"
 #include "standalone/EmbeddedHost.h"
 
@@ -245,6 +246,48 @@ TEST(Noise, CompatibilityGeneratorMatchesAPlainImplementation) {
         EXPECT_NEAR(n[2], plain.Fbm(2, u + 5, v + 10, t + 14), 2e-5) << ix << iy << iz;
         EXPECT_NEAR(n[3], plain.Fbm(2, u + 7, v + 11, t + 15), 2e-5) << ix << iy << iz;
     }
+}
+
+GeometryStore GatherFacesNoise(double amplitude) {
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(
+        R"j({"tavrin": 1, "comps": [{"name": "C", "width": 200, "height": 200, "layers": [
+          {"name": "L", "solid": {}, "effects": [
+            {"effect": "Tavrin Primitives Object", "params": {"X Points": 4, "Y Points": 4,
+              "Z Points": 1, "Generate Faces": "XY", "X Rotate": 30}},
+            {"effect": "Tavrin Noise Effector", "params": {"Effector effects": "Faces",
+              "Apply Noise To (Faces)": "Position", "Apply Noise to Axis": "Normal",
+              "Noise Amplitude": )j" +
+            std::to_string(amplitude) + "}}]}]}]}",
+        "doc.json", host);
+    auto& comp = *host.project().comps[0];
+    ObjectMessage m;
+    InitObjectMessage(m);
+    EXPECT_EQ(Gather(host, comp.layers[0]->uid, comp.frameTime(0), m), 0);
+    GeometryStore g = *m.geometry;
+    DisposeObjectMessage(m);
+    return g;
+}
+
+TEST(NoiseEffector, FacesMoveAlongTheirOwnNormal) {
+    const GeometryStore still = GatherFacesNoise(0);
+    const GeometryStore moved = GatherFacesNoise(50);
+    ASSERT_FALSE(still.faceCentroids.empty());
+    ASSERT_EQ(still.faceCentroids.size(), moved.faceCentroids.size());
+    const std::vector<Vec3f> normals = FaceNormals(still);
+    int movedCount = 0;
+    for (size_t f = 0; f < still.faceCentroids.size(); ++f) {
+        const Vec3f& a = still.faceCentroids[f];
+        const Vec3f& b = moved.faceCentroids[f];
+        const double d[3] = {b.x - a.x, b.y - a.y, b.z - a.z};
+        const double len = std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]);
+        if (len < 1e-4) continue;
+        ++movedCount;
+        // The step is parallel to the face's normal (the plane is turned, so not along Z).
+        const double dot = (d[0] * normals[f].x + d[1] * normals[f].y + d[2] * normals[f].z) / len;
+        EXPECT_NEAR(std::abs(dot), 1.0, 1e-3) << f;
+    }
+    EXPECT_GT(movedCount, 0);
 }
 
 }  // namespace
