@@ -1,5 +1,7 @@
 #include "host/EffectTemplate.h"
 
+#include "host/ScriptBridge.h"
+
 #include <cstdio>
 #include <cstring>
 
@@ -103,8 +105,18 @@ PF_Err Dispatch(const EffectInfo& info, const SubEffectHandlers& h, PF_Cmd cmd, 
                                       : PF_Err_NONE;
         case PF_Cmd_UPDATE_PARAMS_UI:
             return h.updateParamsUI ? h.updateParamsUI(in_data, out_data, params) : PF_Err_NONE;
-        case PF_Cmd_EVENT:
-            return h.event ? h.event(in_data, out_data, params, extra) : PF_Err_NONE;
+        case PF_Cmd_EVENT: {
+            if (h.event) return h.event(in_data, out_data, params, extra);
+            // A click on a name filter opens its name dialog.
+            auto* event = static_cast<PF_EventExtra*>(extra);
+            if (!event || event->e_type != PF_Event_DO_CLICK) return PF_Err_NONE;
+            const ParamTable table = info.params();
+            if (event->paramIndex <= 0 || size_t(event->paramIndex) >= table.size())
+                return PF_Err_NONE;
+            const ParamSpec& spec = table[size_t(event->paramIndex)];
+            if (spec.type != PF_Param_ARBITRARY_DATA || !*spec.text) return PF_Err_NONE;
+            return RunNameDialog(in_data, event->paramIndex, spec.text, event->changeFlags);
+        }
         case PF_Cmd_ARBITRARY_CALLBACK:
             return h.arbitraryCallback ? h.arbitraryCallback(in_data, out_data, extra)
                                        : PF_Err_NONE;

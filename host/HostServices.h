@@ -191,6 +191,14 @@ class HostServices {
     // The audio of layer parameter `index`, mixed to mono float samples at `rate` Hz, for
     // `lengthSeconds` from `startSeconds` of the effect's own time; silence where the layer has
     // no sound. Fails when the parameter names no layer with audio.
+    // ---- scripts ------------------------------------------------------------------------------
+    // Runs a script in the host's scripting engine; the result text of its last expression, or
+    // an error text.
+    virtual PF_Err executeScript(const std::string&, std::string& /*result*/,
+                                 std::string& /*error*/) {
+        ThrowMissingService();
+    }
+
     // ---- paths of the effect's own layer --------------------------------------------------
     // The number of masks of the layer the effect is on.
     virtual int32_t layerMaskCount(PF_ProgPtr) { ThrowMissingService(); }

@@ -238,6 +238,21 @@ struct PF_OutData {
     uint32_t out_flags2 = 0;
 };
 
+// The extra record of PF_Cmd_EVENT: a click in a parameter's custom UI, say.
+enum PF_EventType : int32_t {
+    PF_Event_NEW_CONTEXT = 0,
+    PF_Event_ACTIVATE = 1,
+    PF_Event_DO_CLICK = 2,
+    PF_Event_DRAG = 3,
+    PF_Event_DRAW = 4,
+};
+inline constexpr int32_t PF_ChangeFlag_CHANGED_VALUE = 1;
+struct PF_EventExtra {
+    PF_EventType e_type = PF_Event_DO_CLICK;
+    int32_t paramIndex = 0;   // the parameter whose UI got the event
+    int32_t changeFlags = 0;  // the effect says what it changed
+};
+
 // The extra record of PF_Cmd_ARBITRARY_CALLBACK.
 enum PF_ArbitraryFunc : int32_t {
     PF_Arbitrary_NEW_FUNC = 0,

@@ -84,8 +84,18 @@ constexpr ParamSpec Color(int32_t index, int32_t disk, const char* name, double 
 }
 
 // A name filter: a text parameter of custom UI (arbitrary data, the effectors' text tag).
-constexpr ParamSpec LightNameText(int32_t index, int32_t disk, const char* name) {
-    ParamSpec s = Row(index, disk, PF_Param_ARBITRARY_DATA, name);
+// The name dialogs a click on a name filter opens: title, a newline, label.
+inline constexpr const char* kSetLayerNameDialog =
+    "Set Layer Name\nOnly Layers that begin with this name are considered.";
+inline constexpr const char* kSetMaskNameDialog =
+    "Set Mask Name\nOnly Masks that begin with this name are considered.";
+inline constexpr const char* kSetLightNameDialog =
+    "Set Light Name\nOnly Lights that begin with this name are considered.";
+
+// A name filter: a text parameter whose click opens the given name dialog.
+constexpr ParamSpec LightNameText(int32_t index, int32_t disk, const char* name,
+                                  const char* dialog = kSetLightNameDialog) {
+    ParamSpec s = Row(index, disk, PF_Param_ARBITRARY_DATA, name, 0, 0, dialog);
     s.arbId = disk;
     s.arbRefcon = 0x41535072;
     s.uiWidth = 350;

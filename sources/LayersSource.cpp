@@ -72,7 +72,7 @@ constexpr ParamSpec kTable[] = {
     PopupCount(Popup(4, 1, "Layer Name begins with", "Light|Tavrin|Network|(-|Custom|Anything", 6,
                      kParamFlagsSup),
                5, PF_PUI_NO_ECW_UI),
-    LightNameText(5, 30, "Layer Name Begins with"),
+    LightNameText(5, 30, "Layer Name Begins with", kSetLayerNameDialog),
     Checkbox(6, 4, "Get Color from Layers", true, kParamFlagsSup),
     Color(7, 6, "Color", 1, 1, 1),
     Checkbox(8, 5, "Get Opacity from Intensity", true, kParamFlagsSup),

@@ -71,7 +71,7 @@ constexpr ParamSpec kTable[] = {
     PopupCount(Popup(1, 1, "Mask Name begins with", "Mask|Tavrin|Network|(-|Custom|All Masks", 6,
                      kParamFlagsSup),
                5, PF_PUI_NO_ECW_UI),
-    LightNameText(2, 32, "Mask Name Begins with"),
+    LightNameText(2, 32, "Mask Name Begins with", kSetMaskNameDialog),
     WithUi(Checkbox(3, 4, "Each Mask as a Separate Object", true, kParamFlagsSup),
            PF_PUI_STD_CONTROL_ONLY | PF_PUI_NO_ECW_UI),
     Checkbox(4, 5, "Subdivide Masks", true, kParamFlagsSup),

@@ -63,6 +63,15 @@ struct Reader {
     mutable std::vector<std::pair<EffectInstance*, int32_t>> textsGiven;
     mutable std::vector<std::pair<EffectInstance*, int32_t>> popupsGiven;  // popups it set
     mutable std::vector<EffectInstance*> recordsGiven;  // saved instances: every value given
+    // Clicks the document makes once everything is loaded, with the dialog answers they need.
+    struct DialogClick {
+        EffectInstance* instance = nullptr;
+        A_Time time{0, 1};
+        int32_t paramIndex = 0;  // 0: the effect's options button (its own dialog)
+        std::string title;
+        std::string answer;
+    };
+    mutable std::vector<DialogClick> clicks;
 
     [[noreturn]] void fail(const std::string& path, const std::string& message) const {
         throw DocumentError(file, path, message);
@@ -235,7 +244,7 @@ void ReadAnimated(const Reader& r, const json& v, const std::string& path, int n
     }
     out.value = out.keys.front().v;
 }
-const std::vector<std::string> kEffectKeys = {"effect", "enabled", "params", "sequence"};
+const std::vector<std::string> kEffectKeys = {"effect", "enabled", "params", "sequence", "dialogs"};
 
 // A colour gradient: a list of stops {"position": 0..1, "color": colour, "alpha": 0..1}, in rising
 // order of position.
@@ -492,6 +501,59 @@ void ReadStaticParam(const Reader& r, const ParamSpec& spec, const json& v, cons
     }
 }
 
+std::string ExistingFile(const Reader& r, const json& v, const std::string& path);
+
+// "dialogs": [{"click": "<name filter or Import OBJ>", "answer": ...}]: what the user clicks in
+// the effect's controls once the document is open, and what they enter in the dialog that opens.
+void ReadDialogs(const Reader& r, const json& list, const std::string& path,
+                 EffectInstance& instance, const Comp& comp) {
+    if (!list.is_array()) r.fail(path, "expected a list of {\"click\": ..., \"answer\": ...}");
+    const InstalledEffect* fx = r.host.installedEffect(instance.key);
+    for (size_t i = 0; i < list.size(); ++i) {
+        const std::string ipath = path + "[" + std::to_string(i) + "]";
+        const json& d = list[i];
+        r.checkKeys(d, ipath, {"click", "answer"});
+        if (!d.contains("click")) r.fail(ipath, "missing \"click\": what the user clicks");
+        if (!d.contains("answer")) r.fail(ipath, "missing \"answer\": what the dialog gets");
+        const std::string click = r.text(d["click"], ipath + ".click");
+        Reader::DialogClick c;
+        c.instance = &instance;
+        c.time = A_Time{0, comp.timeScale()};
+        std::vector<std::string> clickable;
+        for (const ParamSpec& spec : fx->params)
+            if (spec.type == PF_Param_ARBITRARY_DATA && *spec.text) {
+                clickable.push_back(spec.name);
+                if (click == spec.name) {
+                    c.paramIndex = spec.index;
+                    const std::string_view dialog = spec.text;
+                    c.title = std::string(dialog.substr(0, dialog.find('\n')));
+                }
+            }
+        const bool objImport = fx->matchName == "KDL TAVRSRC OBJ";
+        if (objImport) clickable.push_back("Import OBJ");
+        if (objImport && click == "Import OBJ") {
+            const json& a = d["answer"];
+            r.checkKeys(a, ipath + ".answer", {"file", "sequence", "alphabetical", "relative"});
+            if (!a.contains("file")) r.fail(ipath + ".answer", "missing \"file\": the OBJ file");
+            auto flag = [&](const char* key) {
+                return a.contains(key) && r.boolean(a[key], ipath + ".answer." + key);
+            };
+            const std::string file = ExistingFile(r, a["file"], ipath + ".answer.file");
+            c.title = "Import OBJ";
+            c.answer = "1\n" + file + "\n" + (flag("sequence") ? "1" : "0") + "\n" +
+                       (flag("alphabetical") ? "1" : "0") + "\n" + (flag("relative") ? "1" : "0") +
+                       "\n0";
+        } else if (c.paramIndex > 0) {
+            c.answer = r.text(d["answer"], ipath + ".answer");
+        } else {
+            r.fail(ipath + ".click", "\"" + fx->displayName + "\" has nothing called \"" + click +
+                                         "\" that opens a dialog; " +
+                                         NearestNames(click, clickable));
+        }
+        r.clicks.push_back(std::move(c));
+    }
+}
+
 void ReadEffect(const Reader& r, const json& e, const std::string& path, Layer& layer, Comp& comp,
                 std::vector<PendingLayerParam>& pending) {
     r.checkKeys(e, path, kEffectKeys);
@@ -522,6 +584,7 @@ void ReadEffect(const Reader& r, const json& e, const std::string& path, Layer& 
                               nullptr, nullptr, PF_InFlag_PROJECT_IS_RENDER_ONLY) != PF_Err_NONE)
             r.fail(spath, "the effect refused this record; remove \"sequence\" to start afresh");
     }
+    if (e.contains("dialogs")) ReadDialogs(r, e["dialogs"], path + ".dialogs", instance, comp);
     if (!e.contains("params")) return;
     const json& params = e["params"];
     if (!params.is_object())
@@ -1052,7 +1115,8 @@ std::string NearestNames(const std::string& name, const std::vector<std::string>
 }
 
 void LoadDocumentText(const std::string& text, const std::string& file, EmbeddedHost& host) {
-    Reader r{file, std::filesystem::path(file).parent_path(), host, {}, {}, {}};
+    Reader r{file, std::filesystem::path(file).parent_path(), host, {}, {}, {}, {}};
+    host.setProjectPath(std::filesystem::absolute(file).lexically_normal().string());
     const json doc = ParseDocumentJson(text, file);
     r.checkKeys(doc, "$", kDocumentKeys);
     if (!doc.contains("tavrin") || doc["tavrin"] != 1)
@@ -1192,6 +1256,15 @@ void LoadDocumentText(const std::string& text, const std::string& file, Embedded
         def.u.arbData = host.handleFromBytes(givenBytes[i]);
     }
     host.runIdleTasks();
+    // The document's clicks, in order, each with its dialog's answer ready.
+    for (const Reader::DialogClick& c : r.clicks) {
+        host.queueDialogAnswer(c.title, c.answer);
+        if (c.paramIndex > 0)
+            host.clickParam(*c.instance, c.paramIndex, c.time);
+        else
+            host.callEffect(*c.instance, PF_Cmd_DO_DIALOG, c.time, nullptr);
+        host.runIdleTasks();
+    }
 }
 
 void LoadDocumentFile(const std::string& file, EmbeddedHost& host) {

@@ -74,6 +74,16 @@ class EmbeddedHost : public HostServices {
     // The about text of an installed effect.
     std::string aboutText(AEGP_InstalledEffectKey key);
 
+    // The project's file (the document's path); empty for a project never saved.
+    void setProjectPath(std::string path) { projectPath_ = std::move(path); }
+    const std::string& projectPath() const { return projectPath_; }
+    // This host runs no script engine: a dialog a script would open is answered with the text
+    // given here for its title (once, in order), and without one as if cancelled.
+    void queueDialogAnswer(const std::string& title, std::string answer);
+    size_t pendingDialogAnswers() const;
+    // A click in a parameter's custom UI (a name filter opens its dialog); the change flags.
+    int32_t clickParam(EffectInstance& instance, int32_t index, const A_Time& time);
+
     // Runs and empties the idle queue, as a host does when it is idle.
     void runIdleTasks();
     size_t pendingIdleTasks() const;
@@ -164,6 +174,7 @@ class EmbeddedHost : public HostServices {
     PF_Err checkinLayerFrame(PF_EffectWorld*) override;
     A_Time layerDuration(AEGP_LayerH) override;
     PF_Err layerAudio(PF_ProgPtr, int32_t, double, double, int32_t, std::vector<float>&) override;
+    PF_Err executeScript(const std::string&, std::string&, std::string&) override;
     int32_t layerMaskCount(PF_ProgPtr) override;
     PF_Err layerMask(PF_ProgPtr, int32_t, const A_Time&, MaskData&) override;
     PF_Err layerTextOutlines(PF_ProgPtr, const A_Time&, std::vector<BezierPath>&) override;
@@ -223,6 +234,8 @@ class EmbeddedHost : public HostServices {
     std::vector<std::function<void()>> idleTasks_;
     std::unique_ptr<Idle> idle_;
     bool idleAvailable_ = true;
+    std::string projectPath_;
+    std::vector<std::pair<std::string, std::string>> dialogAnswers_;
     bool idleReleaseFails_ = false;
 
     mutable std::mutex messagesMutex_;
