@@ -120,6 +120,8 @@ PF_Err Dispatch(const EffectInfo& info, const SubEffectHandlers& h, PF_Cmd cmd, 
         case PF_Cmd_ARBITRARY_CALLBACK:
             return h.arbitraryCallback ? h.arbitraryCallback(in_data, out_data, extra)
                                        : PF_Err_NONE;
+        case PF_Cmd_DO_DIALOG:
+            return h.doDialog ? h.doDialog(in_data, out_data) : PF_Err_NONE;
         case PF_Cmd_FRAME_SETUP:
             return h.frameSetup ? h.frameSetup(in_data, out_data, params) : PF_Err_NONE;
         case PF_Cmd_COMPLETELY_GENERAL: {

@@ -17,6 +17,8 @@ struct SubEffectHandlers {
     PF_Err (*event)(PF_InData*, PF_OutData*, PF_ParamDef*[], void* extra) = nullptr;
     PF_Err (*arbitraryCallback)(PF_InData*, PF_OutData*, void* extra) = nullptr;
     PF_Err (*frameSetup)(PF_InData*, PF_OutData*, PF_ParamDef*[]) = nullptr;
+    // The options button (PF_Cmd_DO_DIALOG).
+    PF_Err (*doDialog)(PF_InData*, PF_OutData*) = nullptr;
     bool queryDynamicFlags = true;  // Transform and Legacy have no such case
     // Runs after the shared QUERY_DYNAMIC_FLAGS step, for effects whose flags depend on values.
     PF_Err (*dynamicFlags)(PF_InData*, PF_OutData*) = nullptr;

@@ -191,6 +191,20 @@ class HostServices {
     // The audio of layer parameter `index`, mixed to mono float samples at `rate` Hz, for
     // `lengthSeconds` from `startSeconds` of the effect's own time; silence where the layer has
     // no sound. Fails when the parameter names no layer with audio.
+    // ---- footage of the project ------------------------------------------------------------
+    // The footage whose file is `path`, or whose comment is (then `byComment` is set); 0: none.
+    virtual AEGP_ItemH findFootage(const std::string& /*path*/, bool& /*byComment*/) {
+        ThrowMissingService();
+    }
+    // Imports OBJ footage of these files (a sequence when more than one; a placeholder when
+    // none) with the comment given.
+    virtual AEGP_ItemH importFootage(const std::vector<std::string>&, const std::string&) {
+        ThrowMissingService();
+    }
+    // A layer of the comp that shows the item, or 0; and a new one.
+    virtual AEGP_LayerH compLayerOfItem(AEGP_CompH, AEGP_ItemH) { ThrowMissingService(); }
+    virtual AEGP_LayerH addLayerOfItem(AEGP_CompH, AEGP_ItemH) { ThrowMissingService(); }
+
     // ---- scripts ------------------------------------------------------------------------------
     // Runs a script in the host's scripting engine; the result text of its last expression, or
     // an error text.

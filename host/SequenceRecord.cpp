@@ -1,4 +1,3 @@
-#include "host/IdleSuiteAccess.h"
 #include "host/SequenceRecord.h"
 
 #include <cstdio>
@@ -6,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/IdleSuiteAccess.h"
 #include "host/SuiteCache.h"
 #include "host/TextParam.h"
 
@@ -217,6 +217,51 @@ PF_Err MigrateLegacyText(PF_InData* in_data, int32_t paramIndex, const std::stri
     }
     host.unlockHandle(in_data->sequence_data);
     return err;
+}
+
+std::string ReadRecordText(PF_InData* in_data) {
+    SuiteCache suites(in_data);
+    HostServices& host = suites.host();
+    if (!in_data->sequence_data) return {};
+    const uint64_t size = host.handleSize(in_data->sequence_data);
+    auto* bytes = static_cast<const uint8_t*>(host.lockHandle(in_data->sequence_data));
+    if (!bytes) return {};
+    std::string text;
+    if (size >= sizeof(SequenceRecord)) {
+        SequenceRecord record;
+        std::memcpy(&record, bytes, sizeof record);
+        const uint64_t n = std::min<uint64_t>(record.textLength, size - sizeof record);
+        text.assign(reinterpret_cast<const char*>(bytes + sizeof record), size_t(n));
+        // Stored zero-terminated: the terminator is not part of the text.
+        if (const size_t end = text.find('\0'); end != std::string::npos) text.resize(end);
+    }
+    host.unlockHandle(in_data->sequence_data);
+    return text;
+}
+
+PF_Err WriteRecordText(PF_InData* in_data, PF_OutData* out_data, const std::string& text) {
+    SuiteCache suites(in_data);
+    HostServices& host = suites.host();
+    SequenceRecord record;
+    if (in_data->sequence_data) {
+        const uint64_t size = host.handleSize(in_data->sequence_data);
+        auto* bytes = static_cast<const uint8_t*>(host.lockHandle(in_data->sequence_data));
+        if (!bytes) return PF_Err_OUT_OF_MEMORY;
+        std::memcpy(&record, bytes, std::min<uint64_t>(size, sizeof record));
+        host.unlockHandle(in_data->sequence_data);
+    }
+    record.textLength = text.size() + 1;
+    const PF_Handle handle = host.newHandle(sizeof record + text.size() + 1);
+    auto* bytes = static_cast<uint8_t*>(host.lockHandle(handle));
+    if (!bytes) return PF_Err_OUT_OF_MEMORY;
+    std::memcpy(bytes, &record, sizeof record);
+    std::memcpy(bytes + sizeof record, text.data(), text.size());
+    bytes[sizeof record + text.size()] = 0;
+    host.unlockHandle(handle);
+    // The host owns the old record and lets it go when it takes the new one.
+    in_data->sequence_data = handle;
+    out_data->sequence_data = handle;
+    return PF_Err_NONE;
 }
 
 }  // namespace tv

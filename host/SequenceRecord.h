@@ -47,6 +47,12 @@ bool MarkOnce(PF_InData* in_data, uint16_t flag);
 // Moves legacy text into the text parameter `paramIndex` once (records older than 1.0.6).
 PF_Err MigrateLegacyText(PF_InData* in_data, int32_t paramIndex, const std::string& text);
 
+// The text kept after the record (a converted record's legacy text, or what an effect stores
+// there, such as the OBJ source's imported path); empty when there is none.
+std::string ReadRecordText(PF_InData* in_data);
+// Replaces that text: a new record handle goes to out_data (and in_data, for later calls).
+PF_Err WriteRecordText(PF_InData* in_data, PF_OutData* out_data, const std::string& text);
+
 // The 16 bytes of the instance id; false when the record cannot be locked.
 bool ReadInstanceId(PF_InData* in_data, std::array<uint8_t, 16>& out);
 // "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx", upper-case hex, fields as stored.

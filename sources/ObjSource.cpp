@@ -10,6 +10,7 @@
 #include "host/SuiteCache.h"
 #include "resources/EntryPoints.h"
 #include "sources/ObjGenerate.h"
+#include "sources/ObjImport.h"
 
 namespace tv {
 
@@ -210,9 +211,14 @@ PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
     return MarkOnce(in, kSeqFlagVisibilityCurrent) ? UpdateVisibility(in) : PF_Err_NONE;
 }
 
+PF_Err DoDialog(PF_InData* in, PF_OutData* out) {
+    return RunObjImport(in, out, kLayer, kIsSequence);
+}
+
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
     h.message = &Message;
+    h.doDialog = &DoDialog;
     h.userChangedParam = &UserChanged;
     h.updateParamsUI = &UpdateUI;
     return h;

@@ -131,6 +131,8 @@ struct Layer {
     std::string imagePath;              // image footage: the resolved file
     std::string sourceFile;             // footage, audio, text font: the resolved file
     std::vector<std::string> objFiles;  // OBJ footage: the resolved file of each frame
+    uint64_t sourceItem = 0;            // OBJ footage added from a project item: its uid
+    std::string comment;                // the footage's comment
     std::string objPattern;             // OBJ sequence: the resolved pattern (### for the number)
     int32_t objFirst = 0, objLast = 0;  // OBJ sequence: the numbers of its first and last files
     std::string text;                   // text layers: the string
@@ -168,8 +170,17 @@ struct Comp {
     A_Time frameTime(int64_t frame) const;
 };
 
+// A footage item imported into the project without a layer of its own yet (the OBJ import
+// dialog makes these); a placeholder has no files.
+struct FootageItem {
+    uint64_t uid = 0;
+    std::vector<std::string> files;
+    std::string comment;
+};
+
 struct Project {
     std::vector<std::unique_ptr<Comp>> comps;
+    std::vector<FootageItem> footage;
 };
 
 }  // namespace tv::standalone

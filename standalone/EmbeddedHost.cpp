@@ -410,6 +410,11 @@ PF_Err EmbeddedHost::callEffect(EffectInstance& instance, PF_Cmd cmd, const A_Ti
             instance.sequenceData = 0;
             break;
         default:
+            // A dialog or a click may hand back a new record (the OBJ source's stored path).
+            if (o.sequence_data && o.sequence_data != oldSequence) {
+                if (oldSequence) disposeHandle(oldSequence);
+                instance.sequenceData = o.sequence_data;
+            }
             break;
     }
     if (o.return_msg[0]) reportInfo(o.return_msg);

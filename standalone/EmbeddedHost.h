@@ -175,6 +175,10 @@ class EmbeddedHost : public HostServices {
     A_Time layerDuration(AEGP_LayerH) override;
     PF_Err layerAudio(PF_ProgPtr, int32_t, double, double, int32_t, std::vector<float>&) override;
     PF_Err executeScript(const std::string&, std::string&, std::string&) override;
+    AEGP_ItemH findFootage(const std::string&, bool&) override;
+    AEGP_ItemH importFootage(const std::vector<std::string>&, const std::string&) override;
+    AEGP_LayerH compLayerOfItem(AEGP_CompH, AEGP_ItemH) override;
+    AEGP_LayerH addLayerOfItem(AEGP_CompH, AEGP_ItemH) override;
     int32_t layerMaskCount(PF_ProgPtr) override;
     PF_Err layerMask(PF_ProgPtr, int32_t, const A_Time&, MaskData&) override;
     PF_Err layerTextOutlines(PF_ProgPtr, const A_Time&, std::vector<BezierPath>&) override;
