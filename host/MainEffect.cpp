@@ -7,6 +7,8 @@
 #include "engines/gl/GlGlobals.h"
 #include "engines/gl/GlLog.h"
 #include "host/IdleSuiteAccess.h"
+#include "host/ParamBuilders.h"
+#include "host/ScriptBridge.h"
 #include "host/EffectTemplate.h"
 #include "host/FrameDriver.h"
 #include "host/Gather.h"
@@ -140,6 +142,15 @@ PF_Err Dispatch(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDe
         case PF_Cmd_USER_CHANGED_PARAM:
             return MainUserChangedParam(in_data, out_data, params,
                                         static_cast<const PF_UserChangedParamExtra*>(extra));
+        case PF_Cmd_EVENT: {
+            // A click on the light filter opens its name dialog.
+            auto* event = static_cast<PF_EventExtra*>(extra);
+            if (!event || event->e_type != PF_Event_DO_CLICK ||
+                event->paramIndex != kMainLightNames)
+                return PF_Err_NONE;
+            return RunNameDialog(in_data, kMainLightNames, params::kSetLightNameDialog,
+                                 event->changeFlags);
+        }
         case PF_Cmd_UPDATE_PARAMS_UI:
             return MainUpdateParamsUI(in_data, out_data, params);
         case PF_Cmd_COMPLETELY_GENERAL:

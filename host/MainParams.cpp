@@ -25,7 +25,8 @@ using params::Popup;
 using params::Row;
 
 constexpr ParamSpec TextArb() {
-    ParamSpec s = Row(4, 3, PF_Param_ARBITRARY_DATA, "Light(s) Name Begins with");
+    ParamSpec s = Row(4, 3, PF_Param_ARBITRARY_DATA, "Light(s) Name Begins with", 0, 0,
+                      params::kSetLightNameDialog);
     s.arbId = 3;
     s.arbRefcon = kTextRefcon;
     s.uiFlags = 0x41;

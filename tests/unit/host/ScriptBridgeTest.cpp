@@ -100,6 +100,11 @@ TEST(NameDialogs, TheMaskAndLightFiltersHaveTheirDialogsToo) {
         Doc("Tavrin Noise Effector", R"([{"click": "Light Name Begins with", "answer": "Key"}])"),
         "doc.json", noise);
     EXPECT_EQ(TextOf(noise, 25), "Key");
+    standalone::EmbeddedHost main;
+    standalone::LoadDocumentText(
+        Doc("Tavrin", R"([{"click": "Light(s) Name Begins with", "answer": "Fill"}])"), "doc.json",
+        main);
+    EXPECT_EQ(TextOf(main, 4), "Fill");
 }
 
 TEST(NameDialogs, AnEmptyAnswerIsACancelAndLeavesTheText) {
