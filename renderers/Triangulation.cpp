@@ -1,6 +1,7 @@
 #include "renderers/Triangulation.h"
 
 #include <algorithm>
+#include <map>
 #include <array>
 #include <iterator>
 #include <cmath>
@@ -164,6 +165,39 @@ int32_t HullDimension(const std::vector<Vec3f>& positions, uint32_t start, uint3
     return 2;
 }
 
+namespace {
+
+// The corners of a closed outline given as its edges (facets of two ids), walked from the
+// first edge; a fan from the first corner. Nothing when the edges do not form one loop.
+void OutlineFan(const QhullFacets& facets, std::vector<int32_t>& out) {
+    std::map<int32_t, std::vector<int32_t>> next;
+    size_t at = 0;
+    for (const uint32_t size : facets.sizes) {
+        if (size != 2) return;
+        const int32_t a = facets.ids[at], b = facets.ids[at + 1];
+        next[a].push_back(b);
+        next[b].push_back(a);
+        at += size;
+    }
+    if (next.size() < 3) return;
+    for (const auto& [id, links] : next)
+        if (links.size() != 2) return;
+    std::vector<int32_t> loop = {next.begin()->first};
+    int32_t previous = -1, current = loop[0];
+    while (loop.size() < next.size()) {
+        const auto& links = next[current];
+        const int32_t step = links[0] != previous ? links[0] : links[1];
+        if (step == loop[0]) return;  // a loop shorter than the outline
+        previous = current;
+        current = step;
+        loop.push_back(current);
+    }
+    for (size_t k = 1; k + 1 < loop.size(); ++k)
+        out.insert(out.end(), {loop[0], loop[k], loop[k + 1]});
+}
+
+}  // namespace
+
 void QhullTriangleCandidates(int32_t renderMode, const std::vector<Vec3f>& positions,
                              uint32_t start, uint32_t count, std::vector<int32_t>& candidates,
                              std::ostream& log) {
@@ -186,6 +220,12 @@ void QhullTriangleCandidates(int32_t renderMode, const std::vector<Vec3f>& posit
     std::string error;
     if (!RunQhull(coords, dim, renderMode == kMeshTriangulation ? "d Qt" : "Qt", facets, error)) {
         log << error << '\n';
+        return;
+    }
+    // A two-dimensional hull is an outline of edges: its triangulation is a fan over the
+    // outline's corners in order, so a flat set's outer surface is the filled outline.
+    if (renderMode != kMeshTriangulation && dim == 2) {
+        OutlineFan(facets, candidates);
         return;
     }
     size_t at = 0;

@@ -129,14 +129,12 @@ TEST(QhullTriangles, DelaunayOfAPlanarGridCoversItWithHalfSquares) {
     EXPECT_EQ(distinct.size(), 24u);
 }
 
-TEST(QhullTriangles, OuterSurfaceOfAPlanarSetIsTwoDimensional) {
+TEST(QhullTriangles, OuterSurfaceOfAPlanarSetIsItsFilledOutline) {
     // On a plane that misses the origin the set goes to Qhull as x and y. Qhull's hull in two
-    // dimensions is the outline, whose facets are edges of two vertices: no triples.
+    // dimensions is the outline, whose facets are edges of two vertices; the outer surface is
+    // the outline's triangulation, a fan over its corners.
     const std::vector<Vec3f> grid = PlanarGrid(4, 4, 3);
     EXPECT_EQ(HullDimension(grid, 0, 16), 2);
-    std::string log;
-    EXPECT_TRUE(Hull(kOuterSurface, grid, &log).empty());
-    EXPECT_EQ(log, "");
     QhullFacets facets;
     std::string error;
     std::vector<double> xy;
@@ -144,6 +142,24 @@ TEST(QhullTriangles, OuterSurfaceOfAPlanarSetIsTwoDimensional) {
     ASSERT_TRUE(RunQhull(xy, 2, "Qt", facets, error));
     ASSERT_EQ(facets.sizes.size(), 4u);  // the square's four sides
     for (uint32_t n : facets.sizes) EXPECT_EQ(n, 2u);
+    std::string log;
+    const std::vector<int32_t> t = Hull(kOuterSurface, grid, &log);
+    EXPECT_EQ(log, "");
+    ASSERT_EQ(t.size(), 6u);  // four corners: two triangles
+    double area = 0;
+    for (size_t i = 0; i < t.size(); i += 3) area += Area(grid, t[i], t[i + 1], t[i + 2]);
+    EXPECT_NEAR(area, 9.0, 1e-9);  // the whole 3 by 3 square
+    for (int32_t id : t) {
+        const Vec3f& p = grid[size_t(id)];
+        EXPECT_TRUE((p.x == 0 || p.x == 3) && (p.y == 0 || p.y == 3)) << id;  // corners only
+    }
+    // A hexagon-like outline: n corners give n - 2 triangles covering it.
+    std::vector<Vec3f> ring;
+    for (int k = 0; k < 7; ++k) {
+        const double a = 2 * 3.14159265358979 * k / 7;
+        ring.push_back(Vec3f{float(10 + 4 * std::cos(a)), float(10 + 4 * std::sin(a)), 2});
+    }
+    EXPECT_EQ(Hull(kOuterSurface, ring).size(), 3u * 5u);
 }
 
 TEST(QhullTriangles, APlaneThroughTheOriginHasNoSpanningTriple) {
