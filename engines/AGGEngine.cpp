@@ -45,16 +45,6 @@ struct WriteFloat {
     }
 };
 
-// Float through 16-bit integer spans: the Gouraud span generator interpolates integers.
-struct WriteFloatFrom16 {
-    using color_type = agg::rgba16;
-    static void blend(uint8_t* p, const color_type& c, unsigned cover) {
-        constexpr float k = 1.0f / 65535.0f;
-        BlendPixelFloat(*reinterpret_cast<PF_PixelFloat*>(p),
-                        PF_PixelFloat{c.a * k, c.r * k, c.g * k, c.b * k}, int32_t(cover));
-    }
-};
-
 // The pixel format over the host's world: A, R, G, B in memory, rows through the row bytes.
 template <class Writer>
 class WorldPixfmt {
@@ -284,9 +274,73 @@ void TrianglesInTile(const PF_EffectWorld& world, int32_t pixelBytes, const ForE
     });
 }
 
-agg::rgba16 Premultiplied16(const float c[4]) {
-    auto q = [](float v) { return agg::int16u(std::clamp(v, 0.0f, 1.0f) * 65535.0f + 0.5f); };
-    return agg::rgba16(q(c[0] * c[3]), q(c[1] * c[3]), q(c[2] * c[3]), q(c[3]));
+// A triangle's colours in premultiplied float, unclamped (so over-range colours keep their
+// value), blended by each pixel centre's barycentric weights. The dilated rim lies a little
+// outside the triangle: there the weights are kept at or above 0 and made to sum to 1 again.
+class FloatGouraudSpan {
+  public:
+    explicit FloatGouraudSpan(const DrawTriangle& t) {
+        for (int k = 0; k < 3; ++k) {
+            x_[k] = t.corners[k][0];
+            y_[k] = t.corners[k][1];
+            const float a = t.colors[k][3];
+            c_[k] = agg::rgba32(t.colors[k][0] * a, t.colors[k][1] * a, t.colors[k][2] * a, a);
+        }
+        det_ = (x_[1] - x_[0]) * (y_[2] - y_[0]) - (x_[2] - x_[0]) * (y_[1] - y_[0]);
+    }
+    void prepare() {}
+    void generate(agg::rgba32* span, int x, int y, unsigned len) const {
+        const double py = y + 0.5;
+        for (unsigned i = 0; i < len; ++i) {
+            const double px = x + double(i) + 0.5;
+            double w[3] = {1, 0, 0};
+            if (det_ != 0) {
+                w[1] = ((px - x_[0]) * (y_[2] - y_[0]) - (x_[2] - x_[0]) * (py - y_[0])) / det_;
+                w[2] = ((x_[1] - x_[0]) * (py - y_[0]) - (px - x_[0]) * (y_[1] - y_[0])) / det_;
+                w[0] = 1 - w[1] - w[2];
+                double sum = 0;
+                for (double& v : w) sum += (v = std::max(v, 0.0));
+                for (double& v : w) v = sum > 0 ? v / sum : 1.0 / 3.0;
+            }
+            auto mix = [&](float agg::rgba32::*channel) {
+                return float(w[0] * (c_[0].*channel) + w[1] * (c_[1].*channel) +
+                             w[2] * (c_[2].*channel));
+            };
+            span[i] = agg::rgba32(mix(&agg::rgba32::r), mix(&agg::rgba32::g), mix(&agg::rgba32::b),
+                                  mix(&agg::rgba32::a));
+        }
+    }
+
+  private:
+    double x_[3], y_[3], det_ = 0;
+    agg::rgba32 c_[3];
+};
+
+// Float triangles: the outline from the Gouraud generator's dilated triangle, the colours from
+// the float span above.
+template <class ForEach>
+void FloatTrianglesInTile(const PF_EffectWorld& world, const ForEach& forEach,
+                          const ScanTile& tile) {
+    if (tile.right <= tile.left || tile.bottom <= tile.top) return;
+    WorldPixfmt<WriteFloat> pixf(world, 16);
+    agg::renderer_base<WorldPixfmt<WriteFloat>> ren(pixf);
+    ren.clip_box(tile.left, tile.top, tile.right - 1, tile.bottom - 1);
+    agg::rasterizer_scanline_aa<> ras;
+    ras.clip_box(tile.left, tile.top, tile.right, tile.bottom);
+    agg::scanline_u8 sl;
+    agg::span_allocator<agg::rgba32> alloc;
+    forEach([&](const DrawTriangle& t) {
+        if (!TriangleTouchesTile(t, tile)) return;
+        const double d = TriangleDilation(t.colors[0][3]);
+        const agg::rgba8 none(0, 0, 0, 0);
+        agg::span_gouraud_rgba<agg::rgba8> outline(
+            none, none, none, t.corners[0][0], t.corners[0][1], t.corners[1][0], t.corners[1][1],
+            t.corners[2][0], t.corners[2][1], d);
+        FloatGouraudSpan span(t);
+        ras.reset();
+        ras.add_path(outline);
+        agg::render_scanlines_aa(ras, sl, ren, alloc, span);
+    });
 }
 
 }  // namespace
@@ -332,7 +386,7 @@ void DrawTrianglesInTile(const PF_EffectWorld& world, int32_t bitDepth, const Fo
     if (bitDepth == 8)
         TrianglesInTile<Write8>(world, 4, forEach, tile, &Straight8);
     else if (bitDepth == 32)
-        TrianglesInTile<WriteFloatFrom16>(world, 16, forEach, tile, &Premultiplied16);
+        FloatTrianglesInTile(world, forEach, tile);
 }
 
 }  // namespace

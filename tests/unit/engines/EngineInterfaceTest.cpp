@@ -423,5 +423,32 @@ TEST(AGGEngineTriangles, GouraudCornersAtBothDepths) {
     for (uint8_t b : w16.bytes) EXPECT_EQ(b, 0);
 }
 
+TEST(AGGEngineTriangles, FloatTrianglesKeepOverRangeColoursAndBlendTheCorners) {
+    World wf(32, 32, 32);
+    AGGEngine ef(nullptr, &wf.w, 32);
+    DrawTriangle t;
+    t.corners[0][0] = 0, t.corners[0][1] = 0;
+    t.corners[1][0] = 32, t.corners[1][1] = 0;
+    t.corners[2][0] = 0, t.corners[2][1] = 32;
+    // An HDR red above 1 at every corner, blue 0 at corner 0 and 2 at the others.
+    for (int k = 0; k < 3; ++k) {
+        t.colors[k][0] = 4.0f;
+        t.colors[k][2] = k == 0 ? 0.0f : 2.0f;
+        t.colors[k][3] = 1;
+    }
+    ef.drawTrianglesInTile({t}, ScanTile{0, 0, 32, 32});
+    EXPECT_FLOAT_EQ(wf.atF(8, 8).alpha, 1.0f);
+    EXPECT_NEAR(wf.atF(8, 8).red, 4.0f, 1e-5);  // not clamped to 1
+    // At the pixel centre (8.5, 8.5) the weights of corners 1 and 2 are 8.5 / 32 each.
+    EXPECT_NEAR(wf.atF(8, 8).blue, 2.0f * 17.0f / 32.0f, 1e-4);
+    // Half opacity: premultiplied, still over range.
+    World wh(32, 32, 32);
+    AGGEngine eh(nullptr, &wh.w, 32);
+    for (auto& c : t.colors) c[3] = 0.5f;
+    eh.drawTrianglesInTile({t}, ScanTile{0, 0, 32, 32});
+    EXPECT_NEAR(wh.atF(8, 8).alpha, 0.5f, 1e-6);
+    EXPECT_NEAR(wh.atF(8, 8).red, 2.0f, 1e-5);
+}
+
 }  // namespace
 }  // namespace tv
