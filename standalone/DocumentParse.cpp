@@ -66,8 +66,13 @@ json ParseDocumentJson(const std::string& text, const std::string& file) {
     json doc;
     try {
         doc = json::parse(text, check);
-    } catch (const json::parse_error& e) {
-        throw DocumentError(file, "", std::string("not valid JSON: ") + e.what());
+    } catch (const json::exception& e) {
+        // The library's tag ("[json.exception.parse_error.101] ") means nothing to a reader.
+        std::string what = e.what();
+        if (what.rfind("[json.exception.", 0) == 0)
+            if (const size_t end = what.find("] "); end != std::string::npos)
+                what.erase(0, end + 2);
+        throw DocumentError(file, "", "not valid JSON: " + what);
     }
     if (!repeated.empty())
         throw DocumentError(file, repeatedPath,
