@@ -1,5 +1,6 @@
 #include "sources/ObjLines.h"
 
+#include <cstring>
 #include <exception>
 
 #include "sources/ObjNumbers.h"
@@ -175,6 +176,29 @@ bool Statement(Cursor& at, ObjChunk& out, bool flagRelative) {
     return false;
 }
 
+// Room for the lines of [begin, end) by the first letters of its "\n"-ended lines, so that the
+// arrays are not copied as they grow.
+void Reserve(const char* begin, const char* end, ObjChunk& out) {
+    size_t v = 0, vn = 0, vt = 0, f = 0;
+    for (const char* p = begin; p < end;) {
+        if (end - p >= 2 && p[0] == 'v') {
+            vn += p[1] == 'n';
+            vt += p[1] == 't';
+            v += p[1] == ' ';
+        }
+        f += p[0] == 'f';
+        const void* eol = std::memchr(p, '\n', size_t(end - p));
+        if (!eol) break;
+        p = static_cast<const char*>(eol) + 1;
+    }
+    out.positions.reserve(v);
+    out.normals.reserve(vn);
+    out.texCoords.reserve(vt);
+    out.faces.index.reserve(f);
+    out.faceNormals.index.reserve(f);
+    out.faceTex.index.reserve(f);
+}
+
 // Line breaks ("\r\n", "\r", "\n") in [from, to).
 size_t Breaks(const char* from, const char* to) {
     size_t n = 0;
@@ -191,6 +215,7 @@ ObjChunk ReadObjLines(const char* begin, const char* stretchEnd, const char* tex
     const char* p = begin;
     size_t line = 0;
     try {
+        Reserve(begin, stretchEnd, out);
         while (p < stretchEnd) {
             Cursor at{p, textEnd};
             if (Statement(at, out, flagRelative) && at.spansLines) line += Breaks(p, at.p);
