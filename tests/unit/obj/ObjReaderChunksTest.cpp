@@ -116,7 +116,8 @@ std::string Grid(int side, const char* eol) {
 }
 
 TEST(ObjReaderChunks, AnyCutGivesWhatOneStretchGives) {
-    const std::string text = Grid(6, "\n") + "v 1 2\nf 1/1/1 2/2/2 3/3/3 4/4/4\nf -1/-1/-1 -2/-2/-2 -3/-3/-3";
+    const std::string text =
+        Grid(6, "\n") + "v 1 2\nf 1/1/1 2/2/2 3/3/3 4/4/4\nf -1/-1/-1 -2/-2/-2 -3/-3/-3";
     const Read whole = ReadText(text, text.size() + 1, 1);
     ASSERT_TRUE(whole.ok);
     ASSERT_EQ(whole.positions.size(), 36u);
