@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 
 namespace tv {
@@ -67,6 +68,14 @@ bool LoadFileBytes(const std::string& path, FileBytes& out, bool allowMapping) {
     ::close(fd);
     out.bytes = out.buffer;
     return ok;
+}
+
+void ReleaseFileBytes(const FileBytes& file, const char* from, const char* to) {
+    if (!file.mapped || to <= from) return;
+    const uintptr_t page = uintptr_t(::sysconf(_SC_PAGESIZE));
+    const uintptr_t first = (uintptr_t(from) + page - 1) / page * page;
+    const uintptr_t last = uintptr_t(to) / page * page;
+    if (last > first) ::madvise(reinterpret_cast<void*>(first), last - first, MADV_DONTNEED);
 }
 
 }  // namespace tv

@@ -170,7 +170,13 @@ bool ReadObj(const std::string& path, std::vector<std::array<double, 3>>& positi
              std::ostream& log) {
     FileBytes file;
     if (!LoadFileBytes(path, file)) return false;
-    return ReadObjText(file.bytes, ObjReadOptions{}, positions, faces, normals, texCoords, log);
+    // Each stretch's pages go back to the system once read, so the whole file is never
+    // resident alongside everything read from it.
+    ObjReadOptions options;
+    options.stretchRead = [&file](const char* begin, const char* end) {
+        ReleaseFileBytes(file, begin, end);
+    };
+    return ReadObjText(file.bytes, options, positions, faces, normals, texCoords, log);
 }
 
 }  // namespace tv

@@ -29,11 +29,18 @@ struct Read {
     std::string log;
 };
 
+ObjReadOptions Options(size_t chunkBytes, unsigned threads) {
+    ObjReadOptions o;
+    o.chunkBytes = chunkBytes;
+    o.threads = threads;
+    return o;
+}
+
 Read ReadText(const std::string& text, size_t chunkBytes, unsigned threads = 2) {
     Read r;
     std::ostringstream log;
-    r.ok = ReadObjText(text, ObjReadOptions{chunkBytes, threads}, r.positions, r.faces, r.normals,
-                       r.tex, log);
+    r.ok = ReadObjText(text, Options(chunkBytes, threads), r.positions, r.faces, r.normals, r.tex,
+                       log);
     r.log = log.str();
     return r;
 }
@@ -88,7 +95,7 @@ SpiritObj Flatten(const std::vector<ObjChunk>& chunks) {
 
 void ExpectSameAsSpirit(const std::string& text, size_t chunkBytes, unsigned threads) {
     const SpiritObj want = objtest::ParseWithSpirit(text);
-    const SpiritObj got = Flatten(ReadObjChunks(text, ObjReadOptions{chunkBytes, threads}));
+    const SpiritObj got = Flatten(ReadObjChunks(text, Options(chunkBytes, threads)));
     const std::string what = "chunk bytes " + std::to_string(chunkBytes) + " in:\n" + text;
     EXPECT_TRUE(SameBits(got.positions, want.positions)) << what;
     EXPECT_TRUE(SameBits(got.normals, want.normals)) << what;
@@ -192,7 +199,7 @@ TEST(ObjReaderChunks, BadLinesKeepTheirMessageAndLineNumber) {
         "v 1 1 1 foo\n"  // 7
         "v 2 2 2";       // 8
     for (size_t bytes : {0, 1, 5, 16}) {
-        const std::vector<ObjChunk> chunks = ReadObjChunks(text, ObjReadOptions{bytes, 2});
+        const std::vector<ObjChunk> chunks = ReadObjChunks(text, Options(bytes, 2));
         const SpiritObj flat = Flatten(chunks);
         EXPECT_EQ(flat.badLines, (std::vector<size_t>{2, 4, 6, 7}));
         ExpectSameAsSpirit(text, bytes, 2);
@@ -250,6 +257,33 @@ TEST(ObjReaderChunks, MappedAndReadBytesAgree) {
     EXPECT_EQ(read.mapped, nullptr);
     EXPECT_EQ(mapped.bytes, text);
     EXPECT_EQ(read.bytes, text);
+}
+
+TEST(ObjReaderChunks, ReleasedPagesReadBackTheSame) {
+    std::string text;
+    while (text.size() < (size_t(3) << 20)) text += Grid(20, "\n");
+    const std::string file = WriteFile(TempFolder(), "big.obj", text);
+    FileBytes bytes;
+    ASSERT_TRUE(LoadFileBytes(file, bytes));
+    ReleaseFileBytes(bytes, bytes.bytes.data(), bytes.bytes.data() + bytes.bytes.size());
+    EXPECT_EQ(bytes.bytes, text);
+}
+
+TEST(ObjReaderChunks, LargeFileReadFromDiskAsFromText) {
+    // Several stretches of a megabyte or more, each let go once read; the "nan(" that closes
+    // on a later line near the end sends the whole text through again after that.
+    std::string text;
+    while (text.size() < (size_t(5) << 20)) text += Grid(20, "\n") + "v 1 2\n";
+    for (const std::string tail : {"", "v nan(\n) 1 2\n"}) {
+        const std::string file = WriteFile(TempFolder(), "big.obj", text + tail);
+        Read fromFile;
+        std::ostringstream log;
+        fromFile.ok =
+            ReadObj(file, fromFile.positions, fromFile.faces, fromFile.normals, fromFile.tex, log);
+        fromFile.log = log.str();
+        ExpectSame(fromFile, ReadText(text + tail, text.size() + 64, 1), "from the file");
+        EXPECT_GT(fromFile.positions.size(), 10000u);
+    }
 }
 
 TEST(ObjReaderChunks, NanWhoseParenthesesCloseOnALaterLine) {
