@@ -113,7 +113,7 @@ bool Statement(Cursor& at, ObjChunk& out, bool flagRelative) {
         if (more && s[1] == 'n') {
             Cursor cur{s + 2, at.end};
             if (cur.Real(a) && cur.Real(b) && cur.Real(c)) {
-                out.normals.push_back({a, b, c});
+                out.normals.push_back({float(a), float(b), float(c)});
                 at = cur;
                 return true;
             }
@@ -121,7 +121,7 @@ bool Statement(Cursor& at, ObjChunk& out, bool flagRelative) {
             Cursor cur{s + 2, at.end};
             if (cur.Real(a) && cur.Real(b)) {
                 cur.OptionalReal(c);
-                out.texCoords.push_back({a, b, c});
+                out.texCoords.push_back({float(a), float(b), float(c)});
                 at = cur;
                 return true;
             }

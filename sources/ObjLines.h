@@ -31,8 +31,9 @@ struct ObjBadLine {
 // What one stretch of text holds, in file order.
 struct ObjChunk {
     std::vector<std::array<double, 3>> positions;
-    std::vector<std::array<double, 3>> normals;
-    std::vector<std::array<double, 3>> texCoords;
+    // Normals and texture coordinates are only ever handed out as floats.
+    std::vector<Vec3f> normals;
+    std::vector<Vec3f> texCoords;
     ObjCorners faces;
     ObjCorners faceNormals;
     ObjCorners faceTex;

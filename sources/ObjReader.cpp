@@ -64,28 +64,23 @@ bool InRange(const std::vector<ObjChunk>& chunks, const std::vector<Counts>& bef
     return ok;
 }
 
-inline Vec3f Narrow(const std::array<double, 3>& v) {
-    return Vec3f{float(v[0]), float(v[1]), float(v[2])};
-}
-
 // One value per position: taken as they are when there are as many as positions, else written
 // through the face corners (the last face to touch a vertex wins, untouched vertices stay zero).
 // Nothing when the per-face indices do not cover every face.
 void PerVertex(const std::vector<ObjChunk>& chunks, const std::vector<Counts>& before,
-               const Counts& total, std::vector<std::array<double, 3>> ObjChunk::*values,
+               const Counts& total, std::vector<Vec3f> ObjChunk::*values,
                size_t Counts::*valueCount, ObjCorners ObjChunk::*corners,
                size_t Counts::*cornerCount, std::vector<Vec3f>& out) {
     if (total.*valueCount == 0 || total.*cornerCount != total.faces) return;
     if (total.*valueCount == total.positions) {
         out.reserve(out.size() + total.positions);
         for (const ObjChunk& c : chunks)
-            for (const auto& v : c.*values) out.push_back(Narrow(v));
+            out.insert(out.end(), (c.*values).begin(), (c.*values).end());
         return;
     }
-    std::vector<Vec3f> narrowed;
-    narrowed.reserve(total.*valueCount);
-    for (const ObjChunk& c : chunks)
-        for (const auto& v : c.*values) narrowed.push_back(Narrow(v));
+    std::vector<Vec3f> all;
+    all.reserve(total.*valueCount);
+    for (const ObjChunk& c : chunks) all.insert(all.end(), (c.*values).begin(), (c.*values).end());
     std::vector<Vec3f> perVertex(total.positions);
     // Every face has its corners of this kind, so a stretch has as many of them as faces.
     for (size_t k = 0; k < chunks.size(); ++k) {
@@ -94,9 +89,9 @@ void PerVertex(const std::vector<ObjChunk>& chunks, const std::vector<Counts>& b
         for (size_t i = 0; i < f.index.size(); ++i) {
             const Vec3i p = Resolved(f, i, before[k].positions);
             const Vec3i v = Resolved(q, i, before[k].*valueCount);
-            perVertex[size_t(p.x)] = narrowed[size_t(v.x)];
-            perVertex[size_t(p.y)] = narrowed[size_t(v.y)];
-            perVertex[size_t(p.z)] = narrowed[size_t(v.z)];
+            perVertex[size_t(p.x)] = all[size_t(v.x)];
+            perVertex[size_t(p.y)] = all[size_t(v.y)];
+            perVertex[size_t(p.z)] = all[size_t(v.z)];
         }
     }
     out.insert(out.end(), perVertex.begin(), perVertex.end());
