@@ -53,7 +53,7 @@ bool LoadFileBytes(const std::string& path, FileBytes& out, bool allowMapping) {
     }
     const size_t size = S_ISREG(st.st_mode) ? size_t(st.st_size) : 0;
     if (allowMapping && size > 0) {
-        void* p = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, 0);
+        void* p = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0);
         if (p != MAP_FAILED) {
             ::madvise(p, size, MADV_SEQUENTIAL);
             out.mapped = p;

@@ -38,8 +38,10 @@ std::vector<ObjChunk> ReadObjChunks(std::string_view text, const ObjReadOptions&
     }
     const size_t count = cuts.size() - 1;
     std::vector<ObjChunk> chunks(count);
-    RunJobs(count, threads,
-            [&](size_t i) { chunks[i] = ReadObjLines(cuts[i], cuts[i + 1], end, i != 0); });
+    RunJobs(count, threads, [&](size_t i) {
+        chunks[i] = ReadObjLines(cuts[i], cuts[i + 1], end, i != 0);
+        if (options.stretchRead) options.stretchRead(cuts[i], cuts[i + 1]);
+    });
     for (size_t i = 0; i < count; ++i)
         if (chunks[i].stop > cuts[i + 1]) {
             std::vector<ObjChunk> whole;
