@@ -12,6 +12,7 @@ packages=(
   libfreetype-dev libharfbuzz-dev libfontconfig-dev fonts-dejavu-core libsndfile1-dev
   nlohmann-json3-dev libcli11-dev libfmt-dev libspdlog-dev libutfcpp-dev
   libgtest-dev libgmock-dev libbenchmark-dev
+  libtinyobjloader-dev
   libcairo2-dev
   librsvg2-bin
   clang-format

@@ -1,5 +1,6 @@
 // Reads a Wavefront OBJ file into positions, triangles and per-vertex normals and texture
-// coordinates. Only v, vn, vt and f lines are read; everything else is skipped.
+// coordinates. Only v, vn, vt and f lines are read; everything else is skipped. The file is
+// mapped into memory and, when large, read in stretches on all cores.
 #pragma once
 
 #include <array>
