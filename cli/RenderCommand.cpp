@@ -120,7 +120,9 @@ int RunRenderCommand(const RenderOptions& options) {
         const ShardMode mode = ParseShardMode(options.shardMode);
         const std::optional<Shard> shard = ChooseShard(options);
         standalone::EmbeddedHost host;
-        host.setEchoDiagnostics(options.verbose);
+        // The host echoes diagnostics on standard output; under --json they are printed on
+        // standard error after the frames instead.
+        host.setEchoDiagnostics(options.verbose && !options.json);
         standalone::Comp* chosen = nullptr;
         if (options.document.empty()) {
             chosen = &standalone::BuildBundledExample(host);
@@ -216,6 +218,8 @@ int RunRenderCommand(const RenderOptions& options) {
         if (tty && !todo.empty()) fmt::print(stderr, "\n");
         const double secs =
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        if (options.verbose && options.json)
+            for (const std::string& line : host.takeDiagnostics()) fmt::print(stderr, "{}\n", line);
         for (const std::string& line : RenderNoteLines(host)) say(line);
         size_t failed = 0;
         for (const FrameRecord& r : records)

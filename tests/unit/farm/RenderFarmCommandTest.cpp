@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstdio>
@@ -51,11 +52,15 @@ class RenderFarm : public ::testing::Test {
     }
     void TearDown() override { fs::remove_all(dir_); }
 
-    // Runs tavrin with `env` (NAME=value ...) before it; standard output and error apart.
+    // Runs tavrin with the variables in `env` (NAME=value ...); standard output and error
+    // apart.
     CliResult Tavrin(const std::string& args, const std::string& env = "") {
         CliResult r;
         const fs::path errFile = dir_ / "stderr.txt";
+        // Farm variables of the process running the tests never reach the binary.
         const std::string cmd =
+            "env -u SLURM_ARRAY_TASK_ID -u SLURM_ARRAY_TASK_MIN -u SLURM_ARRAY_TASK_MAX "
+            "-u SLURM_ARRAY_TASK_STEP -u SLURM_ARRAY_TASK_COUNT -u JOB_COMPLETION_INDEX " +
             env + " '" + TAVRIN_BINARY + "' " + args + " 2>'" + errFile.string() + "'";
         FILE* pipe = popen(cmd.c_str(), "r");
         if (!pipe) return r;
@@ -148,8 +153,7 @@ TEST_F(RenderFarm, ShardFromEnvReadsSlurmAndKubernetes) {
     ASSERT_EQ(k8s.code, 0) << k8s.err;
     EXPECT_EQ(json::parse(k8s.out)["frames"].size(), 4u);
 
-    const CliResult none = Tavrin("render " + doc_ + " --shard-from-env" + out,
-                                  "env -u SLURM_ARRAY_TASK_ID -u JOB_COMPLETION_INDEX");
+    const CliResult none = Tavrin("render " + doc_ + " --shard-from-env" + out);
     EXPECT_EQ(none.code, 2);
     EXPECT_EQ(json::parse(none.out)["ok"], false);
     EXPECT_EQ(Tavrin("render " + doc_ + " --shard 4/4").code, 2);
@@ -213,6 +217,14 @@ TEST_F(RenderFarm, RenderJsonHasARecordPerFrameAndHumanLinesOnStandardError) {
         EXPECT_TRUE(fs::exists(rec["file"].get<std::string>()));
     }
     EXPECT_NE(r.err.find("rendered 3 of 3 frames"), std::string::npos) << r.err;
+}
+
+TEST_F(RenderFarm, VerboseJsonKeepsTheEffectsLinesOffStandardOutput) {
+    const CliResult r =
+        Tavrin("render " + doc_ + " --frames 3 -v --json -o '" + (dir_ / "v.png").string() + "'");
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(json::parse(r.out)["frames"][0]["status"], "rendered");
+    EXPECT_NE(r.err.find("Common render called"), std::string::npos) << r.err;
 }
 
 TEST_F(RenderFarm, ValidateInfoAndEffectsJson) {

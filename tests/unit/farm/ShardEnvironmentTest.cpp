@@ -1,6 +1,7 @@
 // Which shard a farm task is, from what Slurm and Kubernetes put in its environment.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 
 #include "cli/farm/Shard.h"
@@ -93,7 +94,7 @@ TEST(ShardEnvironment, KubernetesIndexedJobWithTheCountGiven) {
 
 TEST(ShardEnvironment, SlurmIsReadBeforeKubernetesAndNeitherIsAnError) {
     Environment both = SlurmArray(2, 0, 3);
-    both["JOB_COMPLETION_INDEX"] = "0";
+    both.emplace("JOB_COMPLETION_INDEX", "0");
     EXPECT_EQ(ShardFromEnvironment(both, std::nullopt).index, 2);
     const std::string e = ErrorOf({});
     EXPECT_NE(e.find("SLURM_ARRAY_TASK_ID"), std::string::npos) << e;
