@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "cli/JsonOutput.h"
 #include "resources/EffectTable.h"
 #include "standalone/EmbeddedHost.h"
 #include "standalone/ParamText.h"
@@ -28,11 +29,35 @@ void PrintTable(const standalone::InstalledEffect& effect) {
     }
 }
 
+Json TableJson(const standalone::InstalledEffect& effect) {
+    Json params = Json::array();
+    for (const ParamSpec& spec : effect.params) {
+        if (spec.index == 0) continue;
+        params.push_back({{"index", spec.index},
+                          {"diskId", spec.diskId},
+                          {"kind", standalone::ParamKindName(spec.type)},
+                          {"name", spec.name},
+                          {"range", standalone::DescribeParamRange(spec)}});
+    }
+    return params;
+}
+
 }  // namespace
 
-int RunEffectsCommand(const std::string& name) {
+int RunEffectsCommand(const std::string& name, bool json) {
     standalone::EmbeddedHost host;
     if (name.empty()) {
+        if (json) {
+            Json effects = Json::array();
+            for (const EffectInfo& info : EffectTable())
+                effects.push_back({{"name", info.displayName},
+                                   {"matchName", info.matchName},
+                                   {"role", RoleName(info.role)},
+                                   {"built", info.built}});
+            PrintJson(
+                {{"command", "effects"}, {"ok", true}, {"effects", effects}, {"exitCode", 0}});
+            return 0;
+        }
         fmt::print("{:<32}  {:<30}  {:<9}  {}\n", "effect", "match name", "role", "state");
         for (const EffectInfo& info : EffectTable())
             fmt::print("{:<32}  {:<30}  {:<9}  {}\n", info.displayName, info.matchName,
@@ -42,8 +67,10 @@ int RunEffectsCommand(const std::string& name) {
     const EffectInfo* info = FindEffectByDisplayName(name);
     if (!info) info = FindEffectByMatchName(name);
     if (!info) {
-        fmt::print(stderr, "tavrin effects: no effect named \"{}\"; `tavrin effects` lists them\n",
-                   name);
+        const std::string message =
+            fmt::format("no effect named \"{}\"; `tavrin effects` lists them", name);
+        fmt::print(stderr, "tavrin effects: {}\n", message);
+        if (json) PrintJson(JsonFailure("effects", message, 2));
         return 2;
     }
     // Build the effect's table the way a host does: by running its parameter setup.
@@ -51,6 +78,19 @@ int RunEffectsCommand(const std::string& name) {
     auto& layer = host.addLayer(comp, "probe", standalone::LayerKind::Solid);
     host.applyEffectInstance(layer, info->matchName, true);
     const auto* installed = host.findInstalledByMatchName(info->matchName);
+    if (json) {
+        PrintJson({{"command", "effects"},
+                   {"ok", true},
+                   {"effect",
+                    {{"name", installed->displayName},
+                     {"matchName", installed->matchName},
+                     {"role", RoleName(info->role)},
+                     {"built", info->built},
+                     {"about", host.aboutText(installed->key)},
+                     {"params", TableJson(*installed)}}},
+                   {"exitCode", 0}});
+        return 0;
+    }
     fmt::print("{}\n", host.aboutText(installed->key));
     fmt::print("role: {}; {}\n\n", RoleName(info->role), info->built ? "built" : "not built yet");
     PrintTable(*installed);

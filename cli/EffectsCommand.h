@@ -5,6 +5,7 @@
 
 namespace tv::cli {
 
-int RunEffectsCommand(const std::string& name);
+// json: one JSON document on standard output (see docs/command-line.md).
+int RunEffectsCommand(const std::string& name, bool json);
 
 }  // namespace tv::cli

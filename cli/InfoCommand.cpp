@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "cli/JsonOutput.h"
 #include "params/DistanceCurve.h"
 #include "params/Gradient.h"
 #include "standalone/Document.h"
@@ -94,42 +95,87 @@ std::string ValueText(standalone::EmbeddedHost& host, const standalone::Comp& co
 
 }  // namespace
 
-int RunInfoCommand(const std::string& document) {
+int RunInfoCommand(const std::string& document, bool json) {
     try {
         standalone::EmbeddedHost host;
         standalone::LoadDocumentFile(document, host);
+        static const char* const kKinds[] = {"solid", "null",  "camera", "light",  "image",
+                                             "obj",   "audio", "text",   "precomp"};
+        Json comps = Json::array();
         for (const auto& c : host.project().comps) {
-            fmt::print("comp \"{}\": {}x{}, {}/{} fps, {} s\n", c->name, c->width, c->height,
-                       c->fpsNum, c->fpsDen, c->duration);
+            if (!json)
+                fmt::print("comp \"{}\": {}x{}, {}/{} fps, {} s\n", c->name, c->width, c->height,
+                           c->fpsNum, c->fpsDen, c->duration);
+            Json layers = Json::array();
             for (const auto& l : c->layers) {
-                static const char* const kKinds[] = {"solid", "null",  "camera", "light",  "image",
-                                                     "obj",   "audio", "text",   "precomp"};
-                std::string parent;
+                const standalone::Layer* parent = nullptr;
                 for (const auto& p : c->layers)
-                    if (l->parent && p->id == l->parent) parent = " parent \"" + p->name + "\"";
-                fmt::print("  layer {} \"{}\": {}{}{}, {} to {} s{}{}\n", l->id, l->name,
-                           kKinds[size_t(l->kind)], l->is3D ? " 3D" : "", parent, l->inPoint,
-                           l->outPoint,
-                           l->masks.empty() ? "" : fmt::format(", {} masks", l->masks.size()),
-                           l->enabled ? "" : " (off)");
+                    if (l->parent && p->id == l->parent) parent = p.get();
+                if (!json)
+                    fmt::print("  layer {} \"{}\": {}{}{}, {} to {} s{}{}\n", l->id, l->name,
+                               kKinds[size_t(l->kind)], l->is3D ? " 3D" : "",
+                               parent ? " parent \"" + parent->name + "\"" : std::string(),
+                               l->inPoint, l->outPoint,
+                               l->masks.empty() ? "" : fmt::format(", {} masks", l->masks.size()),
+                               l->enabled ? "" : " (off)");
+                Json effects = Json::array();
                 for (const auto& e : l->effects) {
                     const auto* fx = host.installedEffect(e->key);
-                    fmt::print("    effect \"{}\"{}\n", fx->displayName, e->active ? "" : " (off)");
+                    if (!json)
+                        fmt::print("    effect \"{}\"{}\n", fx->displayName,
+                                   e->active ? "" : " (off)");
+                    Json params = Json::array();
                     for (const ParamSpec& spec : fx->params) {
                         if (spec.index == 0 || spec.type == PF_Param_GROUP_END) continue;
                         const auto& state = e->params[size_t(spec.index)];
-                        fmt::print(
-                            "      {:>2} {:<36} {:<22}{}{}\n", spec.index, spec.name,
-                            ValueText(host, *c, spec, state.value),
-                            state.keys.empty() ? "" : fmt::format("  ({} keys)", state.keys.size()),
-                            state.hidden ? "  (hidden)" : "  (visible)");
+                        const std::string value = ValueText(host, *c, spec, state.value);
+                        if (!json)
+                            fmt::print(
+                                "      {:>2} {:<36} {:<22}{}{}\n", spec.index, spec.name, value,
+                                state.keys.empty() ? ""
+                                                   : fmt::format("  ({} keys)", state.keys.size()),
+                                state.hidden ? "  (hidden)" : "  (visible)");
+                        params.push_back({{"index", spec.index},
+                                          {"name", spec.name},
+                                          {"kind", standalone::ParamKindName(spec.type)},
+                                          {"value", value},
+                                          {"keys", state.keys.size()},
+                                          {"hidden", bool(state.hidden)}});
                     }
+                    effects.push_back({{"name", fx->displayName},
+                                       {"matchName", fx->matchName},
+                                       {"active", bool(e->active)},
+                                       {"params", params}});
                 }
+                layers.push_back({{"id", l->id},
+                                  {"name", l->name},
+                                  {"kind", kKinds[size_t(l->kind)]},
+                                  {"is3D", bool(l->is3D)},
+                                  {"parent", parent ? Json(parent->name) : Json(nullptr)},
+                                  {"inPoint", l->inPoint},
+                                  {"outPoint", l->outPoint},
+                                  {"masks", l->masks.size()},
+                                  {"enabled", bool(l->enabled)},
+                                  {"effects", effects}});
             }
+            comps.push_back({{"name", c->name},
+                             {"width", c->width},
+                             {"height", c->height},
+                             {"fpsNum", c->fpsNum},
+                             {"fpsDen", c->fpsDen},
+                             {"duration", c->duration},
+                             {"layers", layers}});
         }
+        if (json)
+            PrintJson({{"command", "info"},
+                       {"ok", true},
+                       {"document", document},
+                       {"comps", comps},
+                       {"exitCode", 0}});
         return 0;
     } catch (const std::exception& e) {
         fmt::print(stderr, "{}\n", e.what());
+        if (json) PrintJson(JsonFailure("info", e.what(), 2));
         return 2;
     }
 }

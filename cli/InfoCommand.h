@@ -5,6 +5,7 @@
 
 namespace tv::cli {
 
-int RunInfoCommand(const std::string& document);
+// json: one JSON document on standard output (see docs/command-line.md).
+int RunInfoCommand(const std::string& document, bool json);
 
 }  // namespace tv::cli

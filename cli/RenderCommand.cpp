@@ -3,17 +3,22 @@
 #include <fmt/format.h>
 #include <tbb/global_control.h>
 #include <tbb/info.h>
-#include <tbb/parallel_for_each.h>
+#include <tbb/parallel_for.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <vector>
 
+#include "cli/JsonOutput.h"
+#include "cli/farm/FinishedFrames.h"
+#include "cli/farm/FramePlan.h"
+#include "cli/farm/Shard.h"
 #include "host/MainParams.h"
 #include "resources/EffectTable.h"
 #include "standalone/BundledExample.h"
@@ -25,42 +30,15 @@ namespace tv::cli {
 
 namespace {
 
-// "0-47", "0,10,20" or a mix; every frame must lie inside the comp.
-std::vector<int64_t> ParseFrames(const std::string& text, int64_t frameCount) {
-    std::vector<int64_t> frames;
-    if (text.empty()) return {0};
-    size_t pos = 0;
-    while (pos <= text.size()) {
-        const size_t comma = text.find(',', pos);
-        const std::string part =
-            text.substr(pos, comma == std::string::npos ? std::string::npos : comma - pos);
-        const size_t dash = part.find('-', 1);
-        try {
-            size_t used = 0;
-            const int64_t a = std::stoll(part.substr(0, dash), &used);
-            if (used != (dash == std::string::npos ? part.size() : dash))
-                throw std::invalid_argument(part);
-            int64_t b = a;
-            if (dash != std::string::npos) {
-                b = std::stoll(part.substr(dash + 1), &used);
-                if (used != part.size() - dash - 1) throw std::invalid_argument(part);
-            }
-            if (b < a) throw std::invalid_argument(part);
-            for (int64_t f = a; f <= b; ++f) frames.push_back(f);
-        } catch (const std::logic_error&) {
-            throw std::runtime_error(
-                fmt::format("--frames: \"{}\" is not a frame list; write 0-47 or 0,10,20", part));
-        }
-        if (comma == std::string::npos) break;
-        pos = comma + 1;
-    }
-    for (int64_t f : frames)
-        if (f < 0 || f >= frameCount)
-            throw std::runtime_error(
-                fmt::format("--frames: frame {} is outside the comp, which has frames 0-{}", f,
-                            frameCount - 1));
-    return frames;
-}
+// What became of one frame of this run.
+struct FrameRecord {
+    int64_t frame = 0;
+    std::string file;
+    std::string status;  // "rendered", "skipped" (finished before) or "failed"
+    double seconds = 0;  // drawing and writing
+    std::vector<std::string> messages;
+    std::string error;
+};
 
 // Sets "Unified Rendering" on every instance of the main effect in the project, as if the
 // document said so.
@@ -76,32 +54,75 @@ void ForceUnified(standalone::EmbeddedHost& host, bool on) {
             }
 }
 
-// Says once per run which path drew the frames and what a path left out.
-void PrintRenderNotes(const standalone::EmbeddedHost& host) {
+// Once per run: which path drew the frames and what a path left out.
+std::vector<std::string> RenderNoteLines(const standalone::EmbeddedHost& host) {
+    std::vector<std::string> lines;
     const auto notes = host.renderNotes();
     auto each = [&notes](const char* key, auto&& fn) {
         if (const auto it = notes.find(key); it != notes.end())
             for (const std::string& text : it->second) fn(text);
     };
-    each("path", [](const std::string& t) { fmt::print(stderr, "drawn by the {}\n", t); });
-    each("no-gpu", [](const std::string& t) {
-        fmt::print(stderr,
-                   "warning: \"Unified Rendering\" is on but the GL path is not available ({}); "
-                   "frames were drawn by the software path, without depth of field, motion "
-                   "blur or facets\n",
-                   t.empty() ? "no usable OpenGL 3.2 context" : t);
+    each("path", [&](const std::string& t) { lines.push_back(fmt::format("drawn by the {}", t)); });
+    each("no-gpu", [&](const std::string& t) {
+        lines.push_back(fmt::format(
+            "warning: \"Unified Rendering\" is on but the GL path is not available ({}); frames "
+            "were drawn by the software path, without depth of field, motion blur or facets",
+            t.empty() ? "no usable OpenGL 3.2 context" : t));
     });
-    each("facets-skipped", [](const std::string& t) { fmt::print(stderr, "warning: {}\n", t); });
+    each("facets-skipped",
+         [&](const std::string& t) { lines.push_back(fmt::format("warning: {}", t)); });
+    return lines;
+}
+
+// The shard this run renders, if any.
+std::optional<Shard> ChooseShard(const RenderOptions& options) {
+    if (!options.shard.empty() && options.shardFromEnv)
+        throw ShardError("--shard and --shard-from-env exclude each other");
+    if (options.shardCount != 0 && !options.shardFromEnv)
+        throw ShardError("--shard-count goes with --shard-from-env; --shard I/N says N itself");
+    if (options.shardCount < 0) throw ShardError("--shard-count must be 1 or more");
+    if (!options.shard.empty()) return ParseShard(options.shard);
+    if (options.shardFromEnv)
+        return ShardFromEnvironment(
+            ReadShardEnvironment(),
+            options.shardCount > 0 ? std::optional<int64_t>(options.shardCount) : std::nullopt);
+    return std::nullopt;
+}
+
+Json RecordJson(const FrameRecord& r, double secondsPerFrame) {
+    Json j = {{"frame", r.frame},
+              {"file", r.file},
+              {"status", r.status},
+              {"time", double(r.frame) * secondsPerFrame},
+              {"renderSeconds", r.seconds}};
+    if (!r.messages.empty()) j["messages"] = r.messages;
+    if (!r.error.empty()) j["error"] = r.error;
+    return j;
 }
 
 }  // namespace
 
 int RunRenderCommand(const RenderOptions& options) {
+    std::FILE* human = HumanStream(options.json);
+    std::vector<std::string> runMessages;  // the run's notes and warnings, as printed
+    auto say = [&runMessages](const std::string& line) {
+        fmt::print(stderr, "{}\n", line);
+        runMessages.push_back(line);
+    };
+    auto fail = [&options](const std::string& message) {
+        fmt::print(stderr, "tavrin render: {}\n", message);
+        if (options.json) PrintJson(JsonFailure("render", message, 2));
+        return 2;
+    };
     try {
         if (options.bitDepth != 8 && options.bitDepth != 32)
             throw std::runtime_error("--bit-depth must be 8 (PNG) or 32 (EXR)");
+        const ShardMode mode = ParseShardMode(options.shardMode);
+        const std::optional<Shard> shard = ChooseShard(options);
         standalone::EmbeddedHost host;
-        host.setEchoDiagnostics(options.verbose);
+        // The host echoes diagnostics on standard output; under --json they are printed on
+        // standard error after the frames instead.
+        host.setEchoDiagnostics(options.verbose && !options.json);
         standalone::Comp* chosen = nullptr;
         if (options.document.empty()) {
             chosen = &standalone::BuildBundledExample(host);
@@ -120,12 +141,19 @@ int RunRenderCommand(const RenderOptions& options) {
         standalone::Comp& comp = *chosen;
         const int64_t frameCount =
             std::max<int64_t>(1, int64_t(comp.duration * comp.fpsNum / std::max(comp.fpsDen, 1)));
-        const std::vector<int64_t> frames = ParseFrames(options.frames, frameCount);
+        const FramePlan plan = PlanFrames(options.frames, frameCount, shard, mode);
+        for (const std::string& w : plan.warnings) say(w);
+        if (shard)
+            say(fmt::format("shard {}/{} ({}): {} of the {} selected frames", shard->index,
+                            shard->count, ShardModeName(mode), plan.mine.size(),
+                            plan.selected.size()));
         const std::string ext = options.bitDepth == 32 ? ".exr" : ".png";
         const std::string pattern =
             options.output.empty()
                 ? "tavrin-out/" + standalone::SafeFileName(comp.name) + "_####" + ext
                 : options.output;
+        // File names follow the whole selection, so every shard names its frames alike.
+        const bool numbered = plan.selected.size() > 1;
 
         // Which effects of the comp cannot contribute yet: said plainly, never faked.
         std::set<std::string> unbuilt;
@@ -136,8 +164,21 @@ int RunRenderCommand(const RenderOptions& options) {
                 if (info && !info->built) unbuilt.insert(info->displayName);
             }
         for (const std::string& name : unbuilt)
-            fmt::print(stderr, "note: \"{}\" is not built yet and adds nothing to the frame\n",
-                       name);
+            say(fmt::format("note: \"{}\" is not built yet and adds nothing to the frame", name));
+
+        std::vector<FrameRecord> records(plan.mine.size());
+        std::vector<size_t> todo;
+        for (size_t i = 0; i < plan.mine.size(); ++i) {
+            records[i].frame = plan.mine[i];
+            records[i].file = standalone::FramePath(pattern, plan.mine[i], numbered);
+            if (options.skipExisting && FrameIsFinished(records[i].file))
+                records[i].status = "skipped";
+            else
+                todo.push_back(i);
+        }
+        if (todo.size() < records.size())
+            say(fmt::format("--skip-existing: {} of {} frames are finished and skipped",
+                            records.size() - todo.size(), records.size()));
 
         tbb::global_control threads(
             tbb::global_control::max_allowed_parallelism,
@@ -146,45 +187,87 @@ int RunRenderCommand(const RenderOptions& options) {
         const bool tty = isatty(fileno(stderr));
         std::atomic<size_t> done{0};
         std::mutex printMutex;
-        std::vector<std::string> errors;
         const auto start = std::chrono::steady_clock::now();
-        tbb::parallel_for_each(frames.begin(), frames.end(), [&](int64_t frame) {
+        tbb::parallel_for(size_t(0), todo.size(), [&](size_t t) {
+            FrameRecord& record = records[todo[t]];
+            const auto frameStart = std::chrono::steady_clock::now();
             try {
-                std::vector<std::string> messages;
-                const auto image = renderer.renderFrame(comp, frame, options.bitDepth, messages);
-                const std::string path = standalone::FramePath(pattern, frame, frames.size() > 1);
-                standalone::WriteImage(path, image, options.bitDepth);
-                const size_t n = ++done;
-                const double secs =
-                    std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-                std::lock_guard lock(printMutex);
-                for (const auto& m : messages) fmt::print(stderr, "frame {}: {}\n", frame, m);
-                const double rate = n / std::max(secs, 1e-9);
-                if (tty)
-                    fmt::print(stderr, "\r[{:>4}/{}] {:.1f} frames/s, {:.0f} s left   ", n,
-                               frames.size(), rate, (frames.size() - n) / rate);
-                else
-                    fmt::print(stderr, "wrote {} ({}/{})\n", path, n, frames.size());
+                const auto image =
+                    renderer.renderFrame(comp, record.frame, options.bitDepth, record.messages);
+                standalone::WriteImage(record.file, image, options.bitDepth);
+                record.status = "rendered";
             } catch (const std::exception& e) {
-                std::lock_guard lock(printMutex);
-                errors.push_back(fmt::format("frame {}: {}", frame, e.what()));
+                record.status = "failed";
+                record.error = e.what();
             }
+            const auto now = std::chrono::steady_clock::now();
+            record.seconds = std::chrono::duration<double>(now - frameStart).count();
+            if (record.status != "rendered") return;
+            const size_t n = ++done;
+            const double secs = std::chrono::duration<double>(now - start).count();
+            std::lock_guard lock(printMutex);
+            for (const auto& m : record.messages)
+                fmt::print(stderr, "frame {}: {}\n", record.frame, m);
+            const double rate = n / std::max(secs, 1e-9);
+            if (tty)
+                fmt::print(stderr, "\r[{:>4}/{}] {:.1f} frames/s, {:.0f} s left   ", n, todo.size(),
+                           rate, (todo.size() - n) / rate);
+            else
+                fmt::print(stderr, "wrote {} ({}/{})\n", record.file, n, todo.size());
         });
-        if (tty) fmt::print(stderr, "\n");
+        if (tty && !todo.empty()) fmt::print(stderr, "\n");
         const double secs =
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-        PrintRenderNotes(host);
-        for (const auto& e : errors) fmt::print(stderr, "tavrin render: {}\n", e);
-        fmt::print("rendered {} of {} frames of \"{}\" ({}x{}, {} bits) in {:.2f} s to {}\n",
-                   done.load(), frames.size(), comp.name, comp.width, comp.height, options.bitDepth,
-                   secs, standalone::FramePath(pattern, frames.front(), frames.size() > 1));
-        return errors.empty() ? 0 : 1;
+        if (options.verbose && options.json)
+            for (const std::string& line : host.takeDiagnostics()) fmt::print(stderr, "{}\n", line);
+        for (const std::string& line : RenderNoteLines(host)) say(line);
+        size_t failed = 0;
+        for (const FrameRecord& r : records)
+            if (r.status == "failed") {
+                ++failed;
+                fmt::print(stderr, "tavrin render: frame {}: {}\n", r.frame, r.error);
+            }
+        const size_t skipped = records.size() - todo.size();
+        fmt::print(human, "rendered {} of {} frames{} of \"{}\" ({}x{}, {} bits) in {:.2f} s{}\n",
+                   done.load(), records.size(),
+                   skipped ? fmt::format(" ({} finished before)", skipped) : std::string(),
+                   comp.name, comp.width, comp.height, options.bitDepth, secs,
+                   records.empty()
+                       ? std::string()
+                       : " to " + standalone::FramePath(pattern, records.front().frame, numbered));
+        const int code = failed ? 1 : 0;
+        if (options.json) {
+            const double secondsPerFrame = double(comp.fpsDen) / double(std::max(comp.fpsNum, 1));
+            Json frames = Json::array();
+            for (const FrameRecord& r : records) frames.push_back(RecordJson(r, secondsPerFrame));
+            PrintJson(
+                {{"command", "render"},
+                 {"ok", failed == 0},
+                 {"document", options.document.empty() ? Json(nullptr) : Json(options.document)},
+                 {"comp", comp.name},
+                 {"width", comp.width},
+                 {"height", comp.height},
+                 {"fps", 1.0 / secondsPerFrame},
+                 {"bitDepth", options.bitDepth},
+                 {"pattern", pattern},
+                 {"selected", plan.selected.size()},
+                 {"shard", shard ? Json{{"index", shard->index},
+                                        {"count", shard->count},
+                                        {"mode", ShardModeName(mode)}}
+                                 : Json(nullptr)},
+                 {"frames", frames},
+                 {"rendered", done.load()},
+                 {"skipped", skipped},
+                 {"failed", failed},
+                 {"seconds", secs},
+                 {"messages", runMessages},
+                 {"exitCode", code}});
+        }
+        return code;
     } catch (const std::exception& e) {
-        fmt::print(stderr, "tavrin render: {}\n", e.what());
-        return 2;
+        return fail(e.what());
     } catch (const HostErrorCode& e) {
-        fmt::print(stderr, "tavrin render: the host failed with code {}\n", e.code);
-        return 2;
+        return fail(fmt::format("the host failed with code {}", e.code));
     }
 }
 

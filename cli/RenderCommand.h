@@ -1,6 +1,7 @@
 // `tavrin render`: renders frames of a comp to image files.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace tv::cli {
@@ -9,11 +10,17 @@ struct RenderOptions {
     std::string document;  // empty: the bundled example
     std::string output;    // file pattern; #### is the frame number
     std::string comp;
-    std::string frames;  // "0-47" or "0,10,20"; empty: frame 0
+    std::string frames;  // "7", "1-100", "1-100:5" or a comma list; empty: frame 0 (a shard: all)
     int bitDepth = 8;
     int threads = 0;  // 0: all cores
     bool verbose = false;
     std::string unified;  // "on" or "off" forces "Unified Rendering" for this run; empty: as set
+    std::string shard;    // "I/N": shard I (from 0) of N; empty: no shard
+    bool shardFromEnv = false;  // the shard from a Slurm array task or a Kubernetes Indexed Job
+    int64_t shardCount = 0;     // with --shard-from-env: the number of shards; 0: not given
+    std::string shardMode = "interleaved";  // or "contiguous"
+    bool skipExisting = false;              // frames whose files exist are not drawn again
+    bool json = false;  // one JSON document on standard output; human lines to standard error
 };
 
 int RunRenderCommand(const RenderOptions& options);

@@ -18,6 +18,8 @@ int main(int argc, char** argv) {
     std::string effectName;
     auto* effects = app.add_subcommand("effects", "List the effects, or one effect's parameters");
     effects->add_option("name", effectName, "display name or match name of one effect");
+    bool effectsJson = false;
+    effects->add_flag("--json", effectsJson, "print the list or the table as one JSON document");
 
     auto* render = app.add_subcommand("render", "Render a composition document to image files");
     tv::cli::RenderOptions renderOptions;
@@ -26,7 +28,9 @@ int main(int argc, char** argv) {
     render->add_option("-o,--output", renderOptions.output,
                        "output file pattern; #### becomes the frame number");
     render->add_option("--comp", renderOptions.comp, "the comp to render");
-    render->add_option("--frames", renderOptions.frames, "frames to render: 0-47 or 0,10,20");
+    render->add_option("--frames", renderOptions.frames,
+                       "frames to render, from 0: 7, 1-100, 1-100:5 (a step) or a list such as "
+                       "1-3,5,7-20:2; frames past the comp's end are left out with a warning");
     render->add_option("--bit-depth", renderOptions.bitDepth, "8 (PNG) or 32 (EXR)");
     render->add_option("--threads", renderOptions.threads, "threads to use; 0 means all cores");
     render->add_flag("-v,--verbose", renderOptions.verbose, "print the effects' diagnostic lines");
@@ -35,14 +39,35 @@ int main(int argc, char** argv) {
                      "on: draw through the GL path (depth of field, motion blur, facets); off: "
                      "the software path; overrides \"Unified Rendering\" for this run")
         ->check(CLI::IsMember({"on", "off"}));
+    render->add_option("--shard", renderOptions.shard,
+                       "I/N: render shard I (counted from 0) of N shards of the frames");
+    render->add_flag("--shard-from-env", renderOptions.shardFromEnv,
+                     "take the shard from a Slurm array task (SLURM_ARRAY_TASK_ID, _MIN, _MAX, "
+                     "_STEP, _COUNT) or a Kubernetes Indexed Job (JOB_COMPLETION_INDEX with "
+                     "--shard-count)");
+    render->add_option("--shard-count", renderOptions.shardCount,
+                       "with --shard-from-env: the number of shards (a Kubernetes Job's "
+                       "completions)");
+    render->add_option("--shard-mode", renderOptions.shardMode,
+                       "interleaved (default): shard I takes every N-th frame from the I-th; "
+                       "contiguous: shard I takes one run of neighbouring frames");
+    render->add_flag("--skip-existing", renderOptions.skipExisting,
+                     "leave frames whose files are already written; a re-queued task resumes");
+    render->add_flag("--json", renderOptions.json,
+                     "print one JSON document with a record per frame on standard output; human "
+                     "lines go to standard error");
 
     std::string checkDocument, infoDocument;
     auto* validate =
         app.add_subcommand("validate", "Check a composition document and report the first error");
     validate->add_option("document", checkDocument, "the composition document (JSON)")->required();
+    bool validateJson = false;
+    validate->add_flag("--json", validateJson, "print the result as one JSON document");
     auto* info =
         app.add_subcommand("info", "Show a document's comps, layers, effects and parameter values");
     info->add_option("document", infoDocument, "the composition document (JSON)")->required();
+    bool infoJson = false;
+    info->add_flag("--json", infoJson, "print the comps, layers, effects and values as JSON");
     std::string saveDocument, saveOutput;
     auto* save = app.add_subcommand("save", "Load a document and write it back as tavrin does");
     save->add_option("document", saveDocument, "the composition document (JSON)")->required();
@@ -83,11 +108,11 @@ int main(int argc, char** argv) {
 
     if (geometry->parsed()) return tv::cli::RunGeometryCommand(geometryOptions);
 
-    if (validate->parsed()) return tv::cli::RunValidateCommand(checkDocument);
-    if (info->parsed()) return tv::cli::RunInfoCommand(infoDocument);
+    if (validate->parsed()) return tv::cli::RunValidateCommand(checkDocument, validateJson);
+    if (info->parsed()) return tv::cli::RunInfoCommand(infoDocument, infoJson);
     if (save->parsed()) return tv::cli::RunSaveCommand(saveDocument, saveOutput);
 
-    if (effects->parsed()) return tv::cli::RunEffectsCommand(effectName);
+    if (effects->parsed()) return tv::cli::RunEffectsCommand(effectName, effectsJson);
     if (render->parsed()) return tv::cli::RunRenderCommand(renderOptions);
     if (app.get_subcommands().empty()) {
         std::printf("%s", app.help().c_str());

@@ -1,5 +1,7 @@
 #!/usr/bin/env bash
 # Installs every library Tavrin builds against, from Debian's packages.
+# With --slurm, also a Slurm controller, node daemon, client and MUNGE, which the farm test
+# (tests/integration/slurm-test.sh) starts as a one-node cluster.
 # Idempotent: when everything is present it only checks and returns.
 set -euo pipefail
 
@@ -17,6 +19,9 @@ packages=(
   librsvg2-bin
   clang-format
 )
+if [ "${1:-}" = "--slurm" ]; then
+  packages+=(slurmctld slurmd slurm-client munge)
+fi
 
 missing=()
 for p in "${packages[@]}"; do
