@@ -6,6 +6,8 @@
 #include <tbb/parallel_for.h>
 #include <unistd.h>
 
+#include <csignal>
+
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -18,6 +20,7 @@
 #include "cli/JsonOutput.h"
 #include "cli/farm/FinishedFrames.h"
 #include "cli/farm/FramePlan.h"
+#include "cli/farm/Interruption.h"
 #include "cli/farm/Shard.h"
 #include "host/MainParams.h"
 #include "resources/EffectTable.h"
@@ -25,6 +28,7 @@
 #include "standalone/CompRenderer.h"
 #include "standalone/Document.h"
 #include "standalone/ImageOutput.h"
+#include "standalone/WorkEstimate.h"
 
 namespace tv::cli {
 
@@ -34,7 +38,9 @@ namespace {
 struct FrameRecord {
     int64_t frame = 0;
     std::string file;
-    std::string status;  // "rendered", "skipped" (finished before) or "failed"
+    // "rendered", "skipped" (finished before), "failed" or "interrupted" (not started when the
+    // run was asked to stop)
+    std::string status;
     double seconds = 0;  // drawing and writing
     std::vector<std::string> messages;
     std::string error;
@@ -102,6 +108,15 @@ Json RecordJson(const FrameRecord& r, double secondsPerFrame) {
 
 }  // namespace
 
+double MemoryLimit(const std::string& text) {
+    if (text.empty()) return standalone::DefaultMemoryLimit();
+    const double bytes = standalone::ParseBytes(text);
+    if (bytes < 0)
+        throw std::runtime_error("--memory-limit \"" + text +
+                                 "\": give a size such as 8g, 512m, 64k or a number of bytes");
+    return bytes;
+}
+
 int RunRenderCommand(const RenderOptions& options) {
     std::FILE* human = HumanStream(options.json);
     std::vector<std::string> runMessages;  // the run's notes and warnings, as printed
@@ -139,6 +154,8 @@ int RunRenderCommand(const RenderOptions& options) {
         }
         if (!options.unified.empty()) ForceUnified(host, options.unified == "on");
         standalone::Comp& comp = *chosen;
+        // Refused before anything is allocated when a frame would need more than the budget.
+        standalone::CheckWorkBudget(host, comp, MemoryLimit(options.memoryLimit));
         const int64_t frameCount =
             std::max<int64_t>(1, int64_t(comp.duration * comp.fpsNum / std::max(comp.fpsDen, 1)));
         const FramePlan plan = PlanFrames(options.frames, frameCount, shard, mode);
@@ -179,6 +196,11 @@ int RunRenderCommand(const RenderOptions& options) {
         if (todo.size() < records.size())
             say(fmt::format("--skip-existing: {} of {} frames are finished and skipped",
                             records.size() - todo.size(), records.size()));
+        size_t stale = 0;
+        for (const FrameRecord& r : records) stale += standalone::RemoveStaleTemporaries(r.file);
+        if (stale)
+            say(fmt::format("removed {} temporary file{} left by an interrupted render", stale,
+                            stale == 1 ? "" : "s"));
 
         tbb::global_control threads(
             tbb::global_control::max_allowed_parallelism,
@@ -187,9 +209,14 @@ int RunRenderCommand(const RenderOptions& options) {
         const bool tty = isatty(fileno(stderr));
         std::atomic<size_t> done{0};
         std::mutex printMutex;
+        const InterruptionScope interruption;
         const auto start = std::chrono::steady_clock::now();
         tbb::parallel_for(size_t(0), todo.size(), [&](size_t t) {
             FrameRecord& record = records[todo[t]];
+            if (InterruptingSignal()) {
+                record.status = "interrupted";
+                return;
+            }
             const auto frameStart = std::chrono::steady_clock::now();
             try {
                 const auto image =
@@ -221,12 +248,20 @@ int RunRenderCommand(const RenderOptions& options) {
         if (options.verbose && options.json)
             for (const std::string& line : host.takeDiagnostics()) fmt::print(stderr, "{}\n", line);
         for (const std::string& line : RenderNoteLines(host)) say(line);
-        size_t failed = 0;
-        for (const FrameRecord& r : records)
+        size_t failed = 0, interrupted = 0;
+        for (const FrameRecord& r : records) {
+            interrupted += r.status == "interrupted";
             if (r.status == "failed") {
                 ++failed;
                 fmt::print(stderr, "tavrin render: frame {}: {}\n", r.frame, r.error);
             }
+        }
+        const int signal = InterruptingSignal();
+        if (signal)
+            say(fmt::format(
+                "interrupted by {}: the frames in flight were finished; {} frame{} "
+                "not drawn (render again with --skip-existing to finish)",
+                signal == SIGINT ? "SIGINT" : "SIGTERM", interrupted, interrupted == 1 ? "" : "s"));
         const size_t skipped = records.size() - todo.size();
         fmt::print(human, "rendered {} of {} frames{} of \"{}\" ({}x{}, {} bits) in {:.2f} s{}\n",
                    done.load(), records.size(),
@@ -235,14 +270,14 @@ int RunRenderCommand(const RenderOptions& options) {
                    records.empty()
                        ? std::string()
                        : " to " + standalone::FramePath(pattern, records.front().frame, numbered));
-        const int code = failed ? 1 : 0;
+        const int code = signal ? InterruptedExitCode(signal) : failed ? 1 : 0;
         if (options.json) {
             const double secondsPerFrame = double(comp.fpsDen) / double(std::max(comp.fpsNum, 1));
             Json frames = Json::array();
             for (const FrameRecord& r : records) frames.push_back(RecordJson(r, secondsPerFrame));
             PrintJson(
                 {{"command", "render"},
-                 {"ok", failed == 0},
+                 {"ok", code == 0},
                  {"document", options.document.empty() ? Json(nullptr) : Json(options.document)},
                  {"comp", comp.name},
                  {"width", comp.width},
@@ -259,6 +294,7 @@ int RunRenderCommand(const RenderOptions& options) {
                  {"rendered", done.load()},
                  {"skipped", skipped},
                  {"failed", failed},
+                 {"interrupted", interrupted},
                  {"seconds", secs},
                  {"messages", runMessages},
                  {"exitCode", code}});

@@ -20,9 +20,14 @@ struct RenderOptions {
     int64_t shardCount = 0;     // with --shard-from-env: the number of shards; 0: not given
     std::string shardMode = "interleaved";  // or "contiguous"
     bool skipExisting = false;              // frames whose files exist are not drawn again
-    bool json = false;  // one JSON document on standard output; human lines to standard error
+    bool json = false;        // one JSON document on standard output; human lines to standard error
+    std::string memoryLimit;  // "8g", "512m", bytes; empty: three quarters of the machine's memory
 };
 
 int RunRenderCommand(const RenderOptions& options);
+
+// The budget of one frame in bytes from --memory-limit's text; empty gives the machine's default.
+// Throws std::runtime_error naming the option when the text is not a size.
+double MemoryLimit(const std::string& text);
 
 }  // namespace tv::cli

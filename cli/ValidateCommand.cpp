@@ -3,14 +3,19 @@
 #include <fmt/format.h>
 
 #include "cli/JsonOutput.h"
+#include "cli/RenderCommand.h"
 #include "standalone/Document.h"
+#include "standalone/WorkEstimate.h"
 
 namespace tv::cli {
 
-int RunValidateCommand(const std::string& document, bool json) {
+int RunValidateCommand(const std::string& document, bool json, const std::string& memoryLimit) {
     try {
         standalone::EmbeddedHost host;
         standalone::LoadDocumentFile(document, host);
+        // Every comp is checked against the budget a render of it would have.
+        const double limit = MemoryLimit(memoryLimit);
+        for (const auto& c : host.project().comps) standalone::CheckWorkBudget(host, *c, limit);
         size_t layers = 0, effects = 0;
         for (const auto& c : host.project().comps) {
             layers += c->layers.size();

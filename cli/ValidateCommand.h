@@ -5,7 +5,8 @@
 
 namespace tv::cli {
 
-// json: one JSON document on standard output (see docs/command-line.md).
-int RunValidateCommand(const std::string& document, bool json);
+// json: one JSON document on standard output (see docs/command-line.md). Every comp is also
+// checked against the frame budget of `memoryLimit` (as --memory-limit; empty: the default).
+int RunValidateCommand(const std::string& document, bool json, const std::string& memoryLimit);
 
 }  // namespace tv::cli

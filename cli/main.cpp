@@ -56,6 +56,10 @@ int main(int argc, char** argv) {
     render->add_flag("--json", renderOptions.json,
                      "print one JSON document with a record per frame on standard output; human "
                      "lines go to standard error");
+    const char* memoryHelp =
+        "the most one frame may need, such as 8g or 512m; a document beyond it is refused "
+        "before drawing (default: three quarters of the machine's memory)";
+    render->add_option("--memory-limit", renderOptions.memoryLimit, memoryHelp);
 
     std::string checkDocument, infoDocument;
     auto* validate =
@@ -63,6 +67,8 @@ int main(int argc, char** argv) {
     validate->add_option("document", checkDocument, "the composition document (JSON)")->required();
     bool validateJson = false;
     validate->add_flag("--json", validateJson, "print the result as one JSON document");
+    std::string validateMemoryLimit;
+    validate->add_option("--memory-limit", validateMemoryLimit, memoryHelp);
     auto* info =
         app.add_subcommand("info", "Show a document's comps, layers, effects and parameter values");
     info->add_option("document", infoDocument, "the composition document (JSON)")->required();
@@ -108,7 +114,8 @@ int main(int argc, char** argv) {
 
     if (geometry->parsed()) return tv::cli::RunGeometryCommand(geometryOptions);
 
-    if (validate->parsed()) return tv::cli::RunValidateCommand(checkDocument, validateJson);
+    if (validate->parsed())
+        return tv::cli::RunValidateCommand(checkDocument, validateJson, validateMemoryLimit);
     if (info->parsed()) return tv::cli::RunInfoCommand(infoDocument, infoJson);
     if (save->parsed()) return tv::cli::RunSaveCommand(saveDocument, saveOutput);
 

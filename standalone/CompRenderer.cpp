@@ -10,13 +10,13 @@
 #include <stdexcept>
 
 #include "host/ParamHash.h"
+#include "standalone/WorkEstimate.h"
 
 namespace tv::standalone {
 
 namespace {
 
 constexpr const char* kMainMatchName = "KDL TAVRUS TWO";
-constexpr int kMaxPrecompDepth = 32;
 
 // The key the main effect mixes at pre-render, accumulated per thread.
 thread_local uint64_t tFrameKey = 0;

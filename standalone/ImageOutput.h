@@ -37,4 +37,12 @@ std::vector<uint8_t> ToStraight8(const FloatImage& image);
 // with the reason on failure, leaving no file behind.
 void WriteImage(const std::string& path, const FloatImage& image, int32_t bitDepth);
 
+// The hidden name a frame is written under before its rename: ".NAME.tmp<pid>_<n>" in the
+// frame's folder.
+std::string TemporaryFrameName(const std::string& fileName, long pid, int serial);
+
+// Removes the temporary files of `framePath` that processes no longer running left (a render
+// killed mid-frame); a file of a live process is kept. Returns how many were removed.
+size_t RemoveStaleTemporaries(const std::string& framePath);
+
 }  // namespace tv::standalone

@@ -153,6 +153,8 @@ struct Estimator {
 struct PrecompCount {
     double renders = 1;
     std::string chain;
+    int levels = 0;  // precomp levels below this comp at the deepest
+    std::string deepChain;
 };
 PrecompCount PrecompRenders(const EmbeddedHost& host, const Comp& comp, int depth,
                             std::map<const Comp*, PrecompCount>& memo) {
@@ -166,9 +168,14 @@ PrecompCount PrecompRenders(const EmbeddedHost& host, const Comp& comp, int dept
         if (!inner) continue;
         const PrecompCount sub = PrecompRenders(host, *inner, depth + 1, memo);
         out.renders += sub.renders;
+        const std::string name = "\"" + inner->name + "\"";
         if (sub.renders > deepest) {
             deepest = sub.renders;
-            out.chain = "\"" + inner->name + "\"" + (sub.chain.empty() ? "" : " > " + sub.chain);
+            out.chain = name + (sub.chain.empty() ? "" : " > " + sub.chain);
+        }
+        if (sub.levels + 1 > out.levels) {
+            out.levels = sub.levels + 1;
+            out.deepChain = name + (sub.deepChain.empty() ? "" : " > " + sub.deepChain);
         }
     }
     memo[&comp] = out;
@@ -210,6 +217,8 @@ WorkEstimate EstimateFrameWork(const EmbeddedHost& host, const Comp& comp) {
     const PrecompCount c = PrecompRenders(host, comp, 0, counts);
     out.precompRenders = c.renders - 1;
     out.precompWhere = c.chain;
+    out.precompDepth = c.levels;
+    out.precompDeepest = c.deepChain;
     return out;
 }
 
@@ -220,6 +229,11 @@ void CheckWorkBudget(const EmbeddedHost& host, const Comp& comp, double limitByt
             "comp \"{}\": its precomps expand to {} comp renders per frame (through {}); at "
             "most {} are rendered: nest fewer precomp layers",
             comp.name, w.precompRenders, w.precompWhere, kMaxPrecompRenders));
+    if (w.precompDepth > kMaxPrecompDepth)
+        throw WorkLimitError(fmt::format(
+            "comp \"{}\": its precomps nest {} levels deep (through {}); at most {} levels are "
+            "rendered: nest fewer precomp layers",
+            comp.name, w.precompDepth, w.precompDeepest, kMaxPrecompDepth));
     for (const WorkItem& item : w.items)
         if (item.bytes > limitBytes)
             throw WorkLimitError(fmt::format(

@@ -23,9 +23,11 @@ struct WorkItem {
 
 struct WorkEstimate {
     std::vector<WorkItem> items;
-    double bytes = 0;           // the largest layer's need: layers render one after another
-    double precompRenders = 0;  // comp renders one frame expands to
-    std::string precompWhere;   // the chain that expands the most
+    double bytes = 0;            // the largest layer's need: layers render one after another
+    double precompRenders = 0;   // comp renders one frame expands to
+    std::string precompWhere;    // the chain that expands the most
+    int precompDepth = 0;        // precomp levels at the deepest
+    std::string precompDeepest;  // that chain
 };
 
 // Bytes a vertex and a kept pair cost through gather, search and drawing, measured upper values.
@@ -33,6 +35,8 @@ inline constexpr double kBytesPerVertex = 200;
 inline constexpr double kBytesPerPair = 96;
 // A frame may expand to this many comp renders through its precomps.
 inline constexpr double kMaxPrecompRenders = 4096;
+// Precomps nest at most this deep; the compositor stops there.
+inline constexpr int kMaxPrecompDepth = 32;
 
 WorkEstimate EstimateFrameWork(const EmbeddedHost& host, const Comp& comp);
 

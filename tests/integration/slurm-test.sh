@@ -193,13 +193,14 @@ done
 [ "$(count_status first rendered)" -eq 8 ] || fail "the tasks did not render 8 frames in all"
 compare_frames "first run"
 
-# A re-queued job after a kill: two frames gone, one left as a temporary file only.
+# A re-queued job after a kill: two frames gone, one left as a temporary file only (of a process
+# that is not running), which the resumed task removes.
 rm "$work/farm/f_0008.png" "$work/farm/f_0040.png"
 echo "half" >"$work/farm/.f_0040.png.tmp99999_0"
 submit again
 [ "$(count_status again rendered)" -eq 2 ] || fail "the resumed run drew other than the 2 missing frames"
 [ "$(count_status again skipped)" -eq 6 ] || fail "the resumed run did not skip the 6 finished frames"
-rm "$work/farm/.f_0040.png.tmp99999_0"
+[ ! -e "$work/farm/.f_0040.png.tmp99999_0" ] || fail "the resumed run left the killed run's temporary file"
 compare_frames "resumed run"
 
 passed=1

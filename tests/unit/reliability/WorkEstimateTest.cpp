@@ -101,6 +101,28 @@ TEST(WorkEstimate, AFanOutOfNestedPrecompsIsRefused) {
     EXPECT_NE(why.find("\"C1\" > \"C2\""), std::string::npos) << why;
 }
 
+// A chain of comps, each showing the next once: `levels` precomp levels below the first.
+std::string PrecompChain(int levels) {
+    std::string comps;
+    for (int d = 0; d <= levels; ++d) {
+        const std::string layer = d < levels ? R"({"name": "P", "precomp": {"comp": "C)" +
+                                                   std::to_string(d + 1) + R"("}})"
+                                             : R"({"name": "S", "solid": {}})";
+        comps += std::string(d ? "," : "") + R"({"name": "C)" + std::to_string(d) +
+                 R"(", "width": 16, "height": 16, "layers": [)" + layer + "]}";
+    }
+    return R"({"tavrin": 1, "comps": [)" + comps + "]}";
+}
+
+TEST(WorkEstimate, PrecompsNestAtMostThirtyTwoLevels) {
+    EXPECT_EQ(Refusal(PrecompChain(kMaxPrecompDepth)), "");
+    const std::string why = Refusal(PrecompChain(kMaxPrecompDepth + 1));
+    EXPECT_NE(why.find("comp \"C0\": its precomps nest 33 levels deep (through \"C1\" > \"C2\""),
+              std::string::npos)
+        << why;
+    EXPECT_NE(why.find("at most 32 levels are rendered"), std::string::npos) << why;
+}
+
 TEST(WorkEstimate, SizesReadAndPrint) {
     EXPECT_DOUBLE_EQ(ParseBytes("512m"), 512.0 * 1024 * 1024);
     EXPECT_DOUBLE_EQ(ParseBytes("4G"), 4.0 * 1024 * 1024 * 1024);
