@@ -2,7 +2,7 @@
 BUILD ?= build
 JOBS ?= $(shell nproc)
 
-.PHONY: deps configure build demo test bench format clean
+.PHONY: deps configure build demo test sanitize fuzz bench format clean
 
 deps:
 	bash scripts/install-deps.sh
@@ -19,13 +19,32 @@ demo: build
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
+# The whole suite again under AddressSanitizer and UndefinedBehaviorSanitizer, in its own tree.
+SANITIZE_BUILD ?= build-sanitize
+sanitize: deps
+	cmake -S . -B $(SANITIZE_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVRIN_SANITIZE=ON
+	cmake --build $(SANITIZE_BUILD) -j $(JOBS)
+	cd $(SANITIZE_BUILD) && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+	  ctest --output-on-failure -j $(JOBS)
+
+# The libFuzzer targets built with clang and run FUZZ_SECONDS each (scripts/fuzz.sh).
+FUZZ_BUILD ?= build-fuzz
+FUZZ_SECONDS ?= 60
+fuzz:
+	bash scripts/install-deps.sh --fuzz
+	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DTAVRIN_FUZZ=ON
+	cmake --build $(FUZZ_BUILD) -j $(JOBS) --target tavrin fuzz_document fuzz_obj fuzz_records \
+	  fuzz_sequence
+	bash scripts/fuzz.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
+
 # BENCH_ARGS goes to the benchmark, e.g. BENCH_ARGS="--benchmark_filter=Network --benchmark_repetitions=3"
 bench: configure
 	cmake --build $(BUILD) -j $(JOBS) --target tavrin_bench
 	./$(BUILD)/bench/tavrin_bench $(BENCH_ARGS)
 
 format:
-	find host standalone cli sources effectors renderers engines params resources tests bench \
+	find host standalone cli sources effectors renderers engines params resources tests bench fuzz \
 	  -name '*.cpp' -o -name '*.h' | xargs clang-format -i
 
 clean:

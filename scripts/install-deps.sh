@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs every library Tavrin builds against, from Debian's packages.
 # With --slurm, also a Slurm controller, node daemon, client and MUNGE, which the farm test
-# (tests/integration/slurm-test.sh) starts as a one-node cluster.
+# (tests/integration/slurm-test.sh) starts as a one-node cluster. With --fuzz, also clang and
+# its libFuzzer runtime for the fuzzing build (make fuzz).
 # Idempotent: when everything is present it only checks and returns.
 set -euo pipefail
 
@@ -19,9 +20,13 @@ packages=(
   librsvg2-bin
   clang-format
 )
-if [ "${1:-}" = "--slurm" ]; then
-  packages+=(slurmctld slurmd slurm-client munge)
-fi
+for option in "$@"; do
+  case $option in
+    --slurm) packages+=(slurmctld slurmd slurm-client munge) ;;
+    --fuzz) packages+=(clang libclang-rt-14-dev) ;;
+    *) echo "install-deps: unknown option $option (--slurm, --fuzz)" >&2; exit 2 ;;
+  esac
+done
 
 missing=()
 for p in "${packages[@]}"; do

@@ -1,0 +1,31 @@
+// The fuzzing targets: each reads arbitrary bytes as one kind of input and checks what must hold
+// for any input (no crash, no leak, no undefined behaviour, and the property named below). The
+// libFuzzer entry points in fuzz/ call them; the test suite replays the seeds and every input a
+// fuzzer once failed on through them.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace tv::fuzz {
+
+// A composition document: loaded; when it loads, its comps are estimated against a budget and it
+// is saved and loaded again, which must succeed and save to the same text.
+void FuzzDocument(const uint8_t* data, size_t size);
+
+// An OBJ file's text: read whole and in small stretches over two threads, which must give the
+// same positions, faces, normals, texture coordinates and result.
+void FuzzObj(const uint8_t* data, size_t size);
+
+// The stored records of parameters, chosen by the first byte: a text record (0), a gradient
+// record (1) or a distance curve (2). Texts and gradients read back as they are made again.
+void FuzzRecords(const uint8_t* data, size_t size);
+
+// An effect instance's saved sequence record of any generation: set up again through the
+// embedded host and flattened.
+void FuzzSequence(const uint8_t* data, size_t size);
+
+// Stops the process with a message when `holds` is false: a finding for the fuzzer.
+void Require(bool holds, const char* what);
+
+}  // namespace tv::fuzz
