@@ -4,6 +4,7 @@
 
 #include <stdexcept>
 
+#include "host/ScriptBridge.h"
 #include "standalone/Document.h"
 #include "standalone/SvgExport.h"
 
@@ -22,16 +23,28 @@ int RunExportSvgCommand(const ExportSvgOptions& options) {
                                      standalone::NearestNames(options.comp, names));
         }
         standalone::SvgExportOptions o;
+        o.layer = options.layer;
         o.frame = options.frame;
         o.sequence = options.sequence;
         o.workArea = options.range == "work";
         o.fps = options.fps;
-        const std::string text = standalone::ExportSvg(host, *comp, o);
-        standalone::WriteFileWhole(options.output, text);
+        // The save dialog's rule: a path not ending in "svg" gets ".svg".
+        const std::string output = WithSvgExtension(options.output);
+        const standalone::SvgExportReport report =
+            standalone::ExportSvgFile(host, *comp, o, output);
         fmt::print(
-            "exported {} of \"{}\" ({}x{}) to {}\n",
+            "exported {} of \"{}\" (layer \"{}\", {}x{}) to {}\n",
             options.sequence ? "an animated sequence" : fmt::format("frame {}", options.frame),
-            comp->name, comp->width, comp->height, options.output);
+            comp->name, report.layer, comp->width, comp->height, output);
+        if (!report.otherLayers.empty()) {
+            std::string names;
+            for (const std::string& n : report.otherLayers)
+                names += (names.empty() ? "\"" : ", \"") + n + "\"";
+            fmt::print(stderr,
+                       "note: {} also carr{} the \"Tavrin\" effect; each layer exports its own "
+                       "file (--layer NAME)\n",
+                       names, report.otherLayers.size() == 1 ? "ies" : "y");
+        }
         fmt::print(stderr,
                    "note: sprites and beams' tubes have no vector form and are left out; "
                    "triangles take their corners' mean colour\n");

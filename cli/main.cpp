@@ -99,14 +99,19 @@ int main(int argc, char** argv) {
         ->required();
     exportSvg->add_option("-o,--output", svgOptions.output, "the SVG file to write")->required();
     exportSvg->add_option("--comp", svgOptions.comp, "the comp (default: the first)");
+    exportSvg->add_option("--layer", svgOptions.layer,
+                          "the layer whose \"Tavrin\" effect exports (default: the first "
+                          "carrying it)");
     auto* frameOption = exportSvg->add_option("--frame", svgOptions.frame, "the frame (default 0)");
     auto* sequenceFlag = exportSvg->add_flag("--sequence", svgOptions.sequence,
                                              "every frame of the range as one animated file");
     frameOption->excludes(sequenceFlag);
     exportSvg->add_option("--range", svgOptions.range, "comp (default) or work: the work area")
         ->check(CLI::IsMember({"comp", "work"}));
-    exportSvg->add_option("--fps", svgOptions.fps, "frames per second of the sequence")
-        ->check(CLI::PositiveNumber);
+    exportSvg
+        ->add_option("--fps", svgOptions.fps,
+                     "frames per second of the sequence, a whole number (default: the comp's)")
+        ->check(CLI::Range(1, 1000));
 
     CLI11_PARSE(app, argc, argv);
 

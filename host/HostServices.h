@@ -146,6 +146,9 @@ class HostServices {
         ThrowMissingService();
     }
     virtual void compDimensions(AEGP_CompH, int32_t*, int32_t*) { ThrowMissingService(); }
+    // The comp's duration, and its work area (start and duration), in comp time.
+    virtual A_Time compDuration(AEGP_CompH) { ThrowMissingService(); }
+    virtual void compWorkArea(AEGP_CompH, A_Time*, A_Time*) { ThrowMissingService(); }
 
     // ---- time ------------------------------------------------------------------------------
     virtual A_Time convertCompToLayerTime(AEGP_LayerH, const A_Time&) { ThrowMissingService(); }

@@ -6,6 +6,7 @@
 #include "host/ParamBuilders.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
+#include "host/SvgExportButton.h"
 #include "resources/EntryPoints.h"
 
 namespace tv {
@@ -117,11 +118,7 @@ PF_Err MainUserChangedParam(PF_InData* in_data, PF_OutData* /*out_data*/, PF_Par
     if (extra) {
         switch (extra->param_index) {
             case kMainExportSvg:
-                // The button's save dialog needs the host's script engine, which this host does
-                // not run: the export itself runs from the command line.
-                host.reportInfo(
-                    "Export SVG runs from the command line in this host: tavrin export-svg "
-                    "DOCUMENT -o FILE.svg [--frame N | --sequence].");
+                if (const PF_Err err = RunSvgExport(in_data)) return err;
                 break;
             case kMainUnified:
                 if (Checkout(in_data, host, kMainUnified).u.checkbox &&

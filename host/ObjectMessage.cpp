@@ -95,7 +95,7 @@ PF_Err InitObjectMessage(ObjectMessage& m) {
 void DisposeObjectMessage(ObjectMessage& m) {
     if (m.renders) {
         for (ObjectMessage* g : m.renders->gathered) DeleteObjectMessage(g);
-        for (RenderItem& item : m.renders->items) FreeRenderItem(item);
+        FreeRenderItems(m.renders->items);
     }
     delete m.geometry;
     delete m.renders;
@@ -145,6 +145,11 @@ void FreeRenderItem(RenderItem& item) {
     }
     if (releaser) releaser(item);
     std::memset(item.data, 0, sizeof item.data);
+}
+
+void FreeRenderItems(std::vector<RenderItem>& items) {
+    for (RenderItem& item : items) FreeRenderItem(item);
+    items.clear();
 }
 
 }  // namespace tv

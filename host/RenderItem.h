@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <vector>
 
 namespace tv {
 
@@ -36,5 +37,7 @@ static_assert(sizeof(RenderItem) == 88);
 using RenderItemReleaser = void (*)(RenderItem&);
 void RegisterRenderItemReleaser(uint32_t kind, RenderItemReleaser releaser);
 void FreeRenderItem(RenderItem& item);
+// Frees every item of the list and empties it.
+void FreeRenderItems(std::vector<RenderItem>& items);
 
 }  // namespace tv

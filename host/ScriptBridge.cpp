@@ -1,7 +1,9 @@
 #include "host/ScriptBridge.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <sstream>
 #include <vector>
@@ -60,6 +62,34 @@ constexpr const char* kObjImportDialog =
     "var ok = myDlg.show() == 1 ? 1 : 0;if (reopen == 1) { ok = 1; }"
     "return ok + '\\n' + box.text + '\\n' + (seqBox.value ? 1 : 0) + '\\n' + "
     "(alphaBox.value ? 1 : 0) + '\\n' + (relBox.value ? 1 : 0) + '\\n' + reopen;}"
+    "run_dialog ();";
+
+constexpr const char* kSvgExportDialog =
+    "var title= 'Export SVG';"
+    "var label= 'Exports SVG Files which can be opened in Adobe Illustrator.';"
+    "var note= 'Note: Polygon/Triangle Gradients and Image Sprites cannot be exported.';"
+    "var ext= '.svg';var fps= '12';var items= ['Entire Comp', 'Work Area'];"
+    "function withExt(p) { if (p.length <= 4 || p.substr(p.length - 3) != ext.substr(1)) "
+    "{ p = p + ext; } return p; }"
+    "function run_dialog() {myDlg = new Window('dialog', title);myDlg.orientation = 'column';"
+    "myDlg.alignChildren = 'fill';myDlg.add('statictext', undefined, label);"
+    "var pathRow = myDlg.add('group');var box = pathRow.add('edittext', undefined, '');"
+    "box.characters = 30;var saveAs = pathRow.add('button', undefined, 'Save As');"
+    "var seqBox = myDlg.add('checkbox', undefined, 'SVG File Sequence');seqBox.value = false;"
+    "var seqRow = myDlg.add('group');seqRow.add('statictext', undefined, 'Export:');"
+    "var range = seqRow.add('dropdownlist', undefined, items);range.selection = 0;"
+    "seqRow.add('statictext', undefined, 'Frames/Sec:');"
+    "var rate = seqRow.add('edittext', undefined, fps);rate.characters = 3;"
+    "seqRow.visible = false;seqBox.onClick = function() { seqRow.visible = seqBox.value; };"
+    "myDlg.add('statictext', undefined, note);"
+    "saveAs.onClick = function() { var f = File.saveDialog(title, '*' + ext); if (f != null) "
+    "{ var p = withExt(f.fsName); if (File(p).exists && !confirm(p + ' already exists. "
+    "Replace it?', false, 'File Already Exists')) { return; } box.text = p; } };"
+    "var row = myDlg.add('group');row.add('button', undefined, 'OK', {name: 'ok'});"
+    "row.add('button', undefined, 'Cancel', {name: 'cancel'});"
+    "if (myDlg.show() != 1 || box.text == '') { return ''; }var path = withExt(box.text);"
+    "if (!seqBox.value) { return path; }"
+    "return path + '\\n' + range.selection.index + '\\n' + rate.text;}"
     "run_dialog ();";
 
 std::vector<std::string> Lines(const std::string& text) {
@@ -128,6 +158,31 @@ std::optional<ObjImportAnswer> ParseObjImportAnswer(const std::string& answer) {
     a.alphabetical = a.sequence && flag(lines[3]);
     a.relative = flag(lines[4]);
     a.reopen = flag(lines[5]);
+    return a;
+}
+
+std::string SvgExportScript() {
+    return kSvgExportDialog;
+}
+
+std::string WithSvgExtension(const std::string& path) {
+    const bool keeps = path.size() > 4 && path.compare(path.size() - 3, 3, "svg") == 0;
+    return keeps ? path : path + ".svg";
+}
+
+std::optional<SvgExportAnswer> ParseSvgExportAnswer(const std::string& answer) {
+    const std::vector<std::string> lines = Lines(answer);
+    if (lines.empty() || lines[0].empty()) return std::nullopt;
+    SvgExportAnswer a;
+    a.path = lines[0];
+    if (lines.size() == 1) return a;
+    if (lines.size() != 3) return std::nullopt;
+    a.sequence = true;
+    a.workArea = lines[1] == "1";
+    char* end = nullptr;
+    const long fps = std::strtol(lines[2].c_str(), &end, 10);
+    if (end == lines[2].c_str() || fps < 1) return std::nullopt;
+    a.fps = int32_t(std::min<long>(fps, 1000));
     return a;
 }
 

@@ -34,6 +34,21 @@ std::string ObjImportScript(const std::string& absolutePath, const std::string& 
                             bool sequence, bool alphabetical, bool relative, bool reopen);
 std::optional<ObjImportAnswer> ParseObjImportAnswer(const std::string& answer);
 
+// The SVG export dialog ("Export SVG"). Its answer is empty (Cancel, or OK without a path), a
+// path alone (one frame at the current time), or three lines: the path, the range (0 the whole
+// comp, 1 the work area) and the frames per second.
+struct SvgExportAnswer {
+    std::string path;
+    bool sequence = false, workArea = false;
+    int32_t fps = 12;
+};
+std::string SvgExportScript();
+// Nothing when the answer asks for no export (empty, or lines that are not one of the forms).
+std::optional<SvgExportAnswer> ParseSvgExportAnswer(const std::string& answer);
+// The dialog's rule for a typed path: one not ending in "svg", or of four characters or fewer,
+// gets ".svg".
+std::string WithSvgExtension(const std::string& path);
+
 // The name dialog of a text parameter whose row carries "title\nlabel"; a click runs it and an
 // answer that differs from the stored text (and is not empty) becomes the parameter's value.
 PF_Err RunNameDialog(PF_InData* in, int32_t paramIndex, const char* titleAndLabel,

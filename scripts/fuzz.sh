@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Runs the libFuzzer targets of a fuzzing build tree (make fuzz builds it), each for SECONDS.
+# Runs the libFuzzer targets of a fuzzing build tree (make fuzz builds it), each for SECONDS,
+# all at the same time (one process each).
 #
 #   bash scripts/fuzz.sh [BUILD] [SECONDS] [TARGETS]    (defaults: build-fuzz 60 "document obj
 #                                                         records sequence")
@@ -27,8 +28,8 @@ for key in tavrin comps layers effects params name width height fps duration bac
   echo "\"\\\"$key\\\"\""
 done >>"$dict"
 
-status=0
-for t in $targets; do
+run_target() {
+  local t=$1
   corpus="$build/corpus/$t"
   mkdir -p "$corpus"
   seeds=("$root/fuzz/seeds/$t" "$root/fuzz/regressions/$t")
@@ -43,13 +44,22 @@ for t in $targets; do
   existing=()
   for s in "${seeds[@]}"; do [ -d "$s" ] && existing+=("$s"); done
   echo "fuzz: $t for $seconds s" >&2
-  if ! ASAN_OPTIONS=detect_leaks=1 "$build/fuzz/fuzz_$t" "$corpus" "${existing[@]}" \
-    -max_total_time="$seconds" -timeout=10 -rss_limit_mb=4096 -print_final_stats=1 \
-    -artifact_prefix="$build/findings/$t-" "${extra[@]}" >"$build/logs/$t.log" 2>&1; then
+  if ! ASAN_OPTIONS=detect_leaks=1 LSAN_OPTIONS=suppressions="$root/tests/lsan.supp" \
+    "$build/fuzz/fuzz_$t" "$corpus" "${existing[@]}" -max_total_time="$seconds" -timeout=10 \
+    -rss_limit_mb=4096 -print_final_stats=1 -artifact_prefix="$build/findings/$t-" \
+    "${extra[@]}" >"$build/logs/$t.log" 2>&1; then
     echo "fuzz: $t found a failing input; see $build/logs/$t.log and $build/findings" >&2
-    status=1
+    return 1
   fi
+}
+
+pids=()
+for t in $targets; do
+  run_target "$t" &
+  pids+=($!)
 done
+status=0
+for pid in "${pids[@]}"; do wait "$pid" || status=1; done
 
 for t in $targets; do
   log="$build/logs/$t.log"

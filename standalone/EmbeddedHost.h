@@ -148,6 +148,8 @@ class EmbeddedHost : public HostServices {
     int32_t layerLightType(AEGP_LayerH) override;
     void layerToWorldXform(AEGP_LayerH, const A_Time&, double[16]) override;
     void compDimensions(AEGP_CompH, int32_t*, int32_t*) override;
+    A_Time compDuration(AEGP_CompH) override;
+    void compWorkArea(AEGP_CompH, A_Time*, A_Time*) override;
 
     A_Time convertCompToLayerTime(AEGP_LayerH, const A_Time&) override;
     A_Time convertLayerToCompTime(AEGP_LayerH, const A_Time&) override;

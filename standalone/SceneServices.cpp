@@ -166,4 +166,22 @@ void EmbeddedHost::compDimensions(AEGP_CompH compH, int32_t* width, int32_t* hei
     *height = comp->height;
 }
 
+A_Time EmbeddedHost::compDuration(AEGP_CompH compH) {
+    const Comp* comp = compByUid(compH);
+    if (!comp) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
+    const uint32_t scale = comp->timeScale();
+    return A_Time{int32_t(std::llround(comp->duration * scale)), scale};
+}
+
+void EmbeddedHost::compWorkArea(AEGP_CompH compH, A_Time* start, A_Time* duration) {
+    const Comp* comp = compByUid(compH);
+    if (!comp) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
+    // A document without a work area works on the whole comp.
+    const bool given = comp->workEnd > comp->workStart;
+    const double from = given ? comp->workStart : 0, to = given ? comp->workEnd : comp->duration;
+    const uint32_t scale = comp->timeScale();
+    *start = A_Time{int32_t(std::llround(from * scale)), scale};
+    *duration = A_Time{int32_t(std::llround((to - from) * scale)), scale};
+}
+
 }  // namespace tv::standalone

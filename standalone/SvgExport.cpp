@@ -1,85 +1,129 @@
 #include "standalone/SvgExport.h"
 
+#include <unistd.h>
+
+#include <atomic>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <vector>
 
-#include "engines/SVGEngine.h"
-#include "host/FrameDriver.h"
-#include "host/ObjectMessage.h"
+#include "host/MainParams.h"
+#include "standalone/Document.h"
 #include "resources/EffectTable.h"
 
 namespace tv::standalone {
 
 namespace {
 
-// The shapes of one comp time: every main effect's pass, bottom layer first as the comp stacks
-// them.
-std::string FrameShapes(EmbeddedHost& host, const Comp& comp, const A_Time& compTime) {
-    SvgPass pass;
-    for (auto it = comp.layers.rbegin(); it != comp.layers.rend(); ++it) {
-        Layer& layer = **it;
-        for (const auto& instance : layer.effects) {
-            const InstalledEffect* fx = host.installedEffect(instance->key);
-            if (!fx || fx->matchName != EffectTable()[0].matchName || !instance->active) continue;
-            ObjectMessage m;
-            if (InitObjectMessage(m)) throw std::runtime_error("out of memory");
-            m.svgContext = reinterpret_cast<uint64_t>(&pass);
-            const A_Time t = host.convertCompToLayerTime(layer.uid, compTime);
-            PF_OutData out;
-            const PF_Err err = host.callEffect(*instance, PF_Cmd_COMPLETELY_GENERAL, t, &m, &out);
-            DisposeObjectMessage(m);
-            if (err)
-                throw std::runtime_error("the export pass of layer \"" + layer.name +
-                                         "\" failed with host code " + std::to_string(err));
-        }
-    }
-    return pass.shapes;
+namespace fs = std::filesystem;
+
+bool IsMainEffect(EmbeddedHost& host, const EffectInstance& instance) {
+    const InstalledEffect* fx = host.installedEffect(instance.key);
+    return fx && fx->matchName == EffectTable()[0].matchName;
 }
 
-bool HasMainEffect(EmbeddedHost& host, const Comp& comp) {
+// The "Tavrin" instance that exports, and the report naming its layer and the others.
+EffectInstance& ExportingInstance(EmbeddedHost& host, const Comp& comp, const std::string& name,
+                                  SvgExportReport& report) {
+    EffectInstance* chosen = nullptr;
+    std::vector<std::string> carrying;
     for (const auto& layer : comp.layers)
         for (const auto& instance : layer->effects) {
-            const InstalledEffect* fx = host.installedEffect(instance->key);
-            if (fx && fx->matchName == EffectTable()[0].matchName) return true;
+            if (!IsMainEffect(host, *instance)) continue;
+            carrying.push_back(layer->name);
+            if (!chosen && (name.empty() || layer->name == name)) {
+                chosen = instance.get();
+                report.layer = layer->name;
+            } else if (layer->name != report.layer) {
+                report.otherLayers.push_back(layer->name);
+            }
+            break;
         }
-    return false;
+    if (carrying.empty())
+        throw std::runtime_error("no layer of comp \"" + comp.name +
+                                 "\" carries the \"Tavrin\" effect: nothing to export");
+    if (!chosen)
+        throw std::runtime_error("--layer: no layer named \"" + name +
+                                 "\" carries the \"Tavrin\" effect; " +
+                                 NearestNames(name, carrying));
+    return *chosen;
+}
+
+// A hidden name beside the target that still ends in "svg", so the dialog's rule keeps it.
+fs::path TemporaryPath(const fs::path& target) {
+    static std::atomic<int> serial{0};
+    std::string name(".");
+    name.append(target.filename().string())
+        .append(".tmp")
+        .append(std::to_string(getpid()))
+        .append("_")
+        .append(std::to_string(serial++))
+        .append(".svg");
+    return target.parent_path() / name;
 }
 
 }  // namespace
 
-std::string ExportSvg(EmbeddedHost& host, const Comp& comp, const SvgExportOptions& o) {
-    if (!HasMainEffect(host, comp))
-        throw std::runtime_error("no layer of comp \"" + comp.name +
-                                 "\" carries the \"Tavrin\" effect: nothing to export");
+SvgExportReport ExportSvgFile(EmbeddedHost& host, const Comp& comp, const SvgExportOptions& o,
+                              const std::string& path) {
+    SvgExportReport report;
+    EffectInstance& instance = ExportingInstance(host, comp, o.layer, report);
+    const Layer* layer = host.layerOfInstance(instance.uid);
     const double compFps = double(comp.fpsNum) / std::max(comp.fpsDen, 1);
     const auto frameCount = std::max<int64_t>(1, int64_t(comp.duration * compFps));
-    if (!o.sequence) {
-        if (o.frame < 0 || o.frame >= frameCount)
-            throw std::runtime_error("--frame " + std::to_string(o.frame) +
-                                     " is outside the comp, which has frames 0-" +
-                                     std::to_string(frameCount - 1));
-        return SvgDocument(int32_t(comp.width), int32_t(comp.height),
-                           {FrameShapes(host, comp, comp.frameTime(o.frame))}, compFps, false);
+    if (!o.sequence && (o.frame < 0 || o.frame >= frameCount))
+        throw std::runtime_error("--frame " + std::to_string(o.frame) +
+                                 " is outside the comp, which has frames 0-" +
+                                 std::to_string(frameCount - 1));
+    const fs::path target(path);
+    if (target.has_parent_path()) fs::create_directories(target.parent_path());
+    const fs::path temp = TemporaryPath(target);
+    // The dialog's answer: the path alone, or path, range and frames per second.
+    std::string answer = temp.string();
+    if (o.sequence) {
+        const int32_t fps = o.fps > 0 ? o.fps : std::max<int32_t>(1, int32_t(std::lround(compFps)));
+        answer += std::string("\n") + (o.workArea ? "1" : "0") + "\n" + std::to_string(fps);
     }
-    const double fps = o.fps > 0 ? o.fps : compFps;
-    double start = 0, end = comp.duration;
-    if (o.workArea && comp.workEnd > comp.workStart) start = comp.workStart, end = comp.workEnd;
-    const uint32_t scale = comp.timeScale();
-    std::vector<std::string> frames;
-    for (int64_t i = 0;; ++i) {
-        const double seconds = start + double(i) / fps;
-        if (seconds >= end - 1e-9) break;
-        frames.push_back(
-            FrameShapes(host, comp, A_Time{int32_t(std::llround(seconds * scale)), scale}));
+    host.queueDialogAnswer("Export SVG", answer);
+    const A_Time time =
+        host.convertCompToLayerTime(layer->uid, comp.frameTime(o.sequence ? 0 : o.frame));
+    PF_UserChangedParamExtra extra;
+    extra.param_index = kMainExportSvg;
+    const PF_Err err = host.callEffect(instance, PF_Cmd_USER_CHANGED_PARAM, time, &extra);
+    std::error_code ec;
+    if (host.pendingDialogAnswers()) {
+        fs::remove(temp, ec);
+        throw std::runtime_error("the \"Export SVG\" button of layer \"" + report.layer +
+                                 "\" asked no question (host code " + std::to_string(err) + ")");
     }
-    return SvgDocument(int32_t(comp.width), int32_t(comp.height), frames, fps, true);
+    if (!fs::is_regular_file(temp)) {
+        fs::remove(temp, ec);
+        throw std::runtime_error("the export could not write " + temp.string());
+    }
+    fs::rename(temp, target, ec);
+    if (ec) {
+        fs::remove(temp, ec);
+        throw std::runtime_error("cannot write " + path + ": " + ec.message());
+    }
+    return report;
+}
+
+std::string ExportSvg(EmbeddedHost& host, const Comp& comp, const SvgExportOptions& o) {
+    const fs::path dir = fs::temp_directory_path();
+    const fs::path file = dir / ("tavrin-export-" + std::to_string(getpid()) + ".svg");
+    ExportSvgFile(host, comp, o, file.string());
+    std::ifstream in(file, std::ios::binary);
+    std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    in.close();
+    std::error_code ec;
+    fs::remove(file, ec);
+    return text;
 }
 
 void WriteFileWhole(const std::string& path, const std::string& text) {
-    namespace fs = std::filesystem;
     const fs::path target(path);
     if (target.has_parent_path()) fs::create_directories(target.parent_path());
     const fs::path temp = fs::path(path + ".tmp");

@@ -1,5 +1,6 @@
-// SVG export: the main effects of a comp run an export pass per frame, and their shapes become
-// one SVG file, a single frame or an animated sequence.
+// SVG export as a user makes it: the "Export SVG" button of a layer's "Tavrin" effect is pressed
+// at the frame's time and its save dialog answered with the path, or with the path, the range
+// and the frames per second of an animated sequence; the effect writes the file.
 #pragma once
 
 #include <cstdint>
@@ -10,14 +11,26 @@
 namespace tv::standalone {
 
 struct SvgExportOptions {
+    std::string layer;      // the layer whose "Tavrin" effect exports; empty: the first carrying it
     int64_t frame = 0;      // one frame: its number
     bool sequence = false;  // every frame of the range, animated
     bool workArea = false;  // the range: the work area instead of the whole comp
-    double fps = 0;         // frames per second of the sequence; 0: the comp's
+    int32_t fps = 0;        // frames per second of the sequence; 0: the comp's, rounded
 };
 
-// The file's text. Throws std::runtime_error naming what is wrong (no main effect in the comp, a
-// frame outside it).
+// What the export did: the layer that exported, and other layers that carry the effect too.
+struct SvgExportReport {
+    std::string layer;
+    std::vector<std::string> otherLayers;
+};
+
+// Presses the button with the answer ready and writes `path` whole (under a temporary name in
+// its folder, then renamed). Throws std::runtime_error naming what is wrong: no layer carries
+// the effect, a frame outside the comp, a file the effect could not write.
+SvgExportReport ExportSvgFile(EmbeddedHost& host, const Comp& comp, const SvgExportOptions& options,
+                              const std::string& path);
+
+// The same export's text, through a temporary file.
 std::string ExportSvg(EmbeddedHost& host, const Comp& comp, const SvgExportOptions& options);
 
 // Writes text under a temporary name in the same folder and renames it: a file is whole or absent.

@@ -278,7 +278,7 @@ TEST_F(BeamsEffect, GroupsModeJoinsTheTwoGroups) {
     // Both groups empty: an item with no beams.
     value(kFirstGroup).u.popup = 6;
     value(kSecondGroup).u.popup = 7;
-    m.renders->items.clear();
+    FreeRenderItems(m.renders->items);
     ASSERT_EQ(Send(), PF_Err_NONE);
     ASSERT_EQ(m.renders->items.size(), 1u);
     EXPECT_EQ(m.renders->items[0].as<BeamsPayload>().beamCount, 0u);

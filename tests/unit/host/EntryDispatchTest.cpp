@@ -34,7 +34,9 @@ TEST(EntryDispatch, GlobalSetupFlagsEqualTheTableWords) {
         EXPECT_EQ(out.my_version, 0x189E02u) << info.displayName;
         EXPECT_EQ(out.out_flags, info.outFlags) << info.displayName;
         EXPECT_EQ(out.out_flags2, info.outFlags2) << info.displayName;
-        if (out.global_data) host.disposeHandle(out.global_data);
+        // Set down as the host does, so what global set-up made is freed.
+        in.global_data = out.global_data;
+        EXPECT_EQ(info.entry(PF_Cmd_GLOBAL_SETDOWN, &in, &out, nullptr, nullptr, nullptr), 0);
     }
 }
 

@@ -76,7 +76,7 @@ TEST(PointsEdges, GroupWithNoVerticesSendsAnItemWithEmptyLists) {
         EXPECT_TRUE(engine.points.empty());
         EXPECT_TRUE(engine.sprites.empty());
         for (RenderItem& it : m.renders->items) FreeRenderItem(it);
-        m.renders->items.clear();
+        FreeRenderItems(m.renders->items);
         DisposeObjectMessage(m);
     }
 }
@@ -151,7 +151,7 @@ TEST(PointsEdges, OnlyConnectedPointsThroughTheUsageMasks) {
     ASSERT_EQ(engine.points.size(), 2u);
     for (const DrawPoint& p : engine.points) EXPECT_LT(p.x, 50.0);  // group A's pair only
     for (RenderItem& it : m.renders->items) FreeRenderItem(it);
-    m.renders->items.clear();
+    FreeRenderItems(m.renders->items);
     DisposeObjectMessage(m);
 }
 

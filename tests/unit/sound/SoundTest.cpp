@@ -157,7 +157,7 @@ std::vector<float> ZsAfter(const std::string& doc) {
     std::vector<float> z;
     for (const Vec3f& p : m.geometry->positions) z.push_back(p.z);
     for (RenderItem& it : m.renders->items) FreeRenderItem(it);
-    m.renders->items.clear();
+    FreeRenderItems(m.renders->items);
     DisposeObjectMessage(m);
     return z;
 }

@@ -105,7 +105,7 @@ TEST(Sprites, RandomSamplesStayInsideTheSpriteLayersOwnDuration) {
     for (uint32_t i = 0; i < p.timeCount; ++i)
         EXPECT_LT(double(p.times[i].value) / p.times[i].scale, 0.5) << i;
     for (RenderItem& it : m.renders->items) FreeRenderItem(it);
-    m.renders->items.clear();
+    FreeRenderItems(m.renders->items);
     DisposeObjectMessage(m);
 }
 
