@@ -86,6 +86,17 @@ TEST_F(UnifiedCommandLine, OnAndOffChooseThePathAndTheRunSaysWhichDrew) {
     EXPECT_NE(Tavrin(render("maybe")).code, 0);
 }
 
+// The GL framework is made by the first frame that asks for the GL path, not when the effect
+// loads: a software-only run never starts GL.
+TEST_F(UnifiedCommandLine, OnlyARunThatAsksForTheGlPathMakesTheGlFramework) {
+    const CliRun off = Tavrin(render("off") + " -v");
+    EXPECT_EQ(off.code, 0) << off.out;
+    EXPECT_EQ(Count(off.out, "GL_VERS: "), 0u) << off.out;
+    const CliRun on = Tavrin(render("on") + " -v");
+    EXPECT_EQ(on.code, 0) << on.out;
+    EXPECT_EQ(Count(on.out, "GL_VERS: "), 1u) << on.out;
+}
+
 TEST_F(UnifiedCommandLine, WithoutGlTheRunWarnsOnceAndDrawsInSoftware) {
     // The GL dispatch library finds no vendor EGL: a machine without GL, as the driver sees it.
     const CliRun r = Tavrin(render("on"), "__EGL_VENDOR_LIBRARY_FILENAMES=/nonexistent.json");
