@@ -3,10 +3,14 @@
 // is llvmpipe; the same command on a GPU machine measures the GPU.
 #include <benchmark/benchmark.h>
 
+#include <optional>
+#include <string>
+
 #include "host/MainParams.h"
 #include "resources/EffectTable.h"
 #include "standalone/BundledExample.h"
 #include "standalone/CompRenderer.h"
+#include "standalone/RenderNotes.h"
 
 namespace {
 
@@ -33,6 +37,21 @@ void Frame(benchmark::State& state, bool unified, int32_t quality, int32_t sampl
         std::vector<std::string> messages;
         renderer.renderFrame(comp, 0, 8, messages);
     }
+    // The passes the GL path drew: a frame that fell back to software has none to count.
+    const std::optional<int64_t> passes = tv::standalone::UnifiedPassesOf(host.renderNotes());
+    if (unified && !passes) {
+        std::string why = "the unified GL path did not run:";
+        for (const auto& [key, texts] : host.renderNotes())
+            for (const std::string& t : texts) why += " [" + key + "] " + t + ";";
+        state.SkipWithError(why.c_str());
+        return;
+    }
+    if (unified && *passes != samples) {
+        state.SkipWithError(("the unified GL path ran " + std::to_string(*passes) +
+                             " passes, not " + std::to_string(samples))
+                                .c_str());
+        return;
+    }
     for (auto _ : state) {
         tv::standalone::CompRenderer renderer(host);  // a fresh cache: every frame is drawn
         std::vector<std::string> messages;
@@ -40,7 +59,7 @@ void Frame(benchmark::State& state, bool unified, int32_t quality, int32_t sampl
     }
     if (unified)
         state.counters["passes/s"] = benchmark::Counter(
-            double(samples) * double(state.iterations()), benchmark::Counter::kIsRate);
+            double(*passes) * double(state.iterations()), benchmark::Counter::kIsRate);
 }
 
 // "_Ours" is the unified path, "_Peer" the software path on the same frame (one gather, no

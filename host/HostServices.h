@@ -103,6 +103,7 @@ class HostServices {
     virtual AEGP_CompH layerParentComp(AEGP_LayerH) { ThrowMissingService(); }
     virtual uint32_t layerFlags(AEGP_LayerH) { ThrowMissingService(); }
     virtual std::string layerName(AEGP_LayerH) { ThrowMissingService(); }
+    // The layer's source item; 0 for a layer without one (a camera, a light, a text layer).
     virtual AEGP_ItemH layerSourceItem(AEGP_LayerH) { ThrowMissingService(); }
     virtual AEGP_ItemType itemType(AEGP_ItemH) { ThrowMissingService(); }
     // A footage item's files: the one file, or every file of a numbered sequence in frame order;

@@ -137,8 +137,14 @@ PF_Err Dispatch(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDe
             return ResetupSequence(in_data, out_data);
         case PF_Cmd_SEQUENCE_FLATTEN:
             return FlattenSequence(in_data, out_data);
-        case PF_Cmd_SEQUENCE_SETDOWN:
+        case PF_Cmd_SEQUENCE_SETDOWN: {
+            // The end of a sequence of renders: this thread's GL context and circle texture go.
+            SuiteCache suites(in_data);
+            gl::ScopedLogSink sink(
+                [&suites](const std::string& line) { suites->diagnostic(line); });
+            gl::ThreadRenderSetdown();
             return SetdownSequence(in_data, out_data);
+        }
         case PF_Cmd_USER_CHANGED_PARAM:
             return MainUserChangedParam(in_data, out_data, params,
                                         static_cast<const PF_UserChangedParamExtra*>(extra));

@@ -623,8 +623,19 @@ std::string EmbeddedHost::layerName(AEGP_LayerH layerH) {
 AEGP_ItemH EmbeddedHost::layerSourceItem(AEGP_LayerH layerH) {
     const Layer* layer = layerByUid(layerH);
     if (!layer) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
-    // A precomp layer's item is its comp; other layers have an item of their own uid.
-    return layer->kind == LayerKind::Precomp ? layer->sourceComp : layer->uid;
+    // A precomp layer's item is its comp. Cameras, lights and text layers have no source item
+    // (none is returned, as a compositing host does); other layers have an item of their own
+    // uid.
+    switch (layer->kind) {
+        case LayerKind::Precomp:
+            return layer->sourceComp;
+        case LayerKind::Camera:
+        case LayerKind::Light:
+        case LayerKind::Text:
+            return 0;
+        default:
+            return layer->uid;
+    }
 }
 
 AEGP_ItemType EmbeddedHost::itemType(AEGP_ItemH item) {

@@ -254,12 +254,20 @@ void ThreadRenderSetdown() {
         s.context = nullptr;
         return;
     }
+    GlContext* saved = WrapCurrent();
     MakeCurrent(s.context);
     if (s.circleTexture) glDeleteTextures(1, &s.circleTexture);
     s.circleTexture = 0;
-    MakeCurrent(nullptr);
+    const bool keepSaved = saved->context && saved->context != s.context->context;
+    MakeCurrent(keepSaved ? saved : nullptr);
+    DestroyContext(saved);
     DestroyContext(s.context);
     s.context = nullptr;
+    ReleaseThread();
+}
+
+bool ThreadHasRenderState() {
+    return tSlot.state.context != nullptr;
 }
 
 void SetGpuAllowed(bool allowed) {

@@ -73,8 +73,11 @@ struct ThreadRenderState {
 // Makes the thread's context (sharing with the global one) and texture if missing; false when
 // the thread has no valid context. Leaves the thread's context current.
 bool PrepareThreadState(const GlGlobals& globals, ThreadRenderState*& state);
-// Frees the calling thread's texture and context.
+// Frees the calling thread's texture and context (at the end of a sequence of renders); the
+// context that was current before stays current unless it was the thread's own.
 void ThreadRenderSetdown();
+// Whether the calling thread holds a render context now.
+bool ThreadHasRenderState();
 // How many thread contexts this process has made (for tests of reuse).
 int32_t ThreadContextsMade();
 

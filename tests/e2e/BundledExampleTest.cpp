@@ -153,6 +153,14 @@ TEST(EndToEnd, SpritesExampleThroughBothPaths) {
                            4.0f / 255, 0.2f / 255);
 }
 
+// Random Still: each sprite holds one random frame of the star (its rays at their own angle).
+TEST(EndToEnd, SpritesStillExampleThroughBothPaths) {
+    ExpectMatchesReference(RenderDocument("sprites-still.json", 20, 0), "sprites-still_0020.png", 8,
+                           2.0f / 255, 0.1f / 255);
+    ExpectMatchesReference(RenderDocument("sprites-still.json", 20, 1), "sprites-still-gl_0020.png",
+                           8, 4.0f / 255, 0.2f / 255);
+}
+
 TEST(EndToEnd, SoundExampleDancesToItsTones) {
     ExpectMatchesReference(RenderDocument("sound.json", 25), "sound_0025.png", 8, 2.0f / 255,
                            0.1f / 255);

@@ -74,11 +74,14 @@ DrawTriangle Quad(float z, const std::array<float, 4>& color, float half, bool s
 
 // Renders `triangles` with `samples` passes into a frame of `size` pixels, accumulating passes or
 // through the multisample target.
+// Without the alpha correction the frame is the plain mean of the stochastic passes.
 Frame Render(std::vector<DrawTriangle> triangles, int32_t samples, int32_t size = 32,
-             const PF_EffectWorld* depthLayer = nullptr, bool accumulate = true) {
+             const PF_EffectWorld* depthLayer = nullptr, bool accumulate = true,
+             bool alphaCorrection = true) {
     Frame f(size);
     TVGLEngine engine(nullptr, &f.world, 32, Shared().g);
     EXPECT_TRUE(engine.valid());
+    engine.alphaCorrection = alphaCorrection;
     const CameraSnapshot cam = TestCamera(size);
     engine.allocateTargets(accumulate, size, size);
     engine.zNear = cam.nearPlane, engine.zFar = cam.farPlane;
@@ -188,6 +191,34 @@ TEST(GlEngine, AnOpaquePrimitiveGetsFullCoverageAndItsExactColour) {
     EXPECT_NEAR(c[2], 0.6f, 1e-5);
     EXPECT_NEAR(c[3], 1.0f, 1e-5);
     EXPECT_EQ(f.at(0, 0)[0], 0.0f);  // outside the quad (x from -50 to 50 of -100..100)
+}
+
+// Through real passes, the mean of the passes alone (no alpha correction): a quad of alpha 0
+// never survives the stochastic test, one of alpha 1 survives every pass, one of alpha 0.5 about
+// every other.
+TEST(GlEngine, AlphaZeroNeverSurvivesAPassAndAlphaOneAlwaysDoes) {
+    ASSERT_NE(Shared().g, nullptr);
+    auto quad = [](float alpha) {
+        return std::vector<DrawTriangle>{Quad(0, {1, 1, 1, alpha}, 50, false),
+                                         Quad(0, {1, 1, 1, alpha}, 50, true)};
+    };
+    const Frame none = Render(quad(0), 16, 32, nullptr, true, false);
+    const Frame all = Render(quad(1), 16, 32, nullptr, true, false);
+    const Frame half = Render(quad(0.5f), 16, 32, nullptr, true, false);
+    double halfSum = 0;
+    int32_t n = 0, halfPartial = 0;
+    for (int32_t y = 10; y < 22; ++y)
+        for (int32_t x = 10; x < 22; ++x) {
+            for (int c = 0; c < 4; ++c) EXPECT_EQ(none.at(x, y)[c], 0.0f) << x << " " << y;
+            for (int c = 0; c < 4; ++c) EXPECT_EQ(all.at(x, y)[c], 1.0f) << x << " " << y;
+            const float a = half.at(x, y)[0];
+            halfSum += a;
+            halfPartial += a > 0.0f && a < 1.0f;
+            ++n;
+        }
+    // The passes in between keep a share, so the frames above saw the test itself.
+    EXPECT_NEAR(halfSum / n, 0.5, 0.1);
+    EXPECT_GT(halfPartial, n / 2);
 }
 
 // The mean error of the colour against the exact alpha composite of two half-transparent quads.

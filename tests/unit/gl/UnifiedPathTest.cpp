@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -12,6 +13,7 @@
 #include "standalone/CompRenderer.h"
 #include "standalone/Document.h"
 #include "standalone/ImageOutput.h"
+#include "standalone/RenderNotes.h"
 
 namespace tv {
 namespace {
@@ -134,6 +136,141 @@ TEST(UnifiedPath, DepthOfFieldBlursOffThePlaneAndKeepsThePlaneSharp) {
     EXPECT_GT(width(dof, 80, 200), width(sharp, 80, 200) + 20);
 }
 
+// The camera of a small comp stands closer to the comp's plane than the default "Near Fade": these
+// frames move the fade out of the way.
+constexpr const char* kNoNearFade = R"("Near Vanish": 1, "Near Fade": 2)";
+
+// A still white disc at quality "8x" (128 samples) with `times` motion-blur samples, at 32 bits,
+// and the note of the path that drew it.
+std::pair<standalone::FloatImage, std::set<std::string>> StillDisc(int times) {
+    const std::string main = R"({"Unified Rendering": true, "Render Quality": "8x", )" +
+                             std::string(kNoNearFade) + R"(,
+        "Render Motion Blur": "Custom", "Shutter Angle": 180, "Motion Blur Samples": )" +
+                             std::to_string(times) + "}";
+    const std::string doc =
+        R"({"tavrin": 1, "comps": [{"name": "C", "width": 32, "height": 32, "fps": 30,
+        "duration": 1, "background": "#000000", "layers": [{"name": "L", "solid": {"color":
+        "#000000"}, "effects": [{"effect": "Tavrin", "params": )" +
+        main + "}, " + Point("[16, 16]") +
+        R"(, {"effect": "Tavrin Points Renderer", "params": {"Points Size": 8,
+        "Points Perspective Aware": false}}]}]}]})";
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(doc, "doc.json", host);
+    standalone::CompRenderer renderer(host);
+    std::vector<std::string> messages;
+    auto image = renderer.renderFrame(*host.project().comps.front(), 0, 32, messages);
+    return {image, host.renderNotes()["path"]};
+}
+
+TEST(UnifiedPath, ThreeTimeSamplesOf128RunOnly126PassesWeightedOneIn128) {
+    const auto [three, threeNote] = StillDisc(3);
+    const auto [four, fourNote] = StillDisc(4);
+    ASSERT_EQ(threeNote.size(), 1u);
+    ASSERT_EQ(fourNote.size(), 1u);
+    EXPECT_NE(threeNote.begin()->find(", 126 passes of 128 samples)"), std::string::npos)
+        << *threeNote.begin();
+    EXPECT_NE(fourNote.begin()->find(", 128 passes of 128 samples)"), std::string::npos)
+        << *fourNote.begin();
+    // The disc's middle is opaque white in every pass. With every pass drawn it is white; with
+    // two of the 128 left out it keeps 126/128 of its cover (over black), not 126/126.
+    EXPECT_NEAR(four.pixel(16, 16)[0], 1.0f, 1e-4);
+    EXPECT_NEAR(three.pixel(16, 16)[0], 126.0f / 128.0f, 1e-4);
+    EXPECT_NEAR(three.pixel(16, 16)[3], 1.0f, 1e-6);  // over the comp's opaque background
+}
+
+// The read-back of a 32-bit frame is premultiplied, and the frame is unpremultiplied once, as the
+// software path's is: a half-transparent white disc comes out white at half alpha, so over black
+// it is grey 0.5. A second division would give straight 2.0, and white over black.
+TEST(UnifiedPath, A32BitFrameIsUnpremultipliedOnce) {
+    const std::string half = R"({"effect": "Tavrin Primitives Object", "params": {"X Points": 1,
+        "Y Points": 1, "Z Points": 1, "Generate Faces": "None", "Center XY": [16, 16],
+        "Opacity": 50}})";
+    const auto gl = Render(Doc(32, 32,
+                               R"({"Unified Rendering": true, "Render Motion Blur": "Off", )" +
+                                   std::string(kNoNearFade) + "}",
+                               half));
+    const auto sw = Render(
+        Doc(32, 32, R"({"Render Motion Blur": "Off", )" + std::string(kNoNearFade) + "}", half));
+    EXPECT_NEAR(gl.pixel(16, 16)[0], 0.5f, 0.01f);
+    EXPECT_NEAR(gl.pixel(16, 16)[3], 1.0f, 1e-6);
+    EXPECT_NEAR(gl.pixel(16, 16)[0], sw.pixel(16, 16)[0], 0.01f);
+}
+
+// Overlapping half-transparent discs of two colours in depth, through one path or the other:
+// red in front, blue behind and shifted, so that most covered pixels see both.
+standalone::FloatImage Overlaps(bool unified, const std::string& quality, int times) {
+    auto grid = [](const std::string& color, int z, int dx) {
+        return R"({"effect": "Tavrin Primitives Object", "params": {"X Points": 3,
+            "Y Points": 3, "Z Points": 1, "Cube Width": 40, "Cube Height": 40,
+            "Generate Faces": "None", "Center XY": [)" +
+               std::to_string(32 + dx) + R"(, 32], "Center Z": )" + std::to_string(z) +
+               R"(, "Color": ")" + color + R"(", "Opacity": 50}})";
+    };
+    std::string main = std::string(R"({"Unified Rendering": )") + (unified ? "true" : "false") +
+                       R"(, "Render Quality": ")" + quality + R"(", )" + kNoNearFade;
+    main += times > 1 ? R"(, "Render Motion Blur": "Custom", "Motion Blur Samples": )" +
+                            std::to_string(times) + "}"
+                      : R"(, "Render Motion Blur": "Off"})";
+    const std::string doc =
+        R"({"tavrin": 1, "comps": [{"name": "C", "width": 64, "height": 64, "fps": 30,
+        "duration": 1, "background": "#000000", "layers": [{"name": "L", "solid": {"color":
+        "#000000"}, "effects": [{"effect": "Tavrin", "params": )" +
+        main + "}, " + grid("#ff0000", 0, 0) + ", " + grid("#0000ff", 60, 7) +
+        R"(, {"effect": "Tavrin Points Renderer", "params": {"Points Size": 9,
+        "Points Perspective Aware": false}}]}]}]})";
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(doc, "doc.json", host);
+    standalone::CompRenderer renderer(host);
+    std::vector<std::string> messages;
+    return renderer.renderFrame(*host.project().comps.front(), 0, 32, messages);
+}
+
+double MeanDifference(const standalone::FloatImage& a, const standalone::FloatImage& b) {
+    double sum = 0;
+    for (size_t i = 0; i < a.rgba.size(); ++i) sum += std::abs(a.rgba[i] - b.rgba[i]);
+    return sum / double(a.rgba.size());
+}
+
+TEST(UnifiedPath, TheStochasticResultConvergesToTheSoftwareComposite) {
+    // 16 samples at quality 1, 64 at quality 6; 256 from 256 motion-blur samples of the still
+    // scene (each time sample one pass).
+    const auto software = Overlaps(false, "1x", 1);
+    const double e16 = MeanDifference(Overlaps(true, "1x", 1), software);
+    const double e64 = MeanDifference(Overlaps(true, "6x", 1), software);
+    const double e256 = MeanDifference(Overlaps(true, "1x", 256), software);
+    std::printf(
+        "mean difference to the software composite: 16 samples %.5f, 64 samples %.5f, "
+        "256 samples %.5f\n",
+        e16, e64, e256);
+    EXPECT_LT(e64, e16);
+    EXPECT_LT(e256, e64);
+    // What stays is the discs' rims: the GPU's reach their full radius, the software's feather.
+    EXPECT_LT(e256, 0.02);
+}
+
+TEST(UnifiedPath, SequenceSetdownDropsTheCallingThreadsGlState) {
+    {
+        standalone::EmbeddedHost host;
+        standalone::LoadDocumentText(
+            Doc(32, 32, R"({"Unified Rendering": true, "Render Motion Blur": "Off"})",
+                Point("[16, 16]")),
+            "doc.json", host);
+        standalone::CompRenderer renderer(host);
+        std::vector<std::string> messages;
+        renderer.renderFrame(*host.project().comps.front(), 0, 8, messages);
+        ASSERT_EQ(host.renderNotes()["path"].begin()->rfind("unified GL path", 0), 0u);
+        // The frame was drawn on this thread, which keeps its context for the next frame.
+        ASSERT_TRUE(gl::ThreadHasRenderState());
+    }  // the host closes the project: SEQUENCE_SETDOWN on this thread
+    EXPECT_FALSE(gl::ThreadHasRenderState());
+    // The next frame on this thread makes a new one (and its host's setdown drops it again).
+    const int32_t made = gl::ThreadContextsMade();
+    Render(Doc(32, 32, R"({"Unified Rendering": true, "Render Motion Blur": "Off"})",
+               Point("[16, 16]")));
+    EXPECT_EQ(gl::ThreadContextsMade(), made + 1);
+    EXPECT_FALSE(gl::ThreadHasRenderState());
+}
+
 // A sphere with faces and the facets renderer, through one path or the other.
 std::map<std::string, std::set<std::string>> NotesOf(bool unified, bool gpuAllowed) {
     gl::SetGpuAllowed(gpuAllowed);
@@ -152,6 +289,24 @@ std::map<std::string, std::set<std::string>> NotesOf(bool unified, bool gpuAllow
     renderer.renderFrame(*host.project().comps.front(), 0, 8, messages);
     gl::SetGpuAllowed(true);
     return host.renderNotes();
+}
+
+// What the benchmark counts: passes only when the GL path drew.
+TEST(UnifiedPath, PassesAreReadFromTheNoteOnlyWhenTheGlPathDrewEveryFrame) {
+    using Notes = std::map<std::string, std::set<std::string>>;
+    EXPECT_EQ(standalone::UnifiedPassesOf(
+                  Notes{{"path", {"unified GL path (OpenGL 4.5, 126 passes of 128 samples)"}}}),
+              126);
+    EXPECT_EQ(standalone::UnifiedPassesOf(Notes{{"path", {"software path"}}}), std::nullopt);
+    EXPECT_EQ(standalone::UnifiedPassesOf(Notes{{"path",
+                                                 {"software path",
+                                                  "unified GL path (OpenGL 4.5, 16 passes of 16 "
+                                                  "samples)"}}}),
+              std::nullopt);
+    EXPECT_EQ(standalone::UnifiedPassesOf(Notes{}), std::nullopt);
+    // A frame asked for the GL path on a process without GL: nothing to count.
+    EXPECT_EQ(standalone::UnifiedPassesOf(NotesOf(true, false)), std::nullopt);
+    EXPECT_EQ(standalone::UnifiedPassesOf(NotesOf(true, true)), 16);
 }
 
 TEST(UnifiedPath, TheHostIsToldWhichPathDrewAndWhatWasLeftOut) {

@@ -19,7 +19,8 @@ namespace tv {
 namespace {
 
 // A 32 x 32 sprite comp that is white in its top half only (so a flipped sprite shows), and a
-// row of points drawn with it. `sprite` names the layer the points renderer takes.
+// row of points drawn with it. `sprite` names the layer the points renderer takes: "Sprite" (the
+// precomp), "Plain" (a solid), "Picture" (image footage) or "Lamp" (a light: no source item).
 std::string SpriteDoc(bool unified, const std::string& sprite = "Sprite",
                       const std::string& sampling = "Current Time",
                       const std::string& spriteLayerExtra = "") {
@@ -40,7 +41,10 @@ std::string SpriteDoc(bool unified, const std::string& sprite = "Sprite",
             "Z Points": 1, "Cube Width": 100, "Generate Faces": "None", "Opacity": 100}},
           {"effect": "Tavrin Points Renderer", "params": {"Points Size": 12,
             "Points Perspective Aware": false, "Textured Sprite": ")" +
-           sprite + R"(", "Time Sampling": ")" + sampling + R"("}}]}]}]})";
+           sprite + R"(", "Time Sampling": ")" + sampling + R"("}}]},
+        {"name": "Picture", "image": {"file": ")" +
+           std::string(TAVRIN_TEST_DATA) + R"(/e2e/refs/sprites_0020.png"}, "enabled": false},
+        {"name": "Lamp", "light": {}}]}]})";
 }
 
 standalone::FloatImage Render(const std::string& doc,
@@ -85,6 +89,71 @@ TEST(Sprites, ASpriteThatIsNotACompositionGivesTheMessageAndDiscs) {
         EXPECT_GT(image.pixel(80, 30)[0], 0.9f) << unified;
         EXPECT_LT(image.pixel(80 + 11, 30 + 11)[0], 0.1f) << unified;
     }
+}
+
+// The message, then a disc (white, the points' colour) at the middle point, round: its corner is
+// empty.
+void ExpectMessageAndDiscs(const std::string& sprite) {
+    for (bool unified : {false, true}) {
+        std::vector<std::string> messages;
+        const auto image = Render(SpriteDoc(unified, sprite), &messages);
+        ASSERT_FALSE(messages.empty()) << sprite << " " << unified;
+        EXPECT_NE(messages[0].find("Tavrin - Item has to be Pre-Comped to use it as a Sprite"),
+                  std::string::npos);
+        EXPECT_GT(image.pixel(80, 30)[0], 0.9f) << sprite << " " << unified;
+        EXPECT_LT(image.pixel(80 + 11, 30 + 11)[0], 0.1f) << sprite << " " << unified;
+    }
+}
+
+TEST(Sprites, ASpriteLayerOfImageFootageGivesTheMessageAndDiscs) {
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(SpriteDoc(false, "Picture"), "doc.json", host);
+    const AEGP_LayerH picture = host.compByName("Main")->layers[3]->uid;
+    ASSERT_EQ(host.layerName(picture), "Picture");
+    const AEGP_ItemH item = host.layerSourceItem(picture);
+    ASSERT_NE(item, 0u);
+    ASSERT_EQ(host.itemType(item), AEGP_ItemType_FOOTAGE);
+    ExpectMessageAndDiscs("Picture");
+}
+
+// The points renderer's gather of `doc`: the sample times and the sample of each vertex.
+std::pair<std::vector<A_Time>, std::vector<uint32_t>> GatheredSamples(const std::string& doc) {
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(doc, "doc.json", host);
+    standalone::Layer& l = *host.compByName("Main")->layers[2];
+    ObjectMessage m;
+    InitObjectMessage(m);
+    EXPECT_EQ(Gather(host, l.uid, host.compByName("Main")->frameTime(0), m), 0);
+    std::pair<std::vector<A_Time>, std::vector<uint32_t>> out;
+    for (const RenderItem& it : m.renders->items)
+        if (it.kind == kRenderPoints) {
+            const auto& p = it.as<PointsPayload>();
+            out.first.assign(p.times, p.times + p.timeCount);
+            out.second.assign(p.sampleIndex, p.sampleIndex + p.vertexCount);
+        }
+    for (RenderItem& it : m.renders->items) FreeRenderItem(it);
+    FreeRenderItems(m.renders->items);
+    DisposeObjectMessage(m);
+    return out;
+}
+
+TEST(Sprites, ASpriteLayerWithoutASourceBuildsNoSamplesAndDrawsDiscs) {
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(SpriteDoc(false, "Lamp"), "doc.json", host);
+    const AEGP_LayerH lamp = host.compByName("Main")->layers[4]->uid;
+    ASSERT_EQ(host.layerName(lamp), "Lamp");
+    // A light, like a camera or a text layer, has no source item.
+    EXPECT_EQ(host.layerSourceItem(lamp), 0u);
+    // "Random Still" builds one time per vertex from a precomp; from a layer without a source,
+    // nothing: the one current time, shown by every vertex.
+    const auto [precompTimes, precompIndices] =
+        GatheredSamples(SpriteDoc(false, "Sprite", "Random Still"));
+    EXPECT_EQ(precompTimes.size(), 3u);
+    const auto [times, indices] = GatheredSamples(SpriteDoc(false, "Lamp", "Random Still"));
+    ASSERT_EQ(times.size(), 1u);
+    EXPECT_EQ(times[0].value, 0);
+    EXPECT_EQ(indices, std::vector<uint32_t>(3, 0));
+    ExpectMessageAndDiscs("Lamp");
 }
 
 TEST(Sprites, RandomSamplesStayInsideTheSpriteLayersOwnDuration) {
