@@ -2,33 +2,20 @@
 // written on an error.
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-
-#include <array>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
+
+#include "tests/support/RunShell.h"
 
 namespace tv {
 namespace {
 
 namespace fs = std::filesystem;
 
-struct CliRun {
-    int code = -1;
-    std::string out;  // standard output and standard error together
-};
+using test::CliRun;
 
 CliRun Tavrin(const std::string& args) {
-    CliRun r;
-    FILE* pipe = popen((std::string(TAVRIN_BINARY) + " " + args + " 2>&1").c_str(), "r");
-    if (!pipe) return r;
-    std::array<char, 4096> buffer;
-    size_t n;
-    while ((n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0) r.out.append(buffer.data(), n);
-    const int status = pclose(pipe);
-    r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return r;
+    return test::RunShell(std::string(TAVRIN_BINARY) + " " + args + " 2>&1");
 }
 
 class CommandLine : public ::testing::Test {

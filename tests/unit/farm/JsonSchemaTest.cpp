@@ -3,14 +3,13 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
+
+#include "tests/support/RunShell.h"
 
 namespace tv {
 namespace {
@@ -106,15 +105,7 @@ SchemaCheck LoadSchema(const std::string& name) {
 
 // Standard output of the tavrin binary run with `args`.
 std::string TavrinOut(const std::string& args) {
-    const std::string cmd = std::string("'") + TAVRIN_BINARY + "' " + args + " 2>/dev/null";
-    FILE* pipe = popen(cmd.c_str(), "r");
-    std::string out;
-    if (!pipe) return out;
-    std::array<char, 4096> buffer;
-    size_t n;
-    while ((n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0) out.append(buffer.data(), n);
-    pclose(pipe);
-    return out;
+    return test::RunShell(std::string("'") + TAVRIN_BINARY + "' " + args + " 2>/dev/null").out;
 }
 
 std::string Example(const std::string& name) {

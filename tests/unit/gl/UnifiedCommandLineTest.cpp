@@ -2,36 +2,21 @@
 // the one warning when the GL path was asked for on a machine that has no GL.
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-
-#include <array>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
+
+#include "tests/support/RunShell.h"
 
 namespace tv {
 namespace {
 
 namespace fs = std::filesystem;
 
-struct CliRun {
-    int code = -1;
-    std::string out;  // standard output and standard error together
-};
+using test::CliRun;
 
 CliRun Tavrin(const std::string& args, const std::string& environment = "") {
-    CliRun r;
-    const std::string command =
-        environment + " " + std::string(TAVRIN_BINARY) + " " + args + " 2>&1";
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) return r;
-    std::array<char, 4096> buffer;
-    size_t n;
-    while ((n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0) r.out.append(buffer.data(), n);
-    const int status = pclose(pipe);
-    r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return r;
+    return test::RunShell(environment + " " + std::string(TAVRIN_BINARY) + " " + args + " 2>&1");
 }
 
 size_t Count(const std::string& text, const std::string& what) {
