@@ -720,6 +720,9 @@ std::vector<MaskVertex> ReadMaskPath(const Reader& r, const json& v, const std::
         r.fail(path,
                "expected a list of vertices: [x, y] or {\"point\": [x, y], \"in\": "
                "[dx, dy], \"out\": [dx, dy]}");
+    // One vertex outlines nothing: no segment to sample, fill or cap.
+    if (v.size() < 2)
+        r.fail(path, "a mask needs at least 2 vertices, found 1: one vertex outlines nothing");
     std::vector<MaskVertex> out;
     auto pair = [&](const json& p, const std::string& ppath, double& a, double& b) {
         if (!p.is_array() || p.size() != 2)
@@ -987,6 +990,10 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
         r.checkKeys(body, kpath, {"text", "font", "family", "size", "color"});
         if (!body.contains("text")) r.fail(kpath, "missing \"text\": the string to show");
         layer.text = r.text(body["text"], kpath + ".text");
+        // A text layer whose text is gone is no layer at all: nothing to draw or outline.
+        if (layer.text.empty())
+            r.fail(kpath + ".text",
+                   "an empty text; a text layer needs at least one character to show");
         if (body.contains("font") && body.contains("family"))
             r.fail(kpath + ".family", "give a font \"file\" or a \"family\", not both");
         if (body.contains("font")) {
