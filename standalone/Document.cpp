@@ -720,9 +720,6 @@ std::vector<MaskVertex> ReadMaskPath(const Reader& r, const json& v, const std::
         r.fail(path,
                "expected a list of vertices: [x, y] or {\"point\": [x, y], \"in\": "
                "[dx, dy], \"out\": [dx, dy]}");
-    // One vertex outlines nothing: no segment to sample, fill or cap.
-    if (v.size() < 2)
-        r.fail(path, "a mask needs at least 2 vertices, found 1: one vertex outlines nothing");
     std::vector<MaskVertex> out;
     auto pair = [&](const json& p, const std::string& ppath, double& a, double& b) {
         if (!p.is_array() || p.size() != 2)
@@ -745,6 +742,13 @@ std::vector<MaskVertex> ReadMaskPath(const Reader& r, const json& v, const std::
         out.push_back(m);
     }
     return out;
+}
+
+// One vertex outlines nothing: no segment to sample, fill or cap.
+void RequireTwoVertices(const Reader& r, const std::vector<MaskVertex>& vertices,
+                        const std::string& path) {
+    if (vertices.size() < 2)
+        r.fail(path, "a mask needs at least 2 vertices, found 1: one vertex outlines nothing");
 }
 
 void ReadMasks(const Reader& r, const json& v, const std::string& path, Layer& layer) {
@@ -780,11 +784,13 @@ void ReadMasks(const Reader& r, const json& v, const std::string& path, Layer& l
                            "every key of a mask path needs the same number of "
                            "vertices (" +
                                std::to_string(mask.keys[0].vertices.size()) + ")");
+                RequireTwoVertices(r, pk.vertices, kpath + ".v");
                 mask.keys.push_back(std::move(pk));
             }
             mask.vertices = mask.keys.front().vertices;
         } else {
             mask.vertices = ReadMaskPath(r, p, ppath);
+            RequireTwoVertices(r, mask.vertices, ppath);
         }
         layer.masks.push_back(std::move(mask));
     }
