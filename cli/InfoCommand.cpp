@@ -52,7 +52,8 @@ std::string GradientText(standalone::EmbeddedHost& host, const PF_ParamDef& v) {
 }
 
 std::string ValueText(standalone::EmbeddedHost& host, const standalone::Comp& comp,
-                      const ParamSpec& spec, const PF_ParamDef& v) {
+                      standalone::EffectInstance& effect, const ParamSpec& spec,
+                      const PF_ParamDef& v) {
     switch (spec.type) {
         case PF_Param_FLOAT_SLIDER:
             return fmt::format("{}", v.u.floatValue);
@@ -81,12 +82,14 @@ std::string ValueText(standalone::EmbeddedHost& host, const standalone::Comp& co
             if (standalone::IsCurveParam(spec)) return CurveText(host, spec, v);
             if (standalone::IsGradientParam(spec)) return GradientText(host, v);
             if (!standalone::IsTextParam(spec)) return v.u.arbData ? "data" : "default";
-            // An empty text means every light or layer to the effect that reads it.
             const auto text = v.u.arbData
                                   ? standalone::ReadTextRecord(host.handleBytes(v.u.arbData))
                                   : std::optional<std::string>(std::string());
             if (!text) return "bad text record";
-            return text->empty() ? "\"\" (all)" : fmt::format("\"{}\"", *text);
+            if (!text->empty()) return fmt::format("\"{}\"", *text);
+            // An empty name means all: shown as the effect's control shows it ("<All Masks>").
+            const std::string shown = host.drawParam(effect, spec.index, A_Time{0, 1});
+            return shown.empty() ? "\"\"" : shown;
         }
         default:
             return "";
@@ -128,7 +131,7 @@ int RunInfoCommand(const std::string& document, bool json) {
                     for (const ParamSpec& spec : fx->params) {
                         if (spec.index == 0 || spec.type == PF_Param_GROUP_END) continue;
                         const auto& state = e->params[size_t(spec.index)];
-                        const std::string value = ValueText(host, *c, spec, state.value);
+                        const std::string value = ValueText(host, *c, *e, spec, state.value);
                         if (!json)
                             fmt::print(
                                 "      {:>2} {:<36} {:<22}{}{}\n", spec.index, spec.name, value,

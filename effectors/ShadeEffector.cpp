@@ -127,6 +127,7 @@ SubEffectHandlers MakeHandlers() {
     h.message = &Message;
     h.userChangedParam = &UserChanged;
     h.updateParamsUI = &UpdateUI;
+    h.nameLabel = &AllLightsLabel;
     return h;
 }
 const SubEffectHandlers kHandlers = MakeHandlers();

@@ -269,6 +269,7 @@ SubEffectHandlers MakeHandlers() {
     h.message = &Message;
     h.userChangedParam = &Visibility;
     h.updateParamsUI = &UpdateUI;
+    h.nameLabel = &AllLightsLabel;
     return h;
 }
 const SubEffectHandlers kHandlers = MakeHandlers();

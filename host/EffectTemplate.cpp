@@ -107,14 +107,17 @@ PF_Err Dispatch(const EffectInfo& info, const SubEffectHandlers& h, PF_Cmd cmd, 
             return h.updateParamsUI ? h.updateParamsUI(in_data, out_data, params) : PF_Err_NONE;
         case PF_Cmd_EVENT: {
             if (h.event) return h.event(in_data, out_data, params, extra);
-            // A click on a name filter opens its name dialog.
+            // A name filter draws its name or placeholder, and a click opens its name dialog.
             auto* event = static_cast<PF_EventExtra*>(extra);
-            if (!event || event->e_type != PF_Event_DO_CLICK) return PF_Err_NONE;
+            if (!event || (event->e_type != PF_Event_DO_CLICK && event->e_type != PF_Event_DRAW))
+                return PF_Err_NONE;
             const ParamTable table = info.params();
             if (event->paramIndex <= 0 || size_t(event->paramIndex) >= table.size())
                 return PF_Err_NONE;
             const ParamSpec& spec = table[size_t(event->paramIndex)];
             if (spec.type != PF_Param_ARBITRARY_DATA || !*spec.text) return PF_Err_NONE;
+            if (event->e_type == PF_Event_DRAW)
+                return DrawNameText(in_data, event->paramIndex, h.nameLabel, *event);
             return RunNameDialog(in_data, event->paramIndex, spec.text, event->changeFlags);
         }
         case PF_Cmd_ARBITRARY_CALLBACK:

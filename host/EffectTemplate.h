@@ -5,6 +5,7 @@
 #include "host/HostTypes.h"
 #include "host/ObjectMessage.h"
 #include "host/ParamTable.h"
+#include "host/TextParam.h"
 #include "resources/EffectTable.h"
 
 namespace tv {
@@ -15,6 +16,8 @@ struct SubEffectHandlers {
     PF_Err (*userChangedParam)(PF_InData*, PF_OutData*, PF_ParamDef*[], void* extra) = nullptr;
     PF_Err (*updateParamsUI)(PF_InData*, PF_OutData*, PF_ParamDef*[]) = nullptr;
     PF_Err (*event)(PF_InData*, PF_OutData*, PF_ParamDef*[], void* extra) = nullptr;
+    // What the effect's name filter shows for its text; null: the text, or "None" when empty.
+    NameLabelFunc nameLabel = nullptr;
     PF_Err (*arbitraryCallback)(PF_InData*, PF_OutData*, void* extra) = nullptr;
     PF_Err (*frameSetup)(PF_InData*, PF_OutData*, PF_ParamDef*[]) = nullptr;
     // The options button (PF_Cmd_DO_DIALOG).

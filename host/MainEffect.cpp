@@ -15,6 +15,7 @@
 #include "host/MainParams.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
+#include "host/TextParam.h"
 #include "resources/EntryPoints.h"
 
 namespace tv {
@@ -149,11 +150,12 @@ PF_Err Dispatch(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDe
             return MainUserChangedParam(in_data, out_data, params,
                                         static_cast<const PF_UserChangedParamExtra*>(extra));
         case PF_Cmd_EVENT: {
-            // A click on the light filter opens its name dialog.
+            // The light filter draws its name or "<All Lights>"; a click opens its name dialog.
             auto* event = static_cast<PF_EventExtra*>(extra);
-            if (!event || event->e_type != PF_Event_DO_CLICK ||
-                event->paramIndex != kMainLightNames)
-                return PF_Err_NONE;
+            if (!event || event->paramIndex != kMainLightNames) return PF_Err_NONE;
+            if (event->e_type == PF_Event_DRAW)
+                return DrawNameText(in_data, kMainLightNames, &AllLightsLabel, *event);
+            if (event->e_type != PF_Event_DO_CLICK) return PF_Err_NONE;
             return RunNameDialog(in_data, kMainLightNames, params::kSetLightNameDialog,
                                  event->changeFlags);
         }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "host/SuiteCache.h"
+
 namespace tv {
 
 std::string ReadTextParam(HostServices& host, PF_Handle handle) {
@@ -32,6 +34,28 @@ PF_Err WriteTextParam(HostServices& host, PF_ProgPtr effect, int32_t index,
     value.param_type = PF_Param_ARBITRARY_DATA;
     value.u.arbData = handle;
     return host.setParamValue(effect, index, value);
+}
+
+std::string AllLightsLabel(PF_InData*, const std::string& text) {
+    return text.empty() ? "<All Lights>" : text;
+}
+
+PF_Err DrawNameText(PF_InData* in, int32_t index, NameLabelFunc label, PF_EventExtra& event) {
+    SuiteCache suites(in);
+    HostServices& host = suites.host();
+    PF_ParamDef def{};
+    if (const PF_Err err = host.checkoutParam(in->effect_ref, index, in->current_time,
+                                              in->time_step, in->time_scale, &def))
+        return err;
+    const std::string text = ReadTextParam(host, def.u.arbData);
+    host.checkinParam(in->effect_ref, &def);
+    const std::string shown = label ? label(in, text) : text.empty() ? "None" : text;
+    size_t n = std::min(shown.size(), sizeof event.drawnText - 1);
+    // Never half a character: back off continuation bytes at the cut.
+    while (n > 0 && n < shown.size() && (static_cast<unsigned char>(shown[n]) & 0xC0) == 0x80) --n;
+    std::memcpy(event.drawnText, shown.data(), n);
+    event.drawnText[n] = '\0';
+    return PF_Err_NONE;
 }
 
 }  // namespace tv

@@ -291,9 +291,20 @@ PF_Err DynamicFlags(PF_InData* in, PF_OutData* out) {
     return PF_Err_NONE;
 }
 
+// An empty name filter shows as "<All Lights>" or "<All Layers>", as the object type reads.
+std::string NameLabel(PF_InData* in, const std::string& text) {
+    int32_t objectType = kLayersLights;
+    try {
+        objectType = CheckoutParam(in, kObjectType).u.popup;
+    } catch (const HostErrorCode&) {
+    }
+    return LayersNameLabel(objectType, text);
+}
+
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
     h.message = &Message;
+    h.nameLabel = &NameLabel;
     h.userChangedParam = &UserChanged;
     h.updateParamsUI = &UpdateUI;
     h.dynamicFlags = &DynamicFlags;

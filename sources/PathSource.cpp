@@ -261,9 +261,15 @@ PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
     return MarkOnce(in, kSeqFlagVisibilityCurrent) ? Upkeep(in) : PF_Err_NONE;
 }
 
+// An empty name takes every mask, and shows so.
+std::string NameLabel(PF_InData*, const std::string& text) {
+    return text.empty() ? "<All Masks>" : text;
+}
+
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
     h.message = &Message;
+    h.nameLabel = &NameLabel;
     h.userChangedParam = &UserChanged;
     h.updateParamsUI = &UpdateUI;
     return h;

@@ -744,6 +744,13 @@ std::vector<MaskVertex> ReadMaskPath(const Reader& r, const json& v, const std::
     return out;
 }
 
+// One vertex outlines nothing: no segment to sample, fill or cap.
+void RequireTwoVertices(const Reader& r, const std::vector<MaskVertex>& vertices,
+                        const std::string& path) {
+    if (vertices.size() < 2)
+        r.fail(path, "a mask needs at least 2 vertices, found 1: one vertex outlines nothing");
+}
+
 void ReadMasks(const Reader& r, const json& v, const std::string& path, Layer& layer) {
     if (!v.is_array()) r.fail(path, "expected a list of masks");
     for (size_t i = 0; i < v.size(); ++i) {
@@ -777,11 +784,13 @@ void ReadMasks(const Reader& r, const json& v, const std::string& path, Layer& l
                            "every key of a mask path needs the same number of "
                            "vertices (" +
                                std::to_string(mask.keys[0].vertices.size()) + ")");
+                RequireTwoVertices(r, pk.vertices, kpath + ".v");
                 mask.keys.push_back(std::move(pk));
             }
             mask.vertices = mask.keys.front().vertices;
         } else {
             mask.vertices = ReadMaskPath(r, p, ppath);
+            RequireTwoVertices(r, mask.vertices, ppath);
         }
         layer.masks.push_back(std::move(mask));
     }
@@ -987,6 +996,10 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
         r.checkKeys(body, kpath, {"text", "font", "family", "size", "color"});
         if (!body.contains("text")) r.fail(kpath, "missing \"text\": the string to show");
         layer.text = r.text(body["text"], kpath + ".text");
+        // A text layer whose text is gone is no layer at all: nothing to draw or outline.
+        if (layer.text.empty())
+            r.fail(kpath + ".text",
+                   "an empty text; a text layer needs at least one character to show");
         if (body.contains("font") && body.contains("family"))
             r.fail(kpath + ".family", "give a font \"file\" or a \"family\", not both");
         if (body.contains("font")) {

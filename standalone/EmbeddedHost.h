@@ -83,6 +83,9 @@ class EmbeddedHost : public HostServices {
     size_t pendingDialogAnswers() const;
     // A click in a parameter's custom UI (a name filter opens its dialog); the change flags.
     int32_t clickParam(EffectInstance& instance, int32_t index, const A_Time& time);
+    // What a parameter's custom UI shows (a name filter: its name, or a placeholder such as
+    // "<All Masks>" when empty); empty when the effect draws nothing there.
+    std::string drawParam(EffectInstance& instance, int32_t index, const A_Time& time);
 
     // Runs and empties the idle queue, as a host does when it is idle.
     void runIdleTasks();

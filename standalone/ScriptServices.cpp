@@ -3,6 +3,7 @@
 // their default) and dialogs, which take the answer queued for their title or else answer as a
 // cancelled dialog does (a text dialog its text, the others nothing).
 #include <algorithm>
+#include <cstring>
 #include <regex>
 
 #include "standalone/EmbeddedHost.h"
@@ -66,6 +67,14 @@ int32_t EmbeddedHost::clickParam(EffectInstance& instance, int32_t index, const 
     event.paramIndex = index;
     callEffect(instance, PF_Cmd_EVENT, time, &event);
     return event.changeFlags;
+}
+
+std::string EmbeddedHost::drawParam(EffectInstance& instance, int32_t index, const A_Time& time) {
+    PF_EventExtra event;
+    event.e_type = PF_Event_DRAW;
+    event.paramIndex = index;
+    if (callEffect(instance, PF_Cmd_EVENT, time, &event) != PF_Err_NONE) return {};
+    return std::string(event.drawnText, strnlen(event.drawnText, sizeof event.drawnText));
 }
 
 }  // namespace tv::standalone

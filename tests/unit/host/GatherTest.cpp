@@ -27,6 +27,7 @@ struct TestBehaviour {
     int hashes = 0;
     std::vector<uint64_t> hashDeps;         // layer handles the hash depends on
     uint32_t faces = 0;                     // triangles {0, 1, 2} to append
+    Color4f color{1, 1, 1, 1};              // every vertex's colour
     PF_Err result = PF_Err_NONE;            // what Contribute returns
     int32_t lookupGroup = 0;                // a group range the source looks up before appending
     uint32_t target = kMsgTargetsVertices;  // an effector's answer to GetTarget
@@ -84,7 +85,7 @@ PF_Err SourceMessage(PF_InData* in, PF_OutData*, ObjectMessage& m) {
     if (b.lookupGroup) GroupVertexRange(s, b.lookupGroup);
     for (uint32_t i = 0; i < b.vertices; ++i) {
         s.positions.push_back({b.tag, float(i), 0});
-        s.colors.push_back({1, 1, 1, 1});
+        s.colors.push_back(b.color);
         s.uvw.push_back({});
         s.lattice.push_back({int32_t(i), 0, 0});
         s.normals.push_back({});
@@ -484,6 +485,41 @@ TEST_F(GatherFixture, SetGroupGoesToTheInstanceWithThatId) {
     // A prefix of an id is not the id.
     ASSERT_EQ(SetGroupById(host, l.uid, A_Time{0, 1}, ids[0].substr(0, 35), 6), 0);
     EXPECT_TRUE(gBehaviour[a.uid].groupsSet.empty());
+}
+
+TEST_F(GatherFixture, FaceColoursLineUpWithTheFacesWhenACentroidIsSkipped) {
+    // The second source's face names its third vertex, which it never appended: that face gets
+    // no centroid, yet every face gets its three colours.
+    Layer& l = layer("short");
+    EffectInstance& whole = source(l, 1, 3, 1);
+    gBehaviour[whole.uid].faces = 1;
+    gBehaviour[whole.uid].color = {1, 0, 0, 1};
+    EffectInstance& shortOne = source(l, 2, 2, 2);
+    gBehaviour[shortOne.uid].faces = 2;
+    gBehaviour[shortOne.uid].color = {0, 1, 0, 0.5f};
+    EffectInstance& faces = host.applyEffectInstance(l, "KDL TAVREFF Test");
+    gBehaviour[faces.uid].target = kMsgTargetsFaces;
+    ObjectMessage m;
+    ASSERT_EQ(gather(l, m), 0);
+    const GeometryStore& s = *m.geometry;
+    ASSERT_EQ(s.positions.size(), 5u);
+    ASSERT_EQ(s.faces.size(), 3u);
+    EXPECT_EQ(s.faceCentroids.size(), 1u);  // only the first source's face
+    EXPECT_EQ(gBehaviour[faces.uid].centroidsSeen.size(), 1u);
+    ASSERT_EQ(s.faceColorsA.size(), s.faces.size());
+    ASSERT_EQ(s.faceColorsB.size(), s.faces.size());
+    ASSERT_EQ(s.faceColorsC.size(), s.faces.size());
+    EXPECT_EQ(s.faceRotations.size(), s.faces.size());
+    const Color4f red{1, 0, 0, 1}, green{0, 1, 0, 0.5f};
+    EXPECT_EQ(s.faceColorsA[0], red);
+    EXPECT_EQ(s.faceColorsB[0], red);
+    EXPECT_EQ(s.faceColorsC[0], red);
+    for (size_t f : {size_t(1), size_t(2)}) {
+        EXPECT_EQ(s.faceColorsA[f], green) << f;
+        EXPECT_EQ(s.faceColorsB[f], green) << f;
+        EXPECT_EQ(s.faceColorsC[f], (Color4f{})) << f;  // past the colours: transparent black
+    }
+    DisposeObjectMessage(m);
 }
 
 }  // namespace

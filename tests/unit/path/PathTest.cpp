@@ -1,7 +1,9 @@
 // The path source: sampling of bezier paths, copies with scale and ribbons, caps through the
 // tessellator with the vertex-count check, text outlines from a known font, and documents with
 // masks and text layers.
+#include <ft2build.h>
 #include <gtest/gtest.h>
+#include FT_FREETYPE_H
 
 #include <algorithm>
 #include <cmath>
@@ -181,6 +183,19 @@ TEST(PathObjects, AFigureEightFailsTheVertexCountCheckAndHasNoCaps) {
     EXPECT_TRUE(o.v.faces.empty());
 }
 
+TEST(PathObjects, ATessellatorErrorIsReportedAndLeavesTheRibbon) {
+    // A point beyond what single precision holds reaches the tessellator as an infinite
+    // coordinate, which it refuses.
+    PathSettings s = Settings(2);
+    s.subdivide = false;
+    const BezierPath far = Polygon({{0, 0}, {1e39, 0}, {100, 100}, {0, 100}});
+    const PathObject o = BuildPathObject(s, {In(far)});
+    ASSERT_EQ(o.messages.size(), 1u);
+    EXPECT_EQ(o.messages[0], "Tessellation Failed");
+    // No caps: only the ribbon's two triangles per side of the four-sided band.
+    EXPECT_EQ(o.v.faces.size(), 2u * 4u * 2u);
+}
+
 TEST(PathObjects, StartScaleZeroCollapsesTheFirstCopyOntoTheBoxCentre) {
     PathSettings s = Settings(3, 16);
     s.startScale = 0;
@@ -222,6 +237,51 @@ TEST(TextOutlines, AKnownFontGivesTheExpectedContours) {
     double minX = 1e9, maxX = -1e9;
     for (const auto& v : h[0].vertices) minX = std::min(minX, v.x), maxX = std::max(maxX, v.x);
     EXPECT_NEAR((minX + maxX) / 2, 200, 3);  // centred across the layer
+}
+
+// The left edge of a glyph made of straight lines: its leftmost vertex.
+double LeftEdge(const std::vector<BezierPath>& contours, size_t first, size_t end) {
+    double x = 1e9;
+    for (size_t c = first; c < end; ++c)
+        for (const PathVertex& v : contours[c].vertices) x = std::min(x, v.x);
+    return x;
+}
+
+TEST(TextOutlines, AKernedPairSitsCloserThanItsAdvances) {
+    std::string why;
+    const std::string file = standalone::ResolveFontFile({"AV", "", "DejaVu Sans", 100}, why);
+    ASSERT_FALSE(file.empty()) << why;
+    // The font's own metrics, unkerned and unhinted, at 100 pixels per em.
+    FT_Library library = nullptr;
+    ASSERT_EQ(FT_Init_FreeType(&library), 0);
+    FT_Face face = nullptr;
+    ASSERT_EQ(FT_New_Face(library, file.c_str(), 0, &face), 0);
+    ASSERT_EQ(FT_Set_Char_Size(face, 0, 100 * 64, 72, 72), 0);
+    auto metrics = [&](char c, double& advance, double& bearing) {
+        ASSERT_EQ(FT_Load_Char(face, FT_ULong(c), FT_LOAD_NO_HINTING | FT_LOAD_NO_BITMAP), 0);
+        advance = double(face->glyph->advance.x) / 64.0;
+        bearing = double(face->glyph->metrics.horiBearingX) / 64.0;
+    };
+    double advanceA = 0, bearingA = 0, advanceV = 0, bearingV = 0, advanceH = 0, bearingH = 0;
+    metrics('A', advanceA, bearingA);
+    metrics('V', advanceV, bearingV);
+    metrics('H', advanceH, bearingH);
+    FT_Done_Face(face);
+    FT_Done_FreeType(library);
+
+    const auto av = standalone::TextOutlines({"AV", "", "DejaVu Sans", 100}, 400, 200);
+    ASSERT_EQ(av.size(), 3u);  // A: outside and counter; V: one
+    // Where each glyph's origin landed: its left edge less its bearing.
+    const double originA = LeftEdge(av, 0, 2) - bearingA;
+    const double originV = LeftEdge(av, 2, 3) - bearingV;
+    const double step = originV - originA;
+    EXPECT_LT(step, advanceA - 1.0) << "advance " << advanceA;
+    EXPECT_GT(step, advanceA * 0.5);
+    // The same measure on a pair the font does not kern steps by the advance.
+    const auto ah = standalone::TextOutlines({"AH", "", "DejaVu Sans", 100}, 400, 200);
+    ASSERT_EQ(ah.size(), 3u);
+    const double stepAH = (LeftEdge(ah, 2, 3) - bearingH) - (LeftEdge(ah, 0, 2) - bearingA);
+    EXPECT_NEAR(stepAH, advanceA, 1.0);
 }
 
 TEST(TextOutlines, AMissingFamilyOrFileIsAClearError) {
