@@ -152,6 +152,7 @@ TEST(AABBTree, SegmentQueriesAgreeWithEveryTriangleOverSeveralRandomMeshes) {
         std::iota(all.begin(), all.end(), 0);
         std::vector<int32_t> candidates;
         size_t tested = 0;
+        uint64_t boxes = 0;
         for (int q = 0; q < 300; ++q) {
             float s[3] = {u(rng), u(rng), u(rng)}, e[3] = {u(rng), u(rng), u(rng)};
             if (q % 3 == 0) s[0] = s[1] = s[2] = 0;  // from inside, as the container does
@@ -170,11 +171,14 @@ TEST(AABBTree, SegmentQueriesAgreeWithEveryTriangleOverSeveralRandomMeshes) {
                 std::sort(out.begin(), out.end());
                 return out;
             };
-            tree.collideWithSegment(s, e, candidates);
+            tree.collideWithSegment(s, e, candidates, &boxes);
             tested += candidates.size();
             EXPECT_EQ(hits(candidates), hits(all)) << "seed " << seed << " segment " << q;
         }
         EXPECT_LT(tested, 300 * polys.size() / 2) << seed;  // the tree prunes
+        // Every query tests the root's box at least, and far fewer boxes than the tree holds.
+        EXPECT_GE(boxes, 300u) << seed;
+        EXPECT_LT(boxes, 300 * tree.nodes.size() / 2) << seed;
     }
 }
 
