@@ -2,6 +2,8 @@
 // from the centre of a closed sphere mesh to points around it, as the container's instance mode
 // makes them, at growing mesh sizes; then both the container's and the slicer's segments against
 // a 100k-triangle mesh at 10k to 1M vertices, the tree built once per pass as the effects do.
+// Each reports the triangles tested per segment (the query's candidates, or every triangle) and
+// the tree's node boxes tested per segment, beside log2 of the face count.
 #include <benchmark/benchmark.h>
 
 #include <cmath>
@@ -61,6 +63,8 @@ void Segments(benchmark::State& state, bool tree) {
     for (size_t i = 0; i < all.size(); ++i) all[i] = int32_t(i);
     const double centre[3] = {0, 0, 0};
     const float from[3] = {0, 0, 0};
+    double tested = 0, segments = 0;
+    uint64_t boxes = 0;
     for (auto _ : state) {
         double sum = 0;
         const tv::AABBTreePoly t =
@@ -69,15 +73,21 @@ void Segments(benchmark::State& state, bool tree) {
         for (const auto& q : targets) {
             if (tree) {
                 const float to[3] = {float(q[0]), float(q[1]), float(q[2])};
-                t.collideWithSegment(from, to, candidates);
+                t.collideWithSegment(from, to, candidates, &boxes);
                 sum += NearestHit(mesh, candidates, centre, q.data());
+                tested += double(candidates.size());
             } else {
                 sum += NearestHit(mesh, all, centre, q.data());
+                tested += double(all.size());
             }
+            segments += 1;
         }
         benchmark::DoNotOptimize(sum);
     }
     state.counters["triangles"] = double(mesh.polys.size());
+    state.counters["tests_per_vertex"] = segments > 0 ? tested / segments : 0;
+    state.counters["boxes_per_vertex"] = segments > 0 ? double(boxes) / segments : 0;
+    state.counters["log2_faces"] = std::log2(double(mesh.polys.size()));
 }
 
 void ContainerSegments_Ours(benchmark::State& s) {
@@ -117,6 +127,8 @@ void Vertices(benchmark::State& state, bool slicer, bool tree) {
     }
     std::vector<int32_t> all(mesh.polys.size());
     for (size_t i = 0; i < all.size(); ++i) all[i] = int32_t(i);
+    double tested = 0, segments = 0;
+    uint64_t boxes = 0;
     for (auto _ : state) {
         double sum = 0;
         const tv::AABBTreePoly t =
@@ -126,14 +138,20 @@ void Vertices(benchmark::State& state, bool slicer, bool tree) {
             if (tree) {
                 const float f[3] = {float(from[i][0]), float(from[i][1]), float(from[i][2])};
                 const float e[3] = {float(to[i][0]), float(to[i][1]), float(to[i][2])};
-                t.collideWithSegment(f, e, candidates);
+                t.collideWithSegment(f, e, candidates, &boxes);
                 sum += NearestHit(mesh, candidates, from[i].data(), to[i].data());
+                tested += double(candidates.size());
             } else {
                 sum += NearestHit(mesh, all, from[i].data(), to[i].data());
+                tested += double(all.size());
             }
         }
+        segments += double(n);
         benchmark::DoNotOptimize(sum);
     }
+    state.counters["tests_per_vertex"] = segments > 0 ? tested / segments : 0;
+    state.counters["boxes_per_vertex"] = segments > 0 ? double(boxes) / segments : 0;
+    state.counters["log2_faces"] = std::log2(double(mesh.polys.size()));
     state.counters["ns_per_vertex"] =
         benchmark::Counter(double(n) * double(state.iterations()) * 1e-9,
                            benchmark::Counter::kIsRate | benchmark::Counter::kInvert);

@@ -97,14 +97,16 @@ AABBTreePoly BuildAABBTree(std::vector<std::array<float, 3>> points,
 }
 
 void AABBTreePoly::collideWithSegment(const float start[3], const float end[3],
-                                      std::vector<int32_t>& result) const {
+                                      std::vector<int32_t>& result, uint64_t* boxesTested) const {
     result.clear();
     if (nodes.empty()) return;
     int32_t stack[128];
     int depth = 0;
     stack[depth++] = 0;
+    uint64_t boxes = 0;
     while (depth > 0) {
         const Node& n = nodes[size_t(stack[--depth])];
+        ++boxes;
         if (!SegmentHitsBox(start, end, n)) continue;
         if (n.poly >= 0) {
             result.push_back(n.poly);
@@ -114,6 +116,7 @@ void AABBTreePoly::collideWithSegment(const float start[3], const float end[3],
         stack[depth++] = n.right;
         stack[depth++] = n.left;
     }
+    if (boxesTested) *boxesTested += boxes;
 }
 
 bool SegmentTriangleHit(const double p[3], const double q[3], const double a[3], const double b[3],

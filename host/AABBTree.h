@@ -20,9 +20,10 @@ struct AABBTreePoly {
     std::vector<Node> nodes;                       // nodes[0] is the root
 
     // Appends to `result` the index of each triangle whose leaf box the segment crosses; the
-    // result keeps its capacity between queries.
-    void collideWithSegment(const float start[3], const float end[3],
-                            std::vector<int32_t>& result) const;
+    // result keeps its capacity between queries. `boxesTested`, when given, grows by the number
+    // of node boxes the segment was tested against (for measurements).
+    void collideWithSegment(const float start[3], const float end[3], std::vector<int32_t>& result,
+                            uint64_t* boxesTested = nullptr) const;
 };
 
 // Builds the tree over the triangles (indices into `points`); triangles with an index outside

@@ -106,7 +106,8 @@ void ResetFaceRotations(GeometryStore& store) {
 }
 
 void FillScales(GeometryStore& store) {
-    store.scales.clear();
+    // A source that sets sizes of its own (the instances source without "Get Scale From
+    // Vertices") has written them; every other vertex starts at 1.
     store.scales.resize(store.positions.size(), 1.0f);
 }
 

@@ -94,6 +94,7 @@ std::vector<Vec3f> FaceNormals(const GeometryStore& store);
 bool ComputeFaceCentroids(GeometryStore& store);
 void ComputeFaceColors(GeometryStore& store);
 void ResetFaceRotations(GeometryStore& store);
+// Scales of 1 for every vertex no source gave a scale of its own.
 void FillScales(GeometryStore& store);
 void ComputeJitter(GeometryStore& store);
 

@@ -11,6 +11,7 @@
 #include "host/ParamHash.h"
 #include "host/SuiteCache.h"
 #include "resources/EntryPoints.h"
+#include "sources/PrimitivesGenerate.h"
 #include "sources/Replication.h"
 
 namespace tv {
@@ -174,26 +175,34 @@ bool AppendCopies(const InstancesSettings& s, const std::vector<const GeometrySt
     const uint32_t base = out.vertexBase + vertices;
     const uint32_t faceBase = out.faceBase + faces;
     uint32_t added = 0, addedFaces = 0;
+    // The vertices of one instance that the lattice sizes give; an instance with another count
+    // (with Echo, the geometry of another time) cannot take part in a regenerated lattice.
+    const int64_t latticeCount = int64_t(size[0]) * (newAxis == 2 ? size[1] : 1);
     bool countChanged = false;
     const uint32_t perInstance = r.vertexCount;
+    // Scales written by earlier sources stop short: those vertices keep the driver's 1.
+    out.scales.resize(out.positions.size(), 1.0f);
     for (int32_t k = 0; k < s.count; ++k) {
         const GeometryStore& g = *sources[std::min(size_t(k), sources.size() - 1)];
-        if (rangeIndex >= g.ranges.size()) continue;
+        if (rangeIndex >= g.ranges.size()) {
+            countChanged = true;
+            continue;
+        }
         const ObjectRange& rk = g.ranges[rangeIndex];
-        if (rk.vertexCount != perInstance) countChanged = true;
-        // Re-align: the object's box centred on the layer's centre.
+        if (int64_t(rk.vertexCount) != latticeCount) countChanged = true;
+        // Re-align: the middle of the object's box in X and Y moves to the layer's centre; Z
+        // stays, as with the bounds of a path.
         double shift[3] = {0, 0, 0};
         if (s.reAlign && rk.vertexCount > 0) {
-            double lo[3] = {INFINITY, INFINITY, INFINITY},
-                   hi[3] = {-INFINITY, -INFINITY, -INFINITY};
-            for (uint32_t i = rk.vertexStart; i < rk.vertexStart + rk.vertexCount; ++i) {
-                const double v[3] = {g.positions[i].x, g.positions[i].y, g.positions[i].z};
-                for (int a = 0; a < 3; ++a)
+            double lo[2] = {INFINITY, INFINITY}, hi[2] = {-INFINITY, -INFINITY};
+            for (uint32_t i = rk.vertexStart;
+                 i < rk.vertexStart + rk.vertexCount && i < g.positions.size(); ++i) {
+                const double v[2] = {g.positions[i].x, g.positions[i].y};
+                for (int a = 0; a < 2; ++a)
                     lo[a] = std::min(lo[a], v[a]), hi[a] = std::max(hi[a], v[a]);
             }
             shift[0] = s.layerCenter[0] - (lo[0] + hi[0]) / 2;
             shift[1] = s.layerCenter[1] - (lo[1] + hi[1]) / 2;
-            shift[2] = -(lo[2] + hi[2]) / 2;
         }
         float m[16];
         ReplicationMatrix(s.r, k, m);
@@ -214,6 +223,7 @@ bool AppendCopies(const InstancesSettings& s, const std::vector<const GeometrySt
             if (!s.getColor) c.r = s.color[0], c.g = s.color[1], c.b = s.color[2];
             if (!s.getOpacity) c.a = s.color[3];
             out.colors.push_back(c);
+            out.scales.push_back(!s.getScale ? s.scale : i < g.scales.size() ? g.scales[i] : 1.0f);
             const Vec3i l = i < g.lattice.size() ? g.lattice[i] : Vec3i{};
             Vec3i nl = l;
             const auto j = int32_t(i - rk.vertexStart);
@@ -241,15 +251,13 @@ bool AppendCopies(const InstancesSettings& s, const std::vector<const GeometrySt
                 ++addedFaces;
             }
     }
-    if (s.facetMode == kFacetsRegenerate) {
-        if (countChanged || added != perInstance * uint32_t(s.count)) {
-            countChanged = true;
-        } else {
-            std::vector<Vec3i> regenerated;
-            ReplicationFacets(int32_t(perInstance), s.count, regenerated);
-            out.faces.insert(out.faces.end(), regenerated.begin(), regenerated.end());
-            addedFaces += uint32_t(regenerated.size());
-        }
+    if (s.facetMode == kFacetsRegenerate && !countChanged) {
+        // The grid of the effective lattice in the plane of its first two axes, layered along
+        // the third: a row and its copies make one sheet, a sheet and its copies a stack.
+        std::vector<Vec3i> regenerated;
+        LatticeFaces(size, kFacesXY, false, regenerated);
+        out.faces.insert(out.faces.end(), regenerated.begin(), regenerated.end());
+        addedFaces += uint32_t(regenerated.size());
     }
     ObjectRange range;
     range.group = s.group;

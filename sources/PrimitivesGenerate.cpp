@@ -1,6 +1,7 @@
 #include "sources/PrimitivesGenerate.h"
 
 #include <cmath>
+#include <utility>
 
 #include "host/Matrix.h"
 #include "host/ParamHash.h"
@@ -85,22 +86,29 @@ void Rotate(const PrimitiveSettings& s, PrimitiveGeometry& g) {
 }
 
 void Faces(const PrimitiveSettings& s, PrimitiveGeometry& g) {
-    int32_t a = s.countX, b = s.countY, c = s.countZ;
-    if (s.faceMode == kFacesXZ) std::swap(b, c);
-    if (s.faceMode == kFacesYZ) std::swap(a, c);
-    if (s.faceMode == kFacesNone || a < 2 || b < 2 || c < 1) return;
-    if (s.primitiveType == kPrimitiveCube) {
+    const int32_t counts[3] = {s.countX, s.countY, s.countZ};
+    LatticeFaces(counts, s.faceMode, s.primitiveType == kPrimitiveSphere, g.faces);
+}
+
+}  // namespace
+
+void LatticeFaces(const int32_t counts[3], int32_t faceMode, bool wrap, std::vector<Vec3i>& faces) {
+    int32_t a = counts[0], b = counts[1], c = counts[2];
+    if (faceMode == kFacesXZ) std::swap(b, c);
+    if (faceMode == kFacesYZ) std::swap(a, c);
+    if (faceMode == kFacesNone || a < 2 || b < 2 || c < 1) return;
+    if (!wrap) {
         --a;
         --b;
     }
     auto index = [&](int32_t x, int32_t y, int32_t z) {
-        x %= s.countX;
-        y %= s.countY;
-        z %= s.countZ;
-        return (z * s.countY + y) * s.countX + x;
+        x %= counts[0];
+        y %= counts[1];
+        z %= counts[2];
+        return (z * counts[1] + y) * counts[0] + x;
     };
     auto corner = [&](int32_t r, int32_t q, int32_t p) {
-        switch (s.faceMode) {
+        switch (faceMode) {
             case kFacesXZ:
                 return index(r, p, q);
             case kFacesYZ:
@@ -115,16 +123,14 @@ void Faces(const PrimitiveSettings& s, PrimitiveGeometry& g) {
                 const int32_t A = corner(r, q + 1, p), B = corner(r, q, p);
                 const int32_t C = corner(r + 1, q, p), D = corner(r + 1, q + 1, p);
                 if (q % 2 == 0) {
-                    g.faces.push_back({A, B, C});
-                    g.faces.push_back({C, D, A});
+                    faces.push_back({A, B, C});
+                    faces.push_back({C, D, A});
                 } else {
-                    g.faces.push_back({A, B, D});
-                    g.faces.push_back({C, D, B});
+                    faces.push_back({A, B, D});
+                    faces.push_back({C, D, B});
                 }
             }
 }
-
-}  // namespace
 
 void DeriveCounts(PrimitiveSettings& s) {
     int32_t n[3] = {0, 0, 0};

@@ -27,6 +27,11 @@ struct PrimitiveSettings {
     bool legacySphereScale = false;
 };
 
+// Triangles over a lattice of counts[0] x counts[1] x counts[2] vertices (index (z * ny + y) *
+// nx + x), in the plane that the face mode names, layered along the remaining axis. With `wrap`
+// the last row and column join the first (a sphere); without, the borders stay open (a cube).
+void LatticeFaces(const int32_t counts[3], int32_t faceMode, bool wrap, std::vector<Vec3i>& faces);
+
 // Fills the counts, lattice size and dimension mask from the type and its point counts.
 void DeriveCounts(PrimitiveSettings& s);
 

@@ -3,6 +3,7 @@
 #include <sndfile.h>
 
 #include <cmath>
+#include <filesystem>
 #include <map>
 #include <mutex>
 #include <utility>
@@ -36,12 +37,24 @@ std::vector<float> Resample(const std::vector<float>& in, double fromRate, doubl
 
 std::shared_ptr<const std::vector<float>> MonoSamples(const std::string& path, int32_t rate,
                                                       std::string& error) {
+    // A file rewritten in place (another size or write time) is read again: the layer's hash
+    // follows the same two, so the frame it changes renders anew with the new samples.
+    struct Entry {
+        uint64_t size = 0;
+        int64_t stamp = 0;
+        std::shared_ptr<const std::vector<float>> samples;
+    };
     static std::mutex mutex;
-    static std::map<std::pair<std::string, int32_t>, std::shared_ptr<const std::vector<float>>>
-        cache;
+    static std::map<std::pair<std::string, int32_t>, Entry> cache;
     std::lock_guard lock(mutex);
+    std::error_code ec;
+    const uint64_t size = std::filesystem::file_size(path, ec);
+    const int64_t stamp =
+        ec ? 0 : std::filesystem::last_write_time(path, ec).time_since_epoch().count();
     const auto key = std::make_pair(path, rate);
-    if (const auto it = cache.find(key); it != cache.end()) return it->second;
+    if (const auto it = cache.find(key);
+        it != cache.end() && it->second.size == size && it->second.stamp == stamp)
+        return it->second.samples;
     SF_INFO info{};
     SNDFILE* f = sf_open(path.c_str(), SFM_READ, &info);
     if (!f) {
@@ -60,7 +73,7 @@ std::shared_ptr<const std::vector<float>> MonoSamples(const std::string& path, i
     }
     auto samples = std::make_shared<const std::vector<float>>(
         info.samplerate == rate ? std::move(mono) : Resample(mono, info.samplerate, rate));
-    cache[key] = samples;
+    cache[key] = Entry{size, stamp, samples};
     return samples;
 }
 

@@ -1,5 +1,6 @@
 // Audio files for audio layers: read through libsndfile (WAV, FLAC, OGG and the rest it knows),
-// mixed to mono and resampled for the effects, once per file and rate.
+// mixed to mono and resampled for the effects, once per file and rate (again when the file is
+// rewritten).
 #pragma once
 
 #include <memory>
@@ -12,7 +13,8 @@ namespace tv::standalone {
 std::string CheckAudioFile(const std::string& path);
 
 // The file's samples mixed to mono at `rate` Hz (linear interpolation between the file's
-// samples), kept for the process; null with `error` set when it cannot be read.
+// samples), kept for the process while the file's size and write time hold; null with `error`
+// set when it cannot be read.
 std::shared_ptr<const std::vector<float>> MonoSamples(const std::string& path, int32_t rate,
                                                       std::string& error);
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <numeric>
 #include <random>
 #include <string>
 
@@ -102,6 +103,82 @@ TEST(AABBTree, SegmentQueriesFindWhatTestingEveryTriangleFinds) {
         tree.collideWithSegment(s, e, candidates);
         EXPECT_LT(candidates.size(), 300u);
         EXPECT_EQ(hits(candidates), hits(all)) << q;
+    }
+}
+
+// A closed mesh of `slices` x `stacks` quads over a lumpy sphere, its vertices shared.
+void LumpySphere(std::mt19937& rng, int slices, int stacks, std::vector<std::array<float, 3>>& pts,
+                 std::vector<std::array<int32_t, 3>>& polys) {
+    std::uniform_real_distribution<float> lump(0.7f, 1.3f), at(-50, 50);
+    const float c[3] = {at(rng), at(rng), at(rng)};
+    const auto base = int32_t(pts.size());
+    for (int j = 0; j <= stacks; ++j)
+        for (int i = 0; i < slices; ++i) {
+            const double a = -1.5707963 + 3.1415926 * j / stacks, b = 6.2831853 * i / slices;
+            const float r = (j == 0 || j == stacks) ? 80.0f : 80.0f * lump(rng);
+            pts.push_back({c[0] + float(r * std::cos(a) * std::cos(b)),
+                           c[1] + float(r * std::sin(a)),
+                           c[2] + float(r * std::cos(a) * std::sin(b))});
+        }
+    for (int j = 0; j < stacks; ++j)
+        for (int i = 0; i < slices; ++i) {
+            const int32_t a = base + j * slices + i, b = base + j * slices + (i + 1) % slices;
+            polys.push_back({a, b, b + slices});
+            polys.push_back({a, b + slices, a + slices});
+        }
+}
+
+TEST(AABBTree, SegmentQueriesAgreeWithEveryTriangleOverSeveralRandomMeshes) {
+    for (const unsigned seed : {1u, 2u, 3u, 11u, 99u}) {
+        std::mt19937 rng(seed);
+        std::vector<std::array<float, 3>> points;
+        std::vector<std::array<int32_t, 3>> polys;
+        // One or two lumpy spheres of a size that depends on the seed, and a few loose
+        // triangles; some triangles of any size, some slivers.
+        const int spheres = 1 + int(seed % 2);
+        for (int k = 0; k < spheres; ++k)
+            LumpySphere(rng, 8 + int(seed % 13), 5 + int(seed % 7), points, polys);
+        std::uniform_real_distribution<float> u(-150, 150);
+        for (int i = 0; i < 40; ++i) {
+            const auto b = int32_t(points.size());
+            points.push_back({u(rng), u(rng), u(rng)});
+            points.push_back({u(rng), u(rng), u(rng)});
+            points.push_back({points[size_t(b)][0] + 0.01f, points[size_t(b)][1], u(rng)});
+            polys.push_back({b, b + 1, b + 2});
+        }
+        const AABBTreePoly tree = BuildAABBTree(points, polys);
+        ASSERT_EQ(tree.polygons.size(), polys.size()) << seed;
+        std::vector<int32_t> all(polys.size());
+        std::iota(all.begin(), all.end(), 0);
+        std::vector<int32_t> candidates;
+        size_t tested = 0;
+        uint64_t boxes = 0;
+        for (int q = 0; q < 300; ++q) {
+            float s[3] = {u(rng), u(rng), u(rng)}, e[3] = {u(rng), u(rng), u(rng)};
+            if (q % 3 == 0) s[0] = s[1] = s[2] = 0;  // from inside, as the container does
+            if (q % 7 == 0) e[1] = s[1];             // flat in one axis
+            const double p[3] = {s[0], s[1], s[2]}, r[3] = {e[0], e[1], e[2]};
+            auto hits = [&](const std::vector<int32_t>& which) {
+                std::vector<int32_t> out;
+                for (int32_t c : which) {
+                    double a[3][3], h[3];
+                    for (int k = 0; k < 3; ++k)
+                        for (int d = 0; d < 3; ++d)
+                            a[k][d] =
+                                tree.points[size_t(tree.polygons[size_t(c)][size_t(k)])][size_t(d)];
+                    if (SegmentTriangleHit(p, r, a[0], a[1], a[2], h)) out.push_back(c);
+                }
+                std::sort(out.begin(), out.end());
+                return out;
+            };
+            tree.collideWithSegment(s, e, candidates, &boxes);
+            tested += candidates.size();
+            EXPECT_EQ(hits(candidates), hits(all)) << "seed " << seed << " segment " << q;
+        }
+        EXPECT_LT(tested, 300 * polys.size() / 2) << seed;  // the tree prunes
+        // Every query tests the root's box at least, and far fewer boxes than the tree holds.
+        EXPECT_GE(boxes, 300u) << seed;
+        EXPECT_LT(boxes, 300 * tree.nodes.size() / 2) << seed;
     }
 }
 
@@ -216,6 +293,86 @@ TEST(ContainerInstance, AnOpenMeshLetsVerticesThroughItsHole) {
         if (open[i].x > closedMax + 1) ++escaped;
     EXPECT_GT(escaped, 10);
     EXPECT_LT(escaped, 400);
+}
+
+// Positions of layer "L" (a lattice with a container of `params`), the comp also holding an
+// empty solid "Empty" and a mesh layer "Points" that has vertices and no faces.
+std::vector<Vec3f> Contained(const std::string& params) {
+    const std::string doc = R"({"tavrin": 1, "comps": [{"name": "C", "width": 400, "height": 400,
+      "layers": [
+        {"name": "Empty", "solid": {}, "enabled": false},
+        {"name": "Points", "solid": {}, "enabled": false, "effects": [
+          {"effect": "Tavrin Primitives Object", "params": {"Cube Width": 50,
+            "Generate Faces": "None"}}]},
+        {"name": "L", "solid": {}, "effects": [
+          {"effect": "Tavrin Primitives Object", "params": {"X Points": 6, "Y Points": 6,
+            "Z Points": 6, "Cube Width": 900, "Cube Height": 900, "Cube Depth": 900,
+            "Generate Faces": "None", "Y Rotate": 7}},
+          {"effect": "Tavrin Container", "params": )" +
+                            params + R"(}]}]}]})";
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(doc, "doc.json", host);
+    auto& comp = *host.project().comps[0];
+    ObjectMessage m;
+    InitObjectMessage(m);
+    EXPECT_EQ(Gather(host, comp.layers[2]->uid, comp.frameTime(0), m), 0);
+    std::vector<Vec3f> out = m.geometry->positions;
+    DisposeObjectMessage(m);
+    return out;
+}
+
+TEST(ContainerInstance, NoLayerOrAnEmptyMeshLeavesTheVertices) {
+    const auto none = Contained(R"({"Container Type": "None"})");
+    ASSERT_EQ(none.size(), 216u);
+    // The same lattice in a sphere moves: the comparison can tell.
+    const auto sphere = Contained(R"({"Container Type": "Sphere"})");
+    EXPECT_NE(std::memcmp(none.data(), sphere.data(), none.size() * sizeof(Vec3f)), 0);
+    for (const std::string& params :
+         {std::string(R"({"Container Type": "Instance"})"),
+          std::string(R"({"Container Type": "Instance", "Instance Layer": "Empty"})"),
+          std::string(R"({"Container Type": "Instance", "Instance Layer": "Points"})")}) {
+        const auto kept = Contained(params);
+        ASSERT_EQ(kept.size(), none.size()) << params;
+        EXPECT_EQ(std::memcmp(none.data(), kept.data(), none.size() * sizeof(Vec3f)), 0) << params;
+    }
+}
+
+uint64_t gContainerHash = 0;
+PF_Err MixContainerHash(PF_ProgPtr, uint32_t size, const void* data) {
+    const auto* bytes = static_cast<const uint8_t*>(data);
+    for (uint32_t i = 0; i < size; ++i)
+        gContainerHash = (gContainerHash ^ bytes[i]) * 1099511628211ull;
+    return PF_Err_NONE;
+}
+
+// The frame hash of layer "L" whose container uses "Mesh", a sphere of the given radius.
+uint64_t ContainerLayerHash(const std::string& type, int radius) {
+    const std::string doc = R"({"tavrin": 1, "comps": [{"name": "C", "width": 400, "height": 400,
+      "layers": [
+        {"name": "Mesh", "solid": {}, "enabled": false, "effects": [
+          {"effect": "Tavrin Primitives Object", "params": {"Primitive Type": "Sphere",
+            "Sphere Radius": )" +
+                            std::to_string(radius) + R"(, "Generate Faces": "XY"}}]},
+        {"name": "L", "solid": {}, "effects": [
+          {"effect": "Tavrin Primitives Object"},
+          {"effect": "Tavrin Container", "params": {"Container Type": ")" +
+                            type + R"(", "Instance Layer": "Mesh"}}]}]}]})";
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(doc, "doc.json", host);
+    auto& comp = *host.project().comps[0];
+    gContainerHash = 14695981039346656037ull;
+    EXPECT_EQ(MixStackHash(host, comp.layers[1]->uid, comp.frameTime(0), 0, &MixContainerHash, {}),
+              PF_Err_NONE);
+    return gContainerHash;
+}
+
+TEST(ContainerInstance, TheInstanceLayersChangesReachTheHash) {
+    // This host keeps frame keys (version 13.8 and later): the instance layer is a dependency
+    // of the hash, so an edit there renders the container's layer anew.
+    EXPECT_EQ(ContainerLayerHash("Instance", 100), ContainerLayerHash("Instance", 100));
+    EXPECT_NE(ContainerLayerHash("Instance", 100), ContainerLayerHash("Instance", 120));
+    // A cube container does not read the layer.
+    EXPECT_EQ(ContainerLayerHash("Cube", 100), ContainerLayerHash("Cube", 120));
 }
 
 TEST(ContainerInstance, TypeNoneLeavesEveryPositionBitForBit) {

@@ -58,11 +58,50 @@ TEST(Slicer, PointsLandOnTheNearSideOfTheMeshAlongTheirNormals) {
 }
 
 TEST(Slicer, MissesStandAtInfinity) {
-    const auto p = Sliced(Doc(kBoth + "}", 300));  // corners 212 from the axis: past the sphere
+    std::vector<Vec3i> lattice;
+    const auto p =
+        Sliced(Doc(kBoth + "}", 300), &lattice);  // corners 212 from the axis: past the sphere
     ASSERT_EQ(p.size(), 25u);
     EXPECT_TRUE(std::isinf(p[0].x));
     EXPECT_TRUE(std::isinf(p[0].z));
     EXPECT_FALSE(std::isinf(p[12].x));  // the centre hits
+    // The far corner misses too, and still carries its lattice.
+    EXPECT_TRUE(std::isinf(p[24].x));
+    EXPECT_TRUE(std::isinf(p[24].y));
+    EXPECT_EQ(lattice[24], (Vec3i{4, 4, 0}));
+    EXPECT_EQ(lattice[20], (Vec3i{0, 4, 0}));
+}
+
+TEST(Slicer, AZeroNormalMakesNoHitEvenOnTheMesh) {
+    // The plane's points squeezed by a Transform onto its centre, which lies on the target
+    // plane: a scale of 0 takes the normals to zero, and the segment of length 0 finds nothing;
+    // a small scale keeps them (0, 0, -1), and the point on the plane is a hit at distance 0.
+    auto doc = [](const std::string& scale) {
+        return R"({"tavrin": 1, "comps": [{"name": "C", "width": 400, "height": 400, "layers": [
+          {"name": "Target", "solid": {}, "enabled": false, "effects": [
+            {"effect": "Tavrin Primitives Object", "params": {"X Points": 4, "Y Points": 4,
+              "Z Points": 1, "Cube Width": 300, "Cube Height": 300, "Generate Faces": "XY"}}]},
+          {"name": "Plane", "solid": {}, "enabled": false, "effects": [
+            {"effect": "Tavrin Primitives Object", "params": {"X Points": 3, "Y Points": 3,
+              "Z Points": 1, "Cube Width": 40, "Cube Height": 40, "Generate Faces": "XY"}},
+            {"effect": "Tavrin Transform", "params": {"X Scale": )" +
+               scale + R"(}}]},
+          {"name": "L", "solid": {}, "effects": [
+            {"effect": "Tavrin Slicer Object", "params": {"From Mesh Layer": "Plane",
+              "To Mesh Layer": "Target"}}]}]}]})";
+    };
+    std::vector<Vec3i> lattice;
+    const auto squeezed = Sliced(doc("1"), &lattice);
+    ASSERT_EQ(squeezed.size(), 9u);
+    for (const Vec3f& v : squeezed) {
+        EXPECT_NEAR(v.x, 200, 0.5);
+        EXPECT_NEAR(v.y, 200, 0.5);
+        EXPECT_EQ(v.z, 0.0f);
+    }
+    const auto zero = Sliced(doc("0"), &lattice);
+    ASSERT_EQ(zero.size(), 9u);
+    for (const Vec3f& v : zero) EXPECT_TRUE(std::isinf(v.x) && std::isinf(v.y) && std::isinf(v.z));
+    EXPECT_EQ(lattice[8], (Vec3i{2, 2, 0}));
 }
 
 TEST(Slicer, FlippingOrShorteningTheSegmentMisses) {
