@@ -128,7 +128,14 @@ int RunInfoCommand(const std::string& document, bool json) {
                     for (const ParamSpec& spec : fx->params) {
                         if (spec.index == 0 || spec.type == PF_Param_GROUP_END) continue;
                         const auto& state = e->params[size_t(spec.index)];
-                        const std::string value = ValueText(host, *c, spec, state.value);
+                        std::string value = ValueText(host, *c, spec, state.value);
+                        // An empty name filter: what its control shows ("<All Lights>").
+                        if (standalone::IsTextParam(spec) && value == "\"\" (all)") {
+                            const std::string shown =
+                                host.drawParam(*e, spec.index, c->frameTime(0));
+                            if (!shown.empty())
+                                value = fmt::format("\"\" (all, shown as \"{}\")", shown);
+                        }
                         if (!json)
                             fmt::print(
                                 "      {:>2} {:<36} {:<22}{}{}\n", spec.index, spec.name, value,

@@ -1,18 +1,26 @@
 #include "host/EffectTemplate.h"
 
-#include "host/ScriptBridge.h"
-
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
+#include "host/ScriptBridge.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
+#include "host/TextParam.h"
 
 namespace tv {
 
 void WriteAbout(PF_OutData* out_data, const char* name, const char* description) {
     std::snprintf(out_data->return_msg, sizeof(out_data->return_msg), "%s %i.%i.%i\n%s", name,
                   kVersionMajor, kVersionMinor, kVersionBug, description);
+}
+
+std::string EmptyTextPlaceholder(const char* titleAndLabel) {
+    const std::string_view row = titleAndLabel ? titleAndLabel : "";
+    if (row.find("Only Masks") != std::string_view::npos) return "<All Masks>";
+    if (row.find("Only Lights") != std::string_view::npos) return "<All Lights>";
+    return "None";
 }
 
 bool HostSupportsRenderGuid(const PF_InData* in_data) {
@@ -69,6 +77,21 @@ PF_Err SmartRenderPassThrough(const EffectInfo& info, PF_InData* in_data) {
     return err;
 }
 
+// The text a name filter's control shows: its text, or the owner's placeholder while empty.
+PF_Err DrawTextControl(PF_InData* in_data, const SubEffectHandlers& h, const ParamSpec& spec,
+                       PF_EventExtra& event) {
+    SuiteCache suites(in_data);
+    const std::string text =
+        ReadTextParam(suites.host(), CheckoutParam(in_data, spec.index).u.arbData);
+    const std::string shown = !text.empty()      ? text
+                              : h.emptyTextLabel ? h.emptyTextLabel(in_data, spec.index)
+                                                 : EmptyTextPlaceholder(spec.text);
+    const size_t n = std::min(shown.size(), sizeof event.drawnText - 1);
+    std::memcpy(event.drawnText, shown.data(), n);
+    event.drawnText[n] = '\0';
+    return PF_Err_NONE;
+}
+
 PF_Err Dispatch(const EffectInfo& info, const SubEffectHandlers& h, PF_Cmd cmd, PF_InData* in_data,
                 PF_OutData* out_data, PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
     switch (cmd) {
@@ -90,8 +113,10 @@ PF_Err Dispatch(const EffectInfo& info, const SubEffectHandlers& h, PF_Cmd cmd, 
             return SetupParams(in_data, out_data, info.params());
         case PF_Cmd_SEQUENCE_SETUP:
             return SetupSequence(in_data, out_data);
-        case PF_Cmd_SEQUENCE_RESETUP:
-            return ResetupSequence(in_data, out_data);
+        case PF_Cmd_SEQUENCE_RESETUP: {
+            const PF_Err err = ResetupSequence(in_data, out_data);
+            return err || !h.sequenceResetup ? err : h.sequenceResetup(in_data, out_data);
+        }
         case PF_Cmd_SEQUENCE_FLATTEN:
             return FlattenSequence(in_data, out_data);
         case PF_Cmd_SEQUENCE_SETDOWN:
@@ -107,14 +132,16 @@ PF_Err Dispatch(const EffectInfo& info, const SubEffectHandlers& h, PF_Cmd cmd, 
             return h.updateParamsUI ? h.updateParamsUI(in_data, out_data, params) : PF_Err_NONE;
         case PF_Cmd_EVENT: {
             if (h.event) return h.event(in_data, out_data, params, extra);
-            // A click on a name filter opens its name dialog.
+            // A click on a name filter opens its name dialog; drawing shows its text.
             auto* event = static_cast<PF_EventExtra*>(extra);
-            if (!event || event->e_type != PF_Event_DO_CLICK) return PF_Err_NONE;
+            if (!event) return PF_Err_NONE;
             const ParamTable table = info.params();
             if (event->paramIndex <= 0 || size_t(event->paramIndex) >= table.size())
                 return PF_Err_NONE;
             const ParamSpec& spec = table[size_t(event->paramIndex)];
             if (spec.type != PF_Param_ARBITRARY_DATA || !*spec.text) return PF_Err_NONE;
+            if (event->e_type == PF_Event_DRAW) return DrawTextControl(in_data, h, spec, *event);
+            if (event->e_type != PF_Event_DO_CLICK) return PF_Err_NONE;
             return RunNameDialog(in_data, event->paramIndex, spec.text, event->changeFlags);
         }
         case PF_Cmd_ARBITRARY_CALLBACK:

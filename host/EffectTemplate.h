@@ -2,6 +2,8 @@
 // with each effect supplying only what differs.
 #pragma once
 
+#include <string>
+
 #include "host/HostTypes.h"
 #include "host/ObjectMessage.h"
 #include "host/ParamTable.h"
@@ -17,6 +19,11 @@ struct SubEffectHandlers {
     PF_Err (*event)(PF_InData*, PF_OutData*, PF_ParamDef*[], void* extra) = nullptr;
     PF_Err (*arbitraryCallback)(PF_InData*, PF_OutData*, void* extra) = nullptr;
     PF_Err (*frameSetup)(PF_InData*, PF_OutData*, PF_ParamDef*[]) = nullptr;
+    // What a text parameter's control shows while its text is empty (PF_Event_DRAW). Null: the
+    // placeholder its dialog's label implies ("<All Masks>", "<All Lights>"), else "None".
+    std::string (*emptyTextLabel)(PF_InData*, int32_t paramIndex) = nullptr;
+    // Runs after the shared step of PF_Cmd_SEQUENCE_RESETUP, with the new record in out_data.
+    PF_Err (*sequenceResetup)(PF_InData*, PF_OutData*) = nullptr;
     // The options button (PF_Cmd_DO_DIALOG).
     PF_Err (*doDialog)(PF_InData*, PF_OutData*) = nullptr;
     bool queryDynamicFlags = true;  // Transform and Legacy have no such case
@@ -29,6 +36,10 @@ struct SubEffectHandlers {
 
 // The about text: "%s %i.%i.%i\n%s".
 void WriteAbout(PF_OutData* out_data, const char* name, const char* description);
+
+// The placeholder a text parameter's control shows while empty, from its dialog's row text
+// ("title\nlabel"): "<All Masks>" for masks, "<All Lights>" for lights, else "None".
+std::string EmptyTextPlaceholder(const char* titleAndLabel);
 
 // The dynamic-flags rule; the API's major and minor numbers are compared independently.
 bool HostSupportsRenderGuid(const PF_InData* in_data);

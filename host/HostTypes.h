@@ -249,8 +249,9 @@ enum PF_EventType : int32_t {
 inline constexpr int32_t PF_ChangeFlag_CHANGED_VALUE = 1;
 struct PF_EventExtra {
     PF_EventType e_type = PF_Event_DO_CLICK;
-    int32_t paramIndex = 0;   // the parameter whose UI got the event
-    int32_t changeFlags = 0;  // the effect says what it changed
+    int32_t paramIndex = 0;    // the parameter whose UI got the event
+    int32_t changeFlags = 0;   // the effect says what it changed
+    char drawnText[256] = {};  // PF_Event_DRAW: the text the control shows, as the effect draws it
 };
 
 // The extra record of PF_Cmd_ARBITRARY_CALLBACK.

@@ -291,9 +291,15 @@ PF_Err DynamicFlags(PF_InData* in, PF_OutData* out) {
     return PF_Err_NONE;
 }
 
+// An empty name shows what it takes: every light, or every layer.
+std::string EmptyNameLabel(PF_InData* in, int32_t) {
+    return LayersNameLabel(CheckoutParam(in, kObjectType).u.popup, "");
+}
+
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
     h.message = &Message;
+    h.emptyTextLabel = &EmptyNameLabel;
     h.userChangedParam = &UserChanged;
     h.updateParamsUI = &UpdateUI;
     h.dynamicFlags = &DynamicFlags;

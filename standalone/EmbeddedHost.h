@@ -83,6 +83,8 @@ class EmbeddedHost : public HostServices {
     size_t pendingDialogAnswers() const;
     // A click in a parameter's custom UI (a name filter opens its dialog); the change flags.
     int32_t clickParam(EffectInstance& instance, int32_t index, const A_Time& time);
+    // The text a parameter's custom UI draws (PF_Event_DRAW); empty when it draws none.
+    std::string drawParam(EffectInstance& instance, int32_t index, const A_Time& time);
 
     // Runs and empties the idle queue, as a host does when it is idle.
     void runIdleTasks();
@@ -179,6 +181,7 @@ class EmbeddedHost : public HostServices {
     PF_Err executeScript(const std::string&, std::string&, std::string&) override;
     AEGP_ItemH findFootage(const std::string&, bool&) override;
     AEGP_ItemH importFootage(const std::vector<std::string>&, const std::string&) override;
+    void replaceFootageFiles(AEGP_ItemH, const std::vector<std::string>&) override;
     AEGP_LayerH compLayerOfItem(AEGP_CompH, AEGP_ItemH) override;
     AEGP_LayerH addLayerOfItem(AEGP_CompH, AEGP_ItemH) override;
     int32_t layerMaskCount(PF_ProgPtr) override;
