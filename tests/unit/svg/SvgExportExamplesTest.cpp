@@ -190,7 +190,7 @@ TEST_P(SvgExportExamples, TheCommandsFileRendersLikeTheFrame) {
     fs::remove_all(dir);
 }
 
-INSTANTIATE_TEST_SUITE_P(Examples, SvgExportExamples, ::testing::ValuesIn(kTolerances),
+INSTANTIATE_TEST_SUITE_P(SvgExamples, SvgExportExamples, ::testing::ValuesIn(kTolerances),
                          [](const auto& info) {
                              std::string name = info.param.example;
                              name = name.substr(0, name.find('.'));
