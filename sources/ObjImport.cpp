@@ -118,12 +118,15 @@ std::vector<std::string> ObjSequenceFiles(const std::string& chosen, bool alphab
 PF_Err ObjSequenceResetup(PF_InData* in, PF_OutData* out, int32_t layerParam) {
     SuiteCache suites(in);
     HostServices& host = suites.host();
-    // The shared step keeps only the record's header: the stored path, read from the record the
-    // host handed in, goes on in the new one.
-    const std::string text = ReadRecordText(in);
+    // For a current record the shared step keeps only the header: the stored path, read from the
+    // record the host handed in, goes on in the new one. A converted older record already holds
+    // its text (and the handle handed in is not in the current layout).
     PF_InData current = *in;
     current.sequence_data = out->sequence_data;
-    if (!text.empty() && out->sequence_data) {
+    const bool headerOnly =
+        out->sequence_data && host.handleSize(out->sequence_data) == sizeof(SequenceRecord);
+    const std::string text = headerOnly ? ReadRecordText(in) : ReadRecordText(&current);
+    if (headerOnly && !text.empty()) {
         const PF_Handle made = out->sequence_data;
         if (const PF_Err err = WriteRecordText(&current, out, text)) return err;
         if (out->sequence_data != made) host.disposeHandle(made);

@@ -256,5 +256,26 @@ TEST(ObjImport, AtResetupAMovedDocumentsRelativePathIsRelinked) {
     EXPECT_EQ(Gathered(host).positions.size(), 6u);
 }
 
+TEST(ObjImport, AFirstGenerationRecordKeepsItsConvertedPathAtResetup) {
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(R"({"tavrin": 1, "comps": [{"name": "C", "layers": [
+        {"name": "L", "solid": {}, "effects": [{"effect": "Tavrin OBJ Object"}]}]}]})",
+                                 "doc.json", host);
+    auto& fx = *SourceLayer(host).effects[0];
+    std::vector<uint8_t> v1(257, 0);
+    // Longer than the 32-byte header, so that its tail could pass for a current record's text.
+    const std::string path = "|SEQ|/some/long/folder/name/for/the/meshes/y.obj";
+    std::copy(path.begin(), path.end(), v1.begin() + 1);
+    host.disposeHandle(fx.sequenceData);
+    fx.sequenceData = host.handleFromBytes(v1);
+    ASSERT_EQ(host.callEffect(fx, PF_Cmd_SEQUENCE_RESETUP, A_Time{0, 30}, nullptr, nullptr, nullptr,
+                              nullptr, PF_InFlag_PROJECT_IS_RENDER_ONLY),
+              0);
+    PF_InData in;
+    in.pica_basicP = &host;
+    in.sequence_data = fx.sequenceData;
+    EXPECT_EQ(ReadRecordText(&in), path);
+}
+
 }  // namespace
 }  // namespace tv
