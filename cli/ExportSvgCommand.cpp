@@ -16,6 +16,19 @@ int RunExportSvgCommand(const ExportSvgOptions& options) {
         standalone::LoadDocumentFile(options.document, host);
         const standalone::Comp* comp = options.comp.empty() ? host.project().comps.front().get()
                                                             : host.compByName(options.comp);
+        // Without --comp: the first comp whose layers carry the effect that exports (a main
+        // comp that only shows a precomp exports the precomp's drawing), said on stderr.
+        if (options.comp.empty() && !standalone::CompCarriesExport(host, *comp)) {
+            for (const auto& c : host.project().comps)
+                if (standalone::CompCarriesExport(host, *c)) {
+                    fmt::print(stderr,
+                               "note: comp \"{}\" has no layer carrying the \"Tavrin\" effect; "
+                               "exporting comp \"{}\", the first that has (--comp NAME)\n",
+                               comp->name, c->name);
+                    comp = c.get();
+                    break;
+                }
+        }
         if (!comp) {
             std::vector<std::string> names;
             for (const auto& c : host.project().comps) names.push_back(c->name);
@@ -46,7 +59,7 @@ int RunExportSvgCommand(const ExportSvgOptions& options) {
                        names, report.otherLayers.size() == 1 ? "ies" : "y");
         }
         fmt::print(stderr,
-                   "note: sprites and beams' tubes have no vector form and are left out; "
+                   "note: sprites, beams' tubes and facets have no vector form and are left out; "
                    "triangles take their corners' mean colour\n");
         return 0;
     } catch (const std::exception& e) {

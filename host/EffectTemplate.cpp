@@ -1,12 +1,13 @@
 #include "host/EffectTemplate.h"
 
-#include "host/ScriptBridge.h"
-
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
+#include "host/ScriptBridge.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
+#include "host/TextParam.h"
 
 namespace tv {
 
@@ -90,8 +91,10 @@ PF_Err Dispatch(const EffectInfo& info, const SubEffectHandlers& h, PF_Cmd cmd, 
             return SetupParams(in_data, out_data, info.params());
         case PF_Cmd_SEQUENCE_SETUP:
             return SetupSequence(in_data, out_data);
-        case PF_Cmd_SEQUENCE_RESETUP:
-            return ResetupSequence(in_data, out_data);
+        case PF_Cmd_SEQUENCE_RESETUP: {
+            const PF_Err err = ResetupSequence(in_data, out_data);
+            return err || !h.sequenceResetup ? err : h.sequenceResetup(in_data, out_data);
+        }
         case PF_Cmd_SEQUENCE_FLATTEN:
             return FlattenSequence(in_data, out_data);
         case PF_Cmd_SEQUENCE_SETDOWN:

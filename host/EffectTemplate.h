@@ -2,6 +2,8 @@
 // with each effect supplying only what differs.
 #pragma once
 
+#include <string>
+
 #include "host/HostTypes.h"
 #include "host/ObjectMessage.h"
 #include "host/ParamTable.h"
@@ -20,6 +22,8 @@ struct SubEffectHandlers {
     NameLabelFunc nameLabel = nullptr;
     PF_Err (*arbitraryCallback)(PF_InData*, PF_OutData*, void* extra) = nullptr;
     PF_Err (*frameSetup)(PF_InData*, PF_OutData*, PF_ParamDef*[]) = nullptr;
+    // Runs after the shared step of PF_Cmd_SEQUENCE_RESETUP, with the new record in out_data.
+    PF_Err (*sequenceResetup)(PF_InData*, PF_OutData*) = nullptr;
     // The options button (PF_Cmd_DO_DIALOG).
     PF_Err (*doDialog)(PF_InData*, PF_OutData*) = nullptr;
     bool queryDynamicFlags = true;  // Transform and Legacy have no such case

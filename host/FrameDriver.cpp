@@ -171,8 +171,11 @@ PF_Err DrawMessage(PF_InData* in, HostServices& host, ObjectMessage& message,
     return err;
 }
 
+// Gathers and draws each layer of the stack. A frame draws what the gather found even when an
+// effect failed; `gatherError`, when given, receives the first such failure (the export pass
+// stops on it).
 PF_Err RunStack(PF_InData* in, PF_OutData* out, HostServices& host, const MainParamValues& v,
-                const EngineSlots& engines) {
+                const EngineSlots& engines, PF_Err* gatherError = nullptr) {
     const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
     const AEGP_LayerH layer = host.effectLayer(self);
     host.disposeEffect(self);
@@ -196,7 +199,10 @@ PF_Err RunStack(PF_InData* in, PF_OutData* out, HostServices& host, const MainPa
         ObjectMessage message;
         if (const PF_Err e = InitObjectMessage(message)) return e;
         const PF_Err status = Gather(host, l, time, message);
-        if (status == kLoopGuardStatus) AppendMessage(out, kInfiniteLoopMessage);
+        if (status == kLoopGuardStatus)
+            AppendMessage(out, kInfiniteLoopMessage);
+        else if (status && gatherError && !*gatherError)
+            *gatherError = status;
         if (!drawErr) drawErr = DrawMessage(in, host, message, v, engines);
         for (TV_Base_Render* engine : {&engines.points, &engines.lines, &engines.triangles}) {
             if (!engine->pendingError().empty()) AppendMessage(out, engine->pendingError());
@@ -322,7 +328,10 @@ PF_Err MainSvgPass(PF_InData* in_data, PF_OutData* out_data, SvgPass& pass) {
     const int32_t h =
         int32_t(double(in_data->height) * in_data->downsample_y.num / in_data->downsample_y.den);
     SVGEngine engine(&host, w, h);
-    const PF_Err err = RunStack(in_data, out_data, host, v, EngineSlots{engine, engine, engine});
+    PF_Err gatherError = PF_Err_NONE;
+    PF_Err err =
+        RunStack(in_data, out_data, host, v, EngineSlots{engine, engine, engine}, &gatherError);
+    if (!err) err = gatherError;  // a sub-effect's failure ends the export
     pass.shapes += engine.shapes();
     const PF_Err checkin = CheckinAll(in_data, host, v);
     return err ? err : checkin;

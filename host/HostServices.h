@@ -205,6 +205,11 @@ class HostServices {
     virtual AEGP_ItemH importFootage(const std::vector<std::string>&, const std::string&) {
         ThrowMissingService();
     }
+    // Points footage at other files (a relinked file, a sequence's list made again): every
+    // layer that shows the item shows them.
+    virtual void replaceFootageFiles(AEGP_ItemH, const std::vector<std::string>&) {
+        ThrowMissingService();
+    }
     // A layer of the comp that shows the item, or 0; and a new one.
     virtual AEGP_LayerH compLayerOfItem(AEGP_CompH, AEGP_ItemH) { ThrowMissingService(); }
     virtual AEGP_LayerH addLayerOfItem(AEGP_CompH, AEGP_ItemH) { ThrowMissingService(); }

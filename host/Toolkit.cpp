@@ -4,6 +4,9 @@
 #include "host/IdleSuiteAccess.h"
 #include "host/Toolkit.h"
 
+#include <algorithm>
+#include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -43,9 +46,8 @@ constexpr std::pair<const char*, const char*> kMenuNames[] = {
 // The menus in parameter order: geometry, effectors, renderers.
 constexpr const char* kMenuPrefixes[3] = {kSourcePrefix, kEffectorPrefix, kRendererPrefix};
 
-// The choices of each menu: "None", then the installed effects of its prefix, built once from
-// the effect table this module installs.
-const std::string& MenuChoices(int32_t menu) {
+// The choices of each menu as the effect table lists them: the table `tavrin effects` shows.
+const std::string& TableChoices(int32_t menu) {
     static const std::vector<std::string> choices = [] {
         std::vector<std::string> all;
         for (const char* prefix : kMenuPrefixes) {
@@ -63,20 +65,104 @@ const std::string& MenuChoices(int32_t menu) {
 const ParamSpec* Table() {
     static const ParamSpec table[] = {
         params::Row(0, 0, PF_Param_LAYER, "input"),
-        params::Popup(1, 1, "Add Geometry", MenuChoices(0).c_str(), 1, kParamFlagsSup),
-        params::Popup(2, 2, "Add Effector", MenuChoices(1).c_str(), 1, kParamFlagsSup),
-        params::Popup(3, 3, "Add Renderer", MenuChoices(2).c_str(), 1, kParamFlagsSup),
+        params::Popup(1, 1, "Add Geometry", TableChoices(0).c_str(), 1, kParamFlagsSup),
+        params::Popup(2, 2, "Add Effector", TableChoices(1).c_str(), 1, kParamFlagsSup),
+        params::Popup(3, 3, "Add Renderer", TableChoices(2).c_str(), 1, kParamFlagsSup),
     };
     return table;
 }
 
-// The installed keys of a menu's prefix, in the host's order.
-std::vector<AEGP_InstalledEffectKey> InstalledOf(HostServices& host, const char* prefix) {
+// The keys of the installed effects whose match names begin with `prefix`, in the host's order.
+std::vector<AEGP_InstalledEffectKey> FindInstalledEffects(HostServices& host, const char* prefix) {
     std::vector<AEGP_InstalledEffectKey> keys;
     for (AEGP_InstalledEffectKey k = host.nextInstalledEffect(0); k;
          k = host.nextInstalledEffect(k))
         if (host.effectMatchName(k).rfind(prefix, 0) == 0) keys.push_back(k);
     return keys;
+}
+
+// The global handle: the installed keys of each menu (sources, effectors, renderers) and their
+// counts, found at GLOBAL_SETUP and freed at GLOBAL_SETDOWN.
+struct ToolkitGlobals {
+    AEGP_InstalledEffectKey* keys[3];
+    uint32_t counts[3];
+};
+constexpr uint64_t kGlobalsBytes = 64;
+static_assert(sizeof(ToolkitGlobals) <= kGlobalsBytes);
+// Globals order: effectors, sources, renderers; menus (parameters 1, 2, 3) order: sources,
+// effectors, renderers.
+constexpr int32_t kGlobalsSlot[3] = {1, 0, 2};
+
+PF_Err GlobalSetup(PF_InData* in, PF_OutData* out) {
+    SuiteCache suites(in);
+    HostServices& host = suites.host();
+    const PF_Handle handle = host.newHandle(kGlobalsBytes);
+    auto* globals = handle ? static_cast<ToolkitGlobals*>(host.lockHandle(handle)) : nullptr;
+    if (!globals) {
+        if (handle) host.disposeHandle(handle);
+        return PF_Err_OUT_OF_MEMORY;
+    }
+    for (int32_t menu = 0; menu < 3; ++menu) {
+        const auto keys = FindInstalledEffects(host, kMenuPrefixes[menu]);
+        const int32_t slot = kGlobalsSlot[menu];
+        globals->counts[slot] = uint32_t(keys.size());
+        globals->keys[slot] = keys.empty() ? nullptr : new AEGP_InstalledEffectKey[keys.size()];
+        std::copy(keys.begin(), keys.end(), globals->keys[slot]);
+    }
+    host.unlockHandle(handle);
+    out->global_data = handle;
+    return PF_Err_NONE;
+}
+
+PF_Err GlobalSetdown(PF_InData* in) {
+    if (!in->global_data) return PF_Err_NONE;
+    SuiteCache suites(in);
+    HostServices& host = suites.host();
+    if (auto* globals = static_cast<ToolkitGlobals*>(host.lockHandle(in->global_data))) {
+        for (AEGP_InstalledEffectKey*& keys : globals->keys) {
+            delete[] keys;
+            keys = nullptr;
+        }
+        host.unlockHandle(in->global_data);
+    }
+    host.disposeHandle(in->global_data);
+    return PF_Err_NONE;
+}
+
+// The installed keys of a menu (0 sources, 1 effectors, 2 renderers) from the global handle.
+std::vector<AEGP_InstalledEffectKey> MenuKeys(HostServices& host, PF_Handle global, int32_t menu) {
+    std::vector<AEGP_InstalledEffectKey> keys;
+    const auto* globals =
+        global ? static_cast<const ToolkitGlobals*>(host.lockHandle(global)) : nullptr;
+    if (!globals) return keys;
+    const int32_t slot = kGlobalsSlot[menu];
+    if (globals->keys[slot])
+        keys.assign(globals->keys[slot], globals->keys[slot] + globals->counts[slot]);
+    host.unlockHandle(global);
+    return keys;
+}
+
+// A menu's text, kept for as long as the module is loaded (the host holds on to it).
+const char* KeptText(const std::string& text) {
+    static std::mutex mutex;
+    static std::set<std::string> kept;
+    std::lock_guard lock(mutex);
+    return kept.insert(text).first->c_str();
+}
+
+// The parameters, each menu listing "None" and then the installed effects of its kind.
+PF_Err ParamsSetup(PF_InData* in, PF_OutData* out) {
+    SuiteCache suites(in);
+    HostServices& host = suites.host();
+    ParamSpec table[4];
+    std::copy(Table(), Table() + 4, table);
+    for (int32_t menu = 0; menu < 3; ++menu) {
+        std::string text = "None";
+        for (AEGP_InstalledEffectKey key : MenuKeys(host, in->global_data, menu))
+            text.append("|").append(ToolkitMenuName(host.effectMatchName(key)));
+        table[menu + 1].text = KeptText(text);
+    }
+    return SetupParams(in, out, ParamTable(table, 4));
 }
 
 // Where a match name stands in the stack: sources, effectors, renderers (the legacy one with
@@ -109,7 +195,7 @@ PF_Err UserChanged(PF_InData* in, PF_OutData* out, PF_ParamDef*[], void*) {
             const AEGP_LayerH layer = host.effectLayer(self);
             host.disposeEffect(self);
             for (const auto& [index, value] : chosen) {
-                const auto keys = InstalledOf(host, kMenuPrefixes[index - 1]);
+                const auto keys = MenuKeys(host, in->global_data, index - 1);
                 if (size_t(value - 2) >= keys.size()) continue;
                 const AEGP_InstalledEffectKey key = keys[size_t(value - 2)];
                 HostServices* h = &host;
@@ -161,7 +247,7 @@ ParamTable TavrKitParams() {
 }
 
 PF_Err TavrKitEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
-                             PF_ParamDef* params[], PF_LayerDef* /*output*/, void* extra) {
+                             PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
     if (cmd < 0 || cmd >= PF_Cmd_NUM_CMDS) return PF_Err_NONE;
     const EffectInfo& info = EffectTable()[10];
     try {
@@ -173,11 +259,19 @@ PF_Err TavrKitEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_dat
                 out_data->my_version = kEffectVersionWord;
                 out_data->out_flags = info.outFlags;
                 out_data->out_flags2 = info.outFlags2;
-                return PF_Err_NONE;
+                return GlobalSetup(in_data, out_data);
+            case PF_Cmd_GLOBAL_SETDOWN:
+                return GlobalSetdown(in_data);
             case PF_Cmd_PARAMS_SETUP:
-                return SetupParams(in_data, out_data, TavrKitParams());
+                return ParamsSetup(in_data, out_data);
             case PF_Cmd_USER_CHANGED_PARAM:
                 return UserChanged(in_data, out_data, params, extra);
+            case PF_Cmd_RENDER:
+            case PF_Cmd_SMART_PRE_RENDER:
+            case PF_Cmd_SMART_RENDER:
+                // It draws nothing: a plain copy of its input, through the shared handlers.
+                return SubEffectEntry(info, SubEffectHandlers{}, cmd, in_data, out_data, params,
+                                      output, extra);
             default:
                 return PF_Err_NONE;
         }

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <filesystem>
 
+#include "host/EffectTemplate.h"
 #include "host/ScriptBridge.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
@@ -112,6 +113,53 @@ std::vector<std::string> ObjSequenceFiles(const std::string& chosen, bool alphab
     else
         std::sort(files.begin(), files.end(), NaturalLess);
     return files;
+}
+
+PF_Err ObjSequenceResetup(PF_InData* in, PF_OutData* out, int32_t layerParam) {
+    SuiteCache suites(in);
+    HostServices& host = suites.host();
+    // For a current record the shared step keeps only the header: the stored path, read from the
+    // record the host handed in, goes on in the new one. A converted older record already holds
+    // its text (and the handle handed in is not in the current layout).
+    PF_InData current = *in;
+    current.sequence_data = out->sequence_data;
+    const bool headerOnly =
+        out->sequence_data && host.handleSize(out->sequence_data) == sizeof(SequenceRecord);
+    const std::string text = headerOnly ? ReadRecordText(in) : ReadRecordText(&current);
+    if (headerOnly && !text.empty()) {
+        const PF_Handle made = out->sequence_data;
+        if (const PF_Err err = WriteRecordText(&current, out, text)) return err;
+        if (out->sequence_data != made) host.disposeHandle(made);
+    }
+    if (in->in_flags & PF_InFlag_PROJECT_IS_RENDER_ONLY) return PF_Err_NONE;
+    try {
+        const StoredObjPath stored = ParseStoredObjPath(text);
+        if (stored.path.empty()) return PF_Err_NONE;
+        const std::string absolute =
+            stored.relative ? ResolveAgainstProject(stored.path, ProjectPath(host)) : stored.path;
+        if (!std::filesystem::is_regular_file(absolute)) {
+            Say(host, "OBJ File not found: " + absolute);
+            return PF_Err_NONE;
+        }
+        const int32_t layerId = CheckoutParam(&current, layerParam).u.layerId;
+        if (layerId == 0) return PF_Err_NONE;
+        const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
+        const AEGP_LayerH own = host.effectLayer(self);
+        host.disposeEffect(self);
+        const AEGP_LayerH layer =
+            host.layerFromLayerId(host.layerParentComp(own), uint32_t(layerId));
+        if (!layer) return PF_Err_NONE;
+        const AEGP_ItemH item = host.layerSourceItem(layer);
+        const std::vector<std::string> now = host.footageFiles(item);
+        // A sequence is listed again from its folder; a still file keeps its one file.
+        const std::vector<std::string> files = stored.sequence && now.size() != 1
+                                                   ? ObjSequenceFiles(absolute, stored.alphabetical)
+                                                   : std::vector<std::string>{absolute};
+        if (files != now) host.replaceFootageFiles(item, files);
+    } catch (const HostErrorCode& e) {
+        Say(host, "OBJ footage could not be relinked (host code " + std::to_string(e.code) + ")");
+    }
+    return PF_Err_NONE;
 }
 
 PF_Err RunObjImport(PF_InData* in, PF_OutData* out, int32_t layerParam, int32_t sequenceParam) {

@@ -28,6 +28,13 @@ std::string ResolveAgainstProject(const std::string& path, const std::string& pr
 // alphabetical (byte) order, or else in natural order (numbers by value).
 std::vector<std::string> ObjSequenceFiles(const std::string& chosen, bool alphabetical);
 
+// After the shared step of PF_Cmd_SEQUENCE_RESETUP (its new record in `out`): the stored path
+// goes on in the new record, and in a host that is not only rendering it is resolved (a relative
+// one against the project's folder, wherever the project now is) and the footage of the layer of
+// `layerParam` is pointed at it, a sequence at its folder's files listed again. Problems go to
+// the console, not to the host.
+PF_Err ObjSequenceResetup(PF_InData* in, PF_OutData* out, int32_t layerParam);
+
 // Runs the dialog (again while it asks to reopen), stores the answer and places the footage.
 PF_Err RunObjImport(PF_InData* in, PF_OutData* out, int32_t layerParam, int32_t sequenceParam);
 

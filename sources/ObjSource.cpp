@@ -215,10 +215,15 @@ PF_Err DoDialog(PF_InData* in, PF_OutData* out) {
     return RunObjImport(in, out, kLayer, kIsSequence);
 }
 
+PF_Err Resetup(PF_InData* in, PF_OutData* out) {
+    return ObjSequenceResetup(in, out, kLayer);
+}
+
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
     h.message = &Message;
     h.doDialog = &DoDialog;
+    h.sequenceResetup = &Resetup;
     h.userChangedParam = &UserChanged;
     h.updateParamsUI = &UpdateUI;
     return h;

@@ -533,16 +533,24 @@ void ReadDialogs(const Reader& r, const json& list, const std::string& path,
         if (objImport) clickable.push_back("Import OBJ");
         if (objImport && click == "Import OBJ") {
             const json& a = d["answer"];
-            r.checkKeys(a, ipath + ".answer", {"file", "sequence", "alphabetical", "relative"});
-            if (!a.contains("file")) r.fail(ipath + ".answer", "missing \"file\": the OBJ file");
+            r.checkKeys(a, ipath + ".answer",
+                        {"file", "sequence", "alphabetical", "relative", "cancel"});
             auto flag = [&](const char* key) {
                 return a.contains(key) && r.boolean(a[key], ipath + ".answer." + key);
             };
-            const std::string file = ExistingFile(r, a["file"], ipath + ".answer.file");
+            // Cancel: ok 0 with the boxes as the user left them; the file may be left out.
+            const bool cancel = flag("cancel");
+            if (!cancel && !a.contains("file"))
+                r.fail(ipath + ".answer",
+                       "missing \"file\": the OBJ file (or \"cancel\": true for a Cancel)");
+            const std::string file =
+                a.contains("file") ? (cancel ? r.text(a["file"], ipath + ".answer.file")
+                                             : ExistingFile(r, a["file"], ipath + ".answer.file"))
+                                   : std::string();
             c.title = "Import OBJ";
-            c.answer = "1\n" + file + "\n" + (flag("sequence") ? "1" : "0") + "\n" +
-                       (flag("alphabetical") ? "1" : "0") + "\n" + (flag("relative") ? "1" : "0") +
-                       "\n0";
+            c.answer = std::string(cancel ? "0" : "1") + "\n" + file + "\n" +
+                       (flag("sequence") ? "1" : "0") + "\n" + (flag("alphabetical") ? "1" : "0") +
+                       "\n" + (flag("relative") ? "1" : "0") + "\n0";
         } else if (c.paramIndex > 0) {
             c.answer = r.text(d["answer"], ipath + ".answer");
         } else {

@@ -182,6 +182,7 @@ class EmbeddedHost : public HostServices {
     PF_Err executeScript(const std::string&, std::string&, std::string&) override;
     AEGP_ItemH findFootage(const std::string&, bool&) override;
     AEGP_ItemH importFootage(const std::vector<std::string>&, const std::string&) override;
+    void replaceFootageFiles(AEGP_ItemH, const std::vector<std::string>&) override;
     AEGP_LayerH compLayerOfItem(AEGP_CompH, AEGP_ItemH) override;
     AEGP_LayerH addLayerOfItem(AEGP_CompH, AEGP_ItemH) override;
     int32_t layerMaskCount(PF_ProgPtr) override;

@@ -39,6 +39,27 @@ AEGP_ItemH EmbeddedHost::importFootage(const std::vector<std::string>& files,
     return item.uid;
 }
 
+void EmbeddedHost::replaceFootageFiles(AEGP_ItemH item, const std::vector<std::string>& files) {
+    // A layer's own uid stands for its item; the project's item is the one it was made from.
+    AEGP_ItemH shared = item;
+    for (const auto& comp : project_.comps)
+        for (const auto& layer : comp->layers)
+            if (layer->uid == item && layer->kind == LayerKind::Obj && layer->sourceItem)
+                shared = layer->sourceItem;
+    bool found = false;
+    for (FootageItem& f : project_.footage)
+        if (f.uid == shared) f.files = files, found = true;
+    for (const auto& comp : project_.comps)
+        for (const auto& layer : comp->layers)
+            if (layer->kind == LayerKind::Obj &&
+                (layer->uid == item || layer->uid == shared || layer->sourceItem == shared)) {
+                layer->objFiles = files;
+                if (!files.empty()) layer->sourceFile = files.front();
+                found = true;
+            }
+    if (!found) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
+}
+
 AEGP_LayerH EmbeddedHost::compLayerOfItem(AEGP_CompH compH, AEGP_ItemH item) {
     const Comp* comp = compByUid(compH);
     if (!comp) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};

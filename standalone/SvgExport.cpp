@@ -42,9 +42,16 @@ EffectInstance& ExportingInstance(EmbeddedHost& host, const Comp& comp, const st
             }
             break;
         }
-    if (carrying.empty())
+    if (carrying.empty()) {
+        std::string others;
+        for (const std::string& n : CompsCarryingExport(host))
+            others += (others.empty() ? "\"" : ", \"") + n + "\"";
         throw std::runtime_error("no layer of comp \"" + comp.name +
-                                 "\" carries the \"Tavrin\" effect: nothing to export");
+                                 "\" carries the \"Tavrin\" effect: nothing to export" +
+                                 (others.empty()
+                                      ? std::string("; no comp of the document carries it")
+                                      : "; comps that carry it: " + others + " (--comp NAME)"));
+    }
     if (!chosen)
         throw std::runtime_error("--layer: no layer named \"" + name +
                                  "\" carries the \"Tavrin\" effect; " +
@@ -66,6 +73,20 @@ fs::path TemporaryPath(const fs::path& target) {
 }
 
 }  // namespace
+
+bool CompCarriesExport(EmbeddedHost& host, const Comp& comp) {
+    for (const auto& layer : comp.layers)
+        for (const auto& instance : layer->effects)
+            if (IsMainEffect(host, *instance)) return true;
+    return false;
+}
+
+std::vector<std::string> CompsCarryingExport(EmbeddedHost& host) {
+    std::vector<std::string> names;
+    for (const auto& comp : host.project().comps)
+        if (CompCarriesExport(host, *comp)) names.push_back(comp->name);
+    return names;
+}
 
 SvgExportReport ExportSvgFile(EmbeddedHost& host, const Comp& comp, const SvgExportOptions& o,
                               const std::string& path) {

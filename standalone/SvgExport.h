@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "standalone/EmbeddedHost.h"
 
@@ -23,6 +24,11 @@ struct SvgExportReport {
     std::string layer;
     std::vector<std::string> otherLayers;
 };
+
+// Whether a layer of the comp carries the "Tavrin" effect, whose button exports; and the names
+// of the comps that have one, in document order.
+bool CompCarriesExport(EmbeddedHost& host, const Comp& comp);
+std::vector<std::string> CompsCarryingExport(EmbeddedHost& host);
 
 // Presses the button with the answer ready and writes `path` whole (under a temporary name in
 // its folder, then renamed). Throws std::runtime_error naming what is wrong: no layer carries

@@ -175,5 +175,107 @@ TEST(ObjImport, ARelativePathFollowsTheProjectWhenItMoves) {
     EXPECT_TRUE(seen);
 }
 
+TEST(ObjImport, ADocumentsCancelledImportStoresNothing) {
+    const auto dir = objtest::TempFolder();
+    objtest::WriteFile(dir, "tri.obj", kTriangle);
+    objtest::WriteFile(dir, "other.obj", kTriangle);
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(
+        R"({"tavrin": 1, "comps": [{"name": "C", "width": 100, "height": 100, "layers": [
+          {"name": "L", "solid": {}, "effects": [{"effect": "Tavrin OBJ Object", "dialogs": [
+            {"click": "Import OBJ", "answer": {"file": "tri.obj", "relative": true}},
+            {"click": "Import OBJ", "answer": {"cancel": true, "file": "other.obj",
+              "sequence": true}}]}]}]}]})",
+        (dir / "doc.json").string(), host);
+    auto& fx = *SourceLayer(host).effects[0];
+    PF_InData in;
+    in.pica_basicP = &host;
+    in.sequence_data = fx.sequenceData;
+    EXPECT_EQ(ReadRecordText(&in), "|REL|tri.obj");  // the first import stands
+    EXPECT_EQ(host.project().comps[0]->layers.size(), 2u);
+    EXPECT_EQ(fx.params[2].value.u.checkbox, 0);  // the sequence box of the Cancel is not taken
+    EXPECT_EQ(host.pendingDialogAnswers(), 0u);
+}
+
+GeometryStore Gathered(standalone::EmbeddedHost& host) {
+    ObjectMessage m;
+    InitObjectMessage(m);
+    EXPECT_EQ(Gather(host, SourceLayer(host).uid, host.project().comps[0]->frameTime(0), m), 0);
+    GeometryStore g = *m.geometry;
+    DisposeObjectMessage(m);
+    return g;
+}
+
+TEST(ObjImport, AtResetupAMovedDocumentsRelativePathIsRelinked) {
+    const auto dir = objtest::TempFolder();
+    std::filesystem::create_directories(dir / "a" / "meshes");
+    std::filesystem::create_directories(dir / "a" / "seq");
+    objtest::WriteFile(dir / "a" / "meshes", "tri.obj", kTriangle);
+    objtest::WriteFile(dir / "a" / "seq", "f1.obj", kTriangle);
+    objtest::WriteFile(dir / "a" / "seq", "f2.obj", kTriangle);
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(
+        R"({"tavrin": 1, "comps": [{"name": "C", "width": 100, "height": 100, "layers": [
+          {"name": "L", "solid": {}, "effects": [
+            {"effect": "Tavrin OBJ Object", "dialogs": [{"click": "Import OBJ",
+              "answer": {"file": "meshes/tri.obj", "relative": true}}]},
+            {"effect": "Tavrin OBJ Object", "dialogs": [{"click": "Import OBJ",
+              "answer": {"file": "seq/f1.obj", "relative": true, "sequence": true}}]}]}]}]})",
+        (dir / "a" / "doc.json").string(), host);
+    auto& comp = *host.project().comps[0];
+    ASSERT_EQ(comp.layers.size(), 3u);
+    const standalone::Layer& still = *comp.layers[1];
+    const standalone::Layer& seq = *comp.layers[2];
+    ASSERT_EQ(still.objFiles.size(), 1u);
+    ASSERT_EQ(seq.objFiles.size(), 2u);
+    EXPECT_EQ(Gathered(host).positions.size(), 6u);  // a triangle from each source
+
+    // The document's folder moves, and gains a frame of the sequence on the way.
+    std::filesystem::rename(dir / "a", dir / "b");
+    objtest::WriteFile(dir / "b" / "seq", "f3.obj", kTriangle);
+    EXPECT_EQ(Gathered(host).positions.size(), 0u);  // the footage's files are gone
+
+    // A render-only host touches nothing.
+    auto& layer = SourceLayer(host);
+    const A_Time t{0, 30};
+    host.setProjectPath((dir / "b" / "doc.json").string());
+    for (auto& fx : layer.effects)
+        ASSERT_EQ(host.callEffect(*fx, PF_Cmd_SEQUENCE_RESETUP, t, nullptr, nullptr, nullptr,
+                                  nullptr, PF_InFlag_PROJECT_IS_RENDER_ONLY),
+                  0);
+    EXPECT_EQ(still.objFiles.front(), (dir / "a" / "meshes" / "tri.obj").string());
+
+    // The project reopened for work: the stored |REL| paths resolve against its new folder.
+    for (auto& fx : layer.effects)
+        ASSERT_EQ(host.callEffect(*fx, PF_Cmd_SEQUENCE_RESETUP, t, nullptr), 0);
+    ASSERT_EQ(still.objFiles.size(), 1u);
+    EXPECT_EQ(still.objFiles.front(), (dir / "b" / "meshes" / "tri.obj").string());
+    ASSERT_EQ(seq.objFiles.size(), 3u);  // the sequence's list made again from its folder
+    EXPECT_EQ(seq.objFiles.front(), (dir / "b" / "seq" / "f1.obj").string());
+    EXPECT_EQ(seq.objFiles.back(), (dir / "b" / "seq" / "f3.obj").string());
+    EXPECT_EQ(Gathered(host).positions.size(), 6u);
+}
+
+TEST(ObjImport, AFirstGenerationRecordKeepsItsConvertedPathAtResetup) {
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(R"({"tavrin": 1, "comps": [{"name": "C", "layers": [
+        {"name": "L", "solid": {}, "effects": [{"effect": "Tavrin OBJ Object"}]}]}]})",
+                                 "doc.json", host);
+    auto& fx = *SourceLayer(host).effects[0];
+    std::vector<uint8_t> v1(257, 0);
+    // Longer than the 32-byte header, so that its tail could pass for a current record's text.
+    const std::string path = "|SEQ|/some/long/folder/name/for/the/meshes/y.obj";
+    std::copy(path.begin(), path.end(), v1.begin() + 1);
+    host.disposeHandle(fx.sequenceData);
+    fx.sequenceData = host.handleFromBytes(v1);
+    ASSERT_EQ(host.callEffect(fx, PF_Cmd_SEQUENCE_RESETUP, A_Time{0, 30}, nullptr, nullptr, nullptr,
+                              nullptr, PF_InFlag_PROJECT_IS_RENDER_ONLY),
+              0);
+    PF_InData in;
+    in.pica_basicP = &host;
+    in.sequence_data = fx.sequenceData;
+    EXPECT_EQ(ReadRecordText(&in), path);
+}
+
 }  // namespace
 }  // namespace tv

@@ -7,6 +7,7 @@
 #include <iterator>
 #include <string>
 
+#include "host/EffectTemplate.h"
 #include "host/MainParams.h"
 #include "host/ScriptBridge.h"
 #include "standalone/Document.h"
@@ -66,6 +67,29 @@ TEST(SvgExportDialog, APathWithoutTheExtensionGetsIt) {
     EXPECT_EQ(WithSvgExtension("a"), "a.svg");
     EXPECT_EQ(WithSvgExtension("out/frame"), "out/frame.svg");
     EXPECT_EQ(WithSvgExtension(".svg"), ".svg.svg");  // four characters or fewer
+}
+
+// A source that fails from half a second on, as a sub-effect whose host call fails would.
+ParamTable NoParams() {
+    return {};
+}
+PF_Err FailingMessage(PF_InData* in, PF_OutData*, ObjectMessage& m) {
+    if (m.command == kObjGetGroup) {
+        m.setPayloadGroup(1);
+        return PF_Err_NONE;
+    }
+    if (m.command != kObjContribute) return PF_Err_NONE;
+    return double(in->current_time) / in->time_scale >= 0.5 - 1e-9 ? PF_Err_OUT_OF_MEMORY
+                                                                   : PF_Err_NONE;
+}
+const EffectInfo kFailingInfo{
+    0,    "Failing Source", "KDL TAVRSRC Failing", "", nullptr, 0, 1, EffectRole::Source, "",
+    true, &NoParams};
+PF_Err FailingEntry(PF_Cmd cmd, PF_InData* in, PF_OutData* out, PF_ParamDef* params[],
+                    PF_LayerDef* output, void* extra) {
+    SubEffectHandlers h;
+    h.message = &FailingMessage;
+    return SubEffectEntry(kFailingInfo, h, cmd, in, out, params, output, extra);
 }
 
 class SvgExportButton : public ::testing::Test {
@@ -144,6 +168,20 @@ TEST_F(SvgExportButton, AFileThatCannotBeOpenedEndsTheExportQuietly) {
         EXPECT_TRUE(fs::is_empty(dir / "ro"));
     }
     fs::permissions(dir / "ro", fs::perms::owner_all);
+}
+
+TEST_F(SvgExportButton, ASubEffectsErrorEndsTheLoopAndWhatStandsIsWritten) {
+    host.registerEffect("Failing Source", "KDL TAVRSRC Failing", &FailingEntry);
+    host.applyEffectInstance(*host.project().comps[0]->layers[0], "KDL TAVRSRC Failing");
+    // The whole comp at 10 frames a second; the source fails from 0.5 s, the sixth frame.
+    host.queueDialogAnswer("Export SVG", (dir / "cut.svg").string() + "\n0\n10");
+    Press();
+    const std::string svg = Read(dir / "cut.svg");
+    EXPECT_EQ(Count(svg, "<g>"), 5u);
+    EXPECT_EQ(Count(svg, "<circle "), 20u);
+    EXPECT_NE(svg.find("begin=\"0s;FRAME_4.end\" />"), std::string::npos) << svg;
+    ASSERT_GE(svg.size(), 7u);
+    EXPECT_EQ(svg.substr(svg.size() - 7), "</svg>\n");  // closed and kept
 }
 
 TEST_F(SvgExportButton, TheCommandLinesLayerChoiceAndItsErrors) {

@@ -125,6 +125,41 @@ TEST(SvgShapes, SizesZeroAndShortLinesWriteNothing) {
     EXPECT_TRUE(none.str().empty());
 }
 
+TEST(SvgShapes, ATriangleIsOnePolygonOfItsCornersMeanColour) {
+    SVGEngine engine(nullptr, 100, 100);
+    const double scale[3] = {1, 1, 1}, viewport[4] = {0, 0, 100, 100}, dir[3] = {0, 0, 1};
+    const float identity[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    engine.setRenderParams(scale, viewport, identity, identity, dir);
+    std::vector<DrawTriangle> triangles(1);
+    DrawTriangle& t = triangles[0];
+    const double corners[3][3] = {{-0.5, -0.5, 0}, {0.5, -0.5, 0}, {0, 0.5, 0}};
+    const float colors[3][4] = {{1, 0, 0, 1}, {0, 1, 0, 0.5f}, {0, 0, 1, 0}};
+    for (int i = 0; i < 3; ++i) {
+        std::copy(corners[i], corners[i] + 3, t.corners[i]);
+        std::copy(colors[i], colors[i] + 4, t.colors[i]);
+    }
+    ASSERT_EQ(engine.drawTriangles(triangles), PF_Err_NONE);
+    const std::string& svg = engine.shapes();
+    EXPECT_EQ(Count(svg, "<polygon "), 1u);
+    EXPECT_EQ(Count(svg, "\n"), 1u);  // one element, one line
+    // The corners' mean, flat: (1/3, 1/3, 1/3) and opacity 0.5; no gradient of any kind.
+    EXPECT_NE(svg.find("fill=\"rgb(85,85,85)\" fill-opacity=\"0.5\""), std::string::npos) << svg;
+    EXPECT_EQ(Count(svg, "Gradient"), 0u);
+    // Three points, at the corners' pixels (y grows downwards).
+    std::smatch m;
+    ASSERT_TRUE(std::regex_search(svg, m, std::regex("points=\"([^\"]*)\"")));
+    EXPECT_EQ(m[1].str(), "25,25 75,25 50,75");
+}
+
+TEST(SvgShapes, SpritesLeaveNothing) {
+    SVGEngine engine(nullptr, 100, 100);
+    std::vector<DrawSprite> sprites(3);
+    for (DrawSprite& s : sprites) s.width = s.height = 10, s.color[3] = 1;
+    EXPECT_EQ(engine.prepareSprites(0, {}), PF_Err_NONE);
+    EXPECT_EQ(engine.drawSprites(sprites), PF_Err_NONE);
+    EXPECT_TRUE(engine.shapes().empty());
+}
+
 // Reads an image as RGB floats.
 std::vector<float> ReadRgb(const std::string& path, int& w, int& h) {
     auto in = OIIO::ImageInput::open(path);

@@ -7,10 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "host/EffectTemplate.h"
 #include "host/MainParams.h"
 #include "host/ParamTable.h"
 #include "host/Toolkit.h"
 #include "resources/EntryPoints.h"
+#include "standalone/CompRenderer.h"
 #include "standalone/Document.h"
 
 namespace tv {
@@ -127,6 +129,68 @@ TEST(Toolkit, ADocumentThatChoosesAddsTheEffect) {
     ASSERT_EQ(effects.size(), 4u);
     EXPECT_EQ(host.installedEffect(effects[2]->key)->matchName, "KDL TAVRREN Beams");
     EXPECT_EQ(effects[3]->params[3].value.u.popup, 1);
+}
+
+// A renderer from another module, installed beside this one's.
+ParamTable NoParams() {
+    return {};
+}
+const EffectInfo kExtraInfo{
+    0,    "Extra Renderer", "KDL TAVRREN Extra", "", nullptr, 0, 0, EffectRole::Renderer, "",
+    true, &NoParams};
+PF_Err ExtraEntry(PF_Cmd cmd, PF_InData* in, PF_OutData* out, PF_ParamDef* params[],
+                  PF_LayerDef* output, void* extra) {
+    return SubEffectEntry(kExtraInfo, SubEffectHandlers{}, cmd, in, out, params, output, extra);
+}
+
+TEST(Toolkit, TheMenusAreBuiltFromWhatIsInstalledAtGlobalSetup) {
+    standalone::EmbeddedHost host;
+    const AEGP_InstalledEffectKey extra =
+        host.registerEffect("Extra Renderer", "KDL TAVRREN Extra", &ExtraEntry);
+    standalone::LoadDocumentText(R"({"tavrin": 1, "comps": [{"name": "C", "layers": [
+      {"name": "L", "solid": {}, "effects": [{"effect": "Tavrin"},
+        {"effect": "Tavrin Primitives Object"}, {"effect": "Tavrin Toolkit"}]}]}]})",
+                                 "doc.json", host);
+    const standalone::InstalledEffect* kit = host.findInstalledByMatchName("KDL TAVRKIT");
+    ASSERT_TRUE(kit);
+    // The global handle: 64 bytes, holding the lists the menus were built from.
+    ASSERT_TRUE(kit->globalData);
+    EXPECT_EQ(host.handleBytes(kit->globalData).size(), 64u);
+    ASSERT_EQ(kit->params.size(), 4u);
+    EXPECT_STREQ(kit->params[3].text, "None|Points|Lines|Facets|Triangulation|Beams|Not Found");
+    EXPECT_STREQ(kit->params[1].text, "None|Layers|Paths|OBJ|Primitives|Instances|Slicer");
+    // Its last entry adds that effect.
+    auto& layer = *host.project().comps[0]->layers[0];
+    auto& fx = *layer.effects[2];
+    fx.params[3].value.u.popup = 7;
+    PF_UserChangedParamExtra change;
+    change.param_index = 3;
+    ASSERT_EQ(host.callEffect(fx, PF_Cmd_USER_CHANGED_PARAM, A_Time{0, 30}, &change), 0);
+    host.runIdleTasks();
+    ASSERT_EQ(layer.effects.size(), 4u);
+    EXPECT_EQ(layer.effects[2]->key, extra);
+}
+
+TEST(Toolkit, ItsRenderIsAPlainCopyOfItsInput) {
+    Stack s;
+    standalone::LayerWorld input(8, 4, 8), output(8, 4, 8);
+    for (size_t i = 0; i < input.bytes.size(); ++i) input.bytes[i] = uint8_t(i * 7 + 1);
+    PF_ParamDef inputParam{};
+    inputParam.u.ld = &input.world;
+    PF_ParamDef* params[1] = {&inputParam};
+    ASSERT_EQ(s.host.callEffect(*s.kit, PF_Cmd_RENDER, A_Time{0, 30}, nullptr, nullptr, params,
+                                &output.world),
+              PF_Err_NONE);
+    EXPECT_EQ(output.bytes, input.bytes);
+    // The smart render through the shared handler: the same copy.
+    standalone::LayerWorld smart(8, 4, 8);
+    s.host.pushRenderWorlds({s.kit->uid, &input.world, &smart.world});
+    PF_SmartRenderExtra extra;
+    extra.bit_depth = 8;
+    const PF_Err err = s.host.callEffect(*s.kit, PF_Cmd_SMART_RENDER, A_Time{0, 30}, &extra);
+    s.host.popRenderWorlds();
+    ASSERT_EQ(err, PF_Err_NONE);
+    EXPECT_EQ(smart.bytes, input.bytes);
 }
 
 }  // namespace
