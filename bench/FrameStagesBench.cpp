@@ -24,7 +24,7 @@
 #include "engines/KDLRender.h"
 #include "host/CameraSnapshot.h"
 #include "host/Gather.h"
-#include "host/MainParams.h"
+#include "main/MainParams.h"
 #include "host/Unpremultiply.h"
 #include "standalone/BundledExample.h"
 #include "standalone/CompRenderer.h"

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "host/MainParams.h"
+#include "main/MainParams.h"
 #include "resources/EffectTable.h"
 #include "standalone/BundledExample.h"
 #include "standalone/CompRenderer.h"

@@ -22,7 +22,7 @@
 #include "cli/farm/FramePlan.h"
 #include "cli/farm/Interruption.h"
 #include "cli/farm/Shard.h"
-#include "host/MainParams.h"
+#include "main/MainParams.h"
 #include "resources/EffectTable.h"
 #include "standalone/BundledExample.h"
 #include "standalone/CompRenderer.h"

@@ -9,7 +9,7 @@
 #include "host/ParamBuilders.h"
 #include "host/ParamHash.h"
 #include "host/SuiteCache.h"
-#include "resources/EntryPoints.h"
+#include "effectors/EffectorEntries.h"
 
 namespace tv {
 
@@ -268,8 +268,22 @@ ParamTable ColorMapEffectorParams() {
 
 PF_Err ColorMapEffectorEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                                       PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
-    return SubEffectEntry(EffectTable()[8], kHandlers, cmd, in_data, out_data, params, output,
+    return SubEffectEntry(kColorMapEffectorInfo, kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }
+
+// The effect's row in the module's effect table.
+const EffectInfo kColorMapEffectorInfo{
+    9,
+    "Tavrin Color Map",
+    "KDL TAVREFF Color Map",
+    "ColorMapEffectorEntryPointFunc",
+    &ColorMapEffectorEntryPointFunc,
+    0x200000,
+    0x1401,
+    EffectRole::Effector,
+    "Color Map Effector, Applies Color Map to Position/Scale/Color of Particles.",
+    true,
+    &ColorMapEffectorParams};
 
 }  // namespace tv

@@ -14,7 +14,7 @@
 #include "host/ParamHash.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
-#include "resources/EntryPoints.h"
+#include "effectors/EffectorEntries.h"
 
 namespace tv {
 
@@ -316,8 +316,22 @@ ParamTable ContainerEffectorParams() {
 
 PF_Err ContainerEffectorEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                                        PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
-    return SubEffectEntry(EffectTable()[3], kHandlers, cmd, in_data, out_data, params, output,
+    return SubEffectEntry(kContainerEffectorInfo, kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }
+
+// The effect's row in the module's effect table.
+const EffectInfo kContainerEffectorInfo{
+    4,
+    "Tavrin Container",
+    "KDL TAVREFF Container",
+    "ContainerEffectorEntryPointFunc",
+    &ContainerEffectorEntryPointFunc,
+    0x200004,
+    0x1401,
+    EffectRole::Effector,
+    "Container Effector, locks all the Particles of a Tavrin in a Container.",
+    true,
+    &ContainerEffectorParams};
 
 }  // namespace tv

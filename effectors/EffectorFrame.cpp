@@ -48,14 +48,6 @@ double LightValue(int32_t source, const SceneLight& light, double fallback, bool
     return asFraction ? v / 100.0 : v;
 }
 
-std::string LightPrefix(int32_t popup, const std::vector<std::string>& words,
-                        const std::string& customText) {
-    const int32_t n = int32_t(words.size());
-    if (popup >= 1 && popup <= n) return words[size_t(popup - 1)];
-    if (popup == n + 2) return customText;  // after the separator: Custom
-    return "";                              // All Lights
-}
-
 PF_Err EffectorMessage(PF_InData* in, ObjectMessage& m, const EffectorHooks& hooks) {
     switch (m.command) {
         case kObjGetGroup:

@@ -39,10 +39,6 @@ bool FieldWeight(const FieldRecord& field, double distance, double& weight);
 // "None|Intensity|Shadow Darkness|Shadow Diffusion": a light value, or the fallback for None.
 double LightValue(int32_t source, const SceneLight& light, double fallback, bool asFraction);
 
-// The light name prefix from a popup of words (1-based), "(-", Custom, All Lights.
-std::string LightPrefix(int32_t popup, const std::vector<std::string>& words,
-                        const std::string& customText);
-
 // What an effector tells the shared message handler.
 struct EffectorHooks {
     const ParamSpec* groupPopup = nullptr;  // "Effect Only Group"

@@ -13,7 +13,7 @@
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "host/TextParam.h"
-#include "resources/EntryPoints.h"
+#include "effectors/EffectorEntries.h"
 
 namespace tv {
 
@@ -333,8 +333,21 @@ ParamTable NoiseParams() {
 
 PF_Err NoiseEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                            PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
-    return SubEffectEntry(EffectTable()[1], kHandlers, cmd, in_data, out_data, params, output,
-                          extra);
+    return SubEffectEntry(kNoiseInfo, kHandlers, cmd, in_data, out_data, params, output, extra);
 }
+
+// The effect's row in the module's effect table.
+const EffectInfo kNoiseInfo{
+    2,
+    "Tavrin Noise Effector",
+    "KDL TAVREFF Noise",
+    "NoiseEntryPointFunc",
+    &NoiseEntryPointFunc,
+    0x208010,
+    0x1401,
+    EffectRole::Effector,
+    "Noise Effector, applies noise to the Position/Scale/Color of Particles in a Tavrin.",
+    true,
+    &NoiseParams};
 
 }  // namespace tv

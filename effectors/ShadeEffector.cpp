@@ -12,7 +12,7 @@
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "host/TextParam.h"
-#include "resources/EntryPoints.h"
+#include "effectors/EffectorEntries.h"
 
 namespace tv {
 
@@ -140,8 +140,20 @@ ParamTable ShadeParams() {
 
 PF_Err ShadeEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                            PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
-    return SubEffectEntry(EffectTable()[9], kHandlers, cmd, in_data, out_data, params, output,
-                          extra);
+    return SubEffectEntry(kShadeInfo, kHandlers, cmd, in_data, out_data, params, output, extra);
 }
+
+// The effect's row in the module's effect table.
+const EffectInfo kShadeInfo{10,
+                            "Tavrin Shade Effector",
+                            "KDL TAVREFF Shade Effector",
+                            "ShadeEntryPointFunc",
+                            &ShadeEntryPointFunc,
+                            0x208010,
+                            0x1401,
+                            EffectRole::Effector,
+                            "Shade Effector, Applies Shading to Points.",
+                            true,
+                            &ShadeParams};
 
 }  // namespace tv

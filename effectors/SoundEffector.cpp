@@ -14,7 +14,7 @@
 #include "host/SuiteCache.h"
 #include "params/Gradient.h"
 #include "params/GradientParam.h"
-#include "resources/EntryPoints.h"
+#include "effectors/EffectorEntries.h"
 
 namespace tv {
 
@@ -279,8 +279,20 @@ ParamTable SoundParams() {
 
 PF_Err SoundEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                            PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
-    return SubEffectEntry(EffectTable()[19], kHandlers, cmd, in_data, out_data, params, output,
-                          extra);
+    return SubEffectEntry(kSoundInfo, kHandlers, cmd, in_data, out_data, params, output, extra);
 }
+
+// The effect's row in the module's effect table.
+const EffectInfo kSoundInfo{20,
+                            "Tavrin Sound Effector",
+                            "KDL TAVREFF Sound Effector",
+                            "SoundEntryPointFunc",
+                            &SoundEntryPointFunc,
+                            0x308010,
+                            0x1401,
+                            EffectRole::Effector,
+                            "Sound Effector, Applies Sound Waveforms to Points.",
+                            true,
+                            &SoundParams};
 
 }  // namespace tv

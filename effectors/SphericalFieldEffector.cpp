@@ -11,7 +11,7 @@
 #include "host/ParamHash.h"
 #include "host/SuiteCache.h"
 #include "host/TextParam.h"
-#include "resources/EntryPoints.h"
+#include "effectors/EffectorEntries.h"
 
 namespace tv {
 
@@ -282,8 +282,23 @@ ParamTable SphericalFieldParams() {
 
 PF_Err SphericalFieldEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                                     PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
-    return SubEffectEntry(EffectTable()[2], kHandlers, cmd, in_data, out_data, params, output,
+    return SubEffectEntry(kSphericalFieldInfo, kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }
+
+// The effect's row in the module's effect table.
+const EffectInfo kSphericalFieldInfo{
+    3,
+    "Tavrin Spherical Field",
+    "KDL TAVREFF Spherical Field",
+    "SphericalFieldEntryPointFunc",
+    &SphericalFieldEntryPointFunc,
+    0x208010,
+    0x1401,
+    EffectRole::Effector,
+    "Spherical Field Effector, applies Spherical Field to the Position/Scale/Color of Particles "
+    "in a Tavrin.",
+    true,
+    &SphericalFieldParams};
 
 }  // namespace tv

@@ -11,7 +11,7 @@
 #include "host/ParamHash.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
-#include "resources/EntryPoints.h"
+#include "effectors/EffectorEntries.h"
 
 namespace tv {
 
@@ -198,8 +198,22 @@ ParamTable TransformEffectorParams() {
 
 PF_Err TransformEffectorEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                                        PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
-    return SubEffectEntry(EffectTable()[4], kHandlers, cmd, in_data, out_data, params, output,
+    return SubEffectEntry(kTransformEffectorInfo, kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }
+
+// The effect's row in the module's effect table.
+const EffectInfo kTransformEffectorInfo{
+    5,
+    "Tavrin Transform",
+    "KDL TAVREFF Transform",
+    "TransformEffectorEntryPointFunc",
+    &TransformEffectorEntryPointFunc,
+    0x200000,
+    0x1400,
+    EffectRole::Effector,
+    "Transform Effector, translates and rotates the Tavrin.\n1.1 - Scale & Center of Transform",
+    true,
+    &TransformEffectorParams};
 
 }  // namespace tv

@@ -8,7 +8,7 @@
 #include "host/ObjectMessage.h"
 #include "host/ParamTable.h"
 #include "host/TextParam.h"
-#include "resources/EffectTable.h"
+#include "host/EffectInfo.h"
 
 namespace tv {
 

@@ -191,6 +191,11 @@ struct PF_ParamDef {
     } u{};
 };
 
+// extra of PF_Cmd_USER_CHANGED_PARAM.
+struct PF_UserChangedParamExtra {
+    int32_t param_index = 0;
+};
+
 // ---- input and output records --------------------------------------------------------------
 struct PF_SpecVersion {
     int16_t major = 13;

@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "host/SuiteCache.h"
-#include "params/CurveParam.h"
 
 namespace tv {
 
@@ -24,6 +23,14 @@ std::string_view PopupEntry(const ParamSpec& spec, int32_t oneBased) {
         text.remove_prefix(bar + 1);
     }
     return text.substr(0, text.find('|'));
+}
+
+std::string LightPrefix(int32_t popup, const std::vector<std::string>& words,
+                        const std::string& customText) {
+    const int32_t n = int32_t(words.size());
+    if (popup >= 1 && popup <= n) return words[size_t(popup - 1)];
+    if (popup == n + 2) return customText;  // after the separator: Custom
+    return "";                              // All Lights
 }
 
 PF_ParamDef DefaultParamValue(const ParamSpec& spec) {
@@ -105,7 +112,7 @@ PF_Err SetupParams(PF_InData* in_data, PF_OutData* out_data, ParamTable table) {
         if (spec.index == 0) continue;  // the input layer is the host's own
         // Curves get their default handle made and filled first.
         const bool arb = spec.type == PF_Param_ARBITRARY_DATA;
-        const PF_Err err = arb && spec.fillCurve ? AddCurveParam(in_data, spec)
+        const PF_Err err = arb && spec.addArbParam ? spec.addArbParam(in_data, spec)
                            : arb && spec.makeArbDefault
                                ? AddArbParam(in_data, spec, spec.makeArbDefault())
                                : suites->addParam(in_data->effect_ref, spec);

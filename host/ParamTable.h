@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 #include <string_view>
 
@@ -49,6 +50,9 @@ struct ParamSpec {
     uint32_t arbRefcon = 0;
     // Curves: writes the default samples into the handle made at params setup.
     void (*fillCurve)(DistanceCurve&) = nullptr;
+    // Arbitrary data that adds itself at params setup (curves: their handle made and filled
+    // first); when null, the host adds the row as it stands.
+    PF_Err (*addArbParam)(PF_InData*, const ParamSpec&) = nullptr;
     // Other arbitrary data (gradients): makes the default record, which params setup puts in a
     // handle.
     std::vector<uint8_t> (*makeArbDefault)() = nullptr;
@@ -64,6 +68,10 @@ using ParamTable = std::span<const ParamSpec>;
 // Popup helpers: entries counted from 1, separators "(-" included.
 int32_t PopupEntryCount(const ParamSpec& spec);
 std::string_view PopupEntry(const ParamSpec& spec, int32_t oneBased);
+
+// The light name prefix from a popup of words (1-based), "(-", Custom, All Lights.
+std::string LightPrefix(int32_t popup, const std::vector<std::string>& words,
+                        const std::string& customText);
 
 // The value a new instance starts with, in the host's representation: the row's `value` where it
 // has one, else its default. For arbitrary data, the default handle itself: a host gives each

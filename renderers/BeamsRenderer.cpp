@@ -8,7 +8,7 @@
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "renderers/Beams.h"
-#include "resources/EntryPoints.h"
+#include "renderers/RendererEntries.h"
 
 namespace tv {
 
@@ -218,8 +218,21 @@ ParamTable BeamsRenderParams() {
 
 PF_Err BeamsRenderEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                                  PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
-    return SubEffectEntry(EffectTable()[16], kHandlers, cmd, in_data, out_data, params, output,
+    return SubEffectEntry(kBeamsRenderInfo, kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }
+
+// The effect's row in the module's effect table.
+const EffectInfo kBeamsRenderInfo{17,
+                                  "Tavrin Beams Renderer",
+                                  "KDL TAVRREN Beams",
+                                  "BeamsRenderEntryPointFunc",
+                                  &BeamsRenderEntryPointFunc,
+                                  0x200000,
+                                  0x1401,
+                                  EffectRole::Renderer,
+                                  "Beams Renderer, Renders 3D Beams.",
+                                  true,
+                                  &BeamsRenderParams};
 
 }  // namespace tv

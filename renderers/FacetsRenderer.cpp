@@ -11,7 +11,7 @@
 #include "params/ArbHandler.h"
 #include "params/CurveParam.h"
 #include "renderers/FacetsRenderer.h"
-#include "resources/EntryPoints.h"
+#include "renderers/RendererEntries.h"
 
 namespace tv {
 
@@ -211,8 +211,21 @@ ParamTable FacetsRenderParams() {
 
 PF_Err FacetsRenderEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                                   PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
-    return SubEffectEntry(EffectTable()[14], kHandlers, cmd, in_data, out_data, params, output,
+    return SubEffectEntry(kFacetsRenderInfo, kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }
+
+// The effect's row in the module's effect table.
+const EffectInfo kFacetsRenderInfo{15,
+                                   "Tavrin Facets Renderer",
+                                   "KDL TAVRREN Facets",
+                                   "FacetsRenderEntryPointFunc",
+                                   &FacetsRenderEntryPointFunc,
+                                   0x208000,
+                                   0x1401,
+                                   EffectRole::Renderer,
+                                   "Facets Renderer, Renders 3D Facets from the Geometry Objects.",
+                                   true,
+                                   &FacetsRenderParams};
 
 }  // namespace tv

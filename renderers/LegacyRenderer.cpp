@@ -11,7 +11,7 @@
 #include "renderers/HeldFrames.h"
 #include "renderers/LegacyMapping.h"
 #include "renderers/LinesRenderer.h"
-#include "resources/EntryPoints.h"
+#include "renderers/RendererEntries.h"
 
 namespace tv {
 
@@ -214,8 +214,21 @@ ParamTable LegacyRenderParams() {
 
 PF_Err LegacyRenderEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                                   PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
-    return SubEffectEntry(EffectTable()[18], kHandlers, cmd, in_data, out_data, params, output,
+    return SubEffectEntry(kLegacyRenderInfo, kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }
+
+// The effect's row in the module's effect table.
+const EffectInfo kLegacyRenderInfo{19,
+                                   "Tavrin Legacy Renderer",
+                                   "KDL TAVRUS",
+                                   "LegacyRenderEntryPointFunc",
+                                   &LegacyRenderEntryPointFunc,
+                                   0x200000,
+                                   0x1400,
+                                   EffectRole::Renderer,
+                                   "Legacy Renderer, preserves compatibility with older versions.",
+                                   true,
+                                   &LegacyRenderParams};
 
 }  // namespace tv

@@ -16,7 +16,7 @@
 #include "params/ArbHandler.h"
 #include "params/CurveParam.h"
 #include "renderers/NeighbourSearch.h"
-#include "resources/EntryPoints.h"
+#include "renderers/RendererEntries.h"
 
 namespace tv {
 
@@ -317,7 +317,7 @@ ParamTable LinesRenderParams() {
 
 PF_Err LinesRenderEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                                  PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
-    return SubEffectEntry(EffectTable()[13], kHandlers, cmd, in_data, out_data, params, output,
+    return SubEffectEntry(kLinesRenderInfo, kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }
 
@@ -339,5 +339,18 @@ void FillLinesPayload(const ConnectionSet& set, const LinesLook& look, LinesPayl
     out.overrideScale = !look.getScale;
     out.perspective = look.perspective;
 }
+
+// The effect's row in the module's effect table.
+const EffectInfo kLinesRenderInfo{14,
+                                  "Tavrin Lines Renderer",
+                                  "KDL TAVRREN Lines",
+                                  "LinesRenderEntryPointFunc",
+                                  &LinesRenderEntryPointFunc,
+                                  0x208000,
+                                  0x1401,
+                                  EffectRole::Renderer,
+                                  "Lines Renderer, Renders 3D Lines.",
+                                  true,
+                                  &LinesRenderParams};
 
 }  // namespace tv

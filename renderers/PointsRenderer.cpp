@@ -8,7 +8,7 @@
 #include "host/RenderPayloads.h"
 #include "host/SuiteCache.h"
 #include "renderers/PointsSamples.h"
-#include "resources/EntryPoints.h"
+#include "renderers/RendererEntries.h"
 
 namespace tv {
 
@@ -254,8 +254,21 @@ ParamTable PointsRenderParams() {
 
 PF_Err PointsRenderEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                                   PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
-    return SubEffectEntry(EffectTable()[12], kHandlers, cmd, in_data, out_data, params, output,
+    return SubEffectEntry(kPointsRenderInfo, kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }
+
+// The effect's row in the module's effect table.
+const EffectInfo kPointsRenderInfo{13,
+                                   "Tavrin Points Renderer",
+                                   "KDL TAVRREN Points",
+                                   "PointsRenderEntryPointFunc",
+                                   &PointsRenderEntryPointFunc,
+                                   0x200002,
+                                   0x1401,
+                                   EffectRole::Renderer,
+                                   "Points Renderer, Renders 3D Points/Sprites.",
+                                   true,
+                                   &PointsRenderParams};
 
 }  // namespace tv

@@ -15,7 +15,7 @@
 #include "renderers/HeldFrames.h"
 #include "renderers/LinesRenderer.h"
 #include "renderers/Triangulation.h"
-#include "resources/EntryPoints.h"
+#include "renderers/RendererEntries.h"
 
 namespace tv {
 
@@ -298,8 +298,21 @@ ParamTable TriangleRenderParams() {
 
 PF_Err TriangleRenderEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                                     PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
-    return SubEffectEntry(EffectTable()[15], kHandlers, cmd, in_data, out_data, params, output,
+    return SubEffectEntry(kTriangleRenderInfo, kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }
+
+// The effect's row in the module's effect table.
+const EffectInfo kTriangleRenderInfo{16,
+                                     "Tavrin Triangulation Renderer",
+                                     "KDL TAVRREN Triangles",
+                                     "TriangleRenderEntryPointFunc",
+                                     &TriangleRenderEntryPointFunc,
+                                     0x208000,
+                                     0x1401,
+                                     EffectRole::Renderer,
+                                     "Lines Renderer, Renders 3D Lines.",
+                                     true,
+                                     &TriangleRenderParams};
 
 }  // namespace tv

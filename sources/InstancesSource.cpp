@@ -10,7 +10,7 @@
 #include "host/ParamBuilders.h"
 #include "host/ParamHash.h"
 #include "host/SuiteCache.h"
-#include "resources/EntryPoints.h"
+#include "sources/SourceEntries.h"
 #include "sources/PrimitivesGenerate.h"
 #include "sources/Replication.h"
 
@@ -387,8 +387,21 @@ ParamTable InstanceSourceParams() {
 
 PF_Err InstanceSourceEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                                     PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
-    return SubEffectEntry(EffectTable()[17], kHandlers, cmd, in_data, out_data, params, output,
+    return SubEffectEntry(kInstanceSourceInfo, kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }
+
+// The effect's row in the module's effect table.
+const EffectInfo kInstanceSourceInfo{18,
+                                     "Tavrin Instances Object",
+                                     "KDL TAVRSRC Instances",
+                                     "InstanceSourceEntryPointFunc",
+                                     &InstanceSourceEntryPointFunc,
+                                     0x200004,
+                                     0x1401,
+                                     EffectRole::Source,
+                                     "Creates Instances from Existing Tavrin Objects",
+                                     true,
+                                     &InstanceSourceParams};
 
 }  // namespace tv

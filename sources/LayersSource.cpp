@@ -5,14 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "effectors/EffectorFrame.h"
 #include "host/EffectTemplate.h"
-#include "host/MainParams.h"
 #include "host/ParamBuilders.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "host/TextParam.h"
-#include "resources/EntryPoints.h"
+#include "sources/SourceEntries.h"
 #include "sources/LayersGenerate.h"
 
 namespace tv {
@@ -320,8 +318,23 @@ ParamTable LightSourceParams() {
 
 PF_Err LightSourceEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                                  PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
-    return SubEffectEntry(EffectTable()[5], kHandlers, cmd, in_data, out_data, params, output,
+    return SubEffectEntry(kLightSourceInfo, kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }
+
+// The effect's row in the module's effect table.
+const EffectInfo kLightSourceInfo{
+    6,
+    "Tavrin Layers Object",
+    "KDL TAVRSRC Lights",
+    "LightSourceEntryPointFunc",
+    &LightSourceEntryPointFunc,
+    0x208014,
+    0x1401,
+    EffectRole::Source,
+    "Layer Object Source, Create a Tavrin from the Point Lights/3D Nulls/3D Layers in the "
+    "Composition.",
+    true,
+    &LightSourceParams};
 
 }  // namespace tv

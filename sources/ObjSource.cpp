@@ -8,7 +8,7 @@
 #include "host/ParamBuilders.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
-#include "resources/EntryPoints.h"
+#include "sources/SourceEntries.h"
 #include "sources/ObjGenerate.h"
 #include "sources/ObjImport.h"
 
@@ -238,8 +238,20 @@ ParamTable OBJSourceParams() {
 
 PF_Err OBJSourceEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                                PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
-    return SubEffectEntry(EffectTable()[7], kHandlers, cmd, in_data, out_data, params, output,
-                          extra);
+    return SubEffectEntry(kOBJSourceInfo, kHandlers, cmd, in_data, out_data, params, output, extra);
 }
+
+// The effect's row in the module's effect table.
+const EffectInfo kOBJSourceInfo{8,
+                                "Tavrin OBJ Object",
+                                "KDL TAVRSRC OBJ",
+                                "OBJSourceEntryPointFunc",
+                                &OBJSourceEntryPointFunc,
+                                0x200004,
+                                0x1401,
+                                EffectRole::Source,
+                                "OBJ File Source, Create a Tavrin from the points in the OBJ File.",
+                                true,
+                                &OBJSourceParams};
 
 }  // namespace tv

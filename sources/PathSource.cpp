@@ -3,14 +3,12 @@
 #include <string>
 #include <vector>
 
-#include "effectors/EffectorFrame.h"
 #include "host/EffectTemplate.h"
-#include "host/MainParams.h"
 #include "host/ParamBuilders.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "host/TextParam.h"
-#include "resources/EntryPoints.h"
+#include "sources/SourceEntries.h"
 #include "sources/PathGenerate.h"
 
 namespace tv {
@@ -284,8 +282,21 @@ ParamTable PathSourceParams() {
 
 PF_Err PathSourceEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                                 PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
-    return SubEffectEntry(EffectTable()[6], kHandlers, cmd, in_data, out_data, params, output,
+    return SubEffectEntry(kPathSourceInfo, kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }
+
+// The effect's row in the module's effect table.
+const EffectInfo kPathSourceInfo{7,
+                                 "Tavrin Path Object",
+                                 "KDL TAVRSRC Paths",
+                                 "PathSourceEntryPointFunc",
+                                 &PathSourceEntryPointFunc,
+                                 0x208010,
+                                 0x1401,
+                                 EffectRole::Source,
+                                 "Path Source, Create a Tavrin from the paths in the Layer.",
+                                 true,
+                                 &PathSourceParams};
 
 }  // namespace tv

@@ -6,7 +6,7 @@
 #include "host/ParamBuilders.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
-#include "resources/EntryPoints.h"
+#include "sources/SourceEntries.h"
 #include "sources/PrimitivesGenerate.h"
 
 namespace tv {
@@ -160,8 +160,21 @@ ParamTable PrimitiveSourceParams() {
 
 PF_Err PrimitiveSourceEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                                      PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
-    return SubEffectEntry(EffectTable()[11], kHandlers, cmd, in_data, out_data, params, output,
+    return SubEffectEntry(kPrimitiveSourceInfo, kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }
+
+// The effect's row in the module's effect table.
+const EffectInfo kPrimitiveSourceInfo{12,
+                                      "Tavrin Primitives Object",
+                                      "KDL TAVRSRC Primitives",
+                                      "PrimitiveSourceEntryPointFunc",
+                                      &PrimitiveSourceEntryPointFunc,
+                                      0x200000,
+                                      0x1401,
+                                      EffectRole::Source,
+                                      "Creates Primitives like Cube/Sphere/Grid",
+                                      true,
+                                      &PrimitiveSourceParams};
 
 }  // namespace tv

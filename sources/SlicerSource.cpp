@@ -11,7 +11,7 @@
 #include "host/ParamBuilders.h"
 #include "host/ParamHash.h"
 #include "host/SuiteCache.h"
-#include "resources/EntryPoints.h"
+#include "sources/SourceEntries.h"
 
 namespace tv {
 
@@ -231,8 +231,21 @@ ParamTable TracerSourceParams() {
 
 PF_Err TracerSourceEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                                   PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
-    return SubEffectEntry(EffectTable()[20], kHandlers, cmd, in_data, out_data, params, output,
+    return SubEffectEntry(kTracerSourceInfo, kHandlers, cmd, in_data, out_data, params, output,
                           extra);
 }
+
+// The effect's row in the module's effect table.
+const EffectInfo kTracerSourceInfo{21,
+                                   "Tavrin Slicer Object",
+                                   "KDL TAVRSRC Tracer",
+                                   "TracerSourceEntryPointFunc",
+                                   &TracerSourceEntryPointFunc,
+                                   0x200004,
+                                   0x1401,
+                                   EffectRole::Source,
+                                   "Creates Instances from Existing Tavrin Objects",
+                                   true,
+                                   &TracerSourceParams};
 
 }  // namespace tv

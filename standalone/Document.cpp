@@ -1,6 +1,6 @@
 #include "standalone/Document.h"
 
-#include "host/MainParams.h"
+#include "main/MainParams.h"
 #include "params/Gradient.h"
 #include "standalone/Audio.h"
 

@@ -10,7 +10,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "host/MainParams.h"
+#include "main/MainParams.h"
 #include "standalone/Document.h"
 #include "resources/EffectTable.h"
 

@@ -8,7 +8,7 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "host/MainParams.h"
+#include "main/MainParams.h"
 #include "resources/EffectTable.h"
 #include "standalone/BundledExample.h"
 #include "standalone/CompRenderer.h"

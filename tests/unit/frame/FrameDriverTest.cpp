@@ -12,7 +12,7 @@
 #include "engines/gl/GlGlobals.h"
 #include "host/EffectTemplate.h"
 #include "host/Gather.h"
-#include "host/MainParams.h"
+#include "main/MainParams.h"
 #include "host/ParamHash.h"
 #include "standalone/CompRenderer.h"
 #include "standalone/Document.h"

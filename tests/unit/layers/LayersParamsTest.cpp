@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "host/MainParams.h"
+#include "main/MainParams.h"
 #include "host/TextParam.h"
 #include "resources/EntryPoints.h"
 #include "standalone/EmbeddedHost.h"

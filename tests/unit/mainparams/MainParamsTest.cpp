@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "host/MainParams.h"
+#include "main/MainParams.h"
 #include "resources/EntryPoints.h"
 #include "standalone/Document.h"
 #include "standalone/EmbeddedHost.h"

@@ -13,7 +13,7 @@
 #include <string>
 
 #include "host/Gather.h"
-#include "host/MainParams.h"
+#include "main/MainParams.h"
 #include "host/TextParam.h"
 #include "standalone/Document.h"
 #include "standalone/EmbeddedHost.h"

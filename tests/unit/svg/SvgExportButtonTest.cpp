@@ -8,7 +8,7 @@
 #include <string>
 
 #include "host/EffectTemplate.h"
-#include "host/MainParams.h"
+#include "main/MainParams.h"
 #include "host/ScriptBridge.h"
 #include "standalone/Document.h"
 #include "standalone/SvgExport.h"

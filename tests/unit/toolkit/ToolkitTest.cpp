@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "host/EffectTemplate.h"
-#include "host/MainParams.h"
+#include "main/MainParams.h"
 #include "host/ParamTable.h"
-#include "host/Toolkit.h"
+#include "main/Toolkit.h"
 #include "resources/EntryPoints.h"
 #include "standalone/CompRenderer.h"
 #include "standalone/Document.h"

@@ -10,13 +10,13 @@
 #include "host/ParamBuilders.h"
 #include "host/ScriptBridge.h"
 #include "host/EffectTemplate.h"
-#include "host/FrameDriver.h"
+#include "main/FrameDriver.h"
 #include "host/Gather.h"
-#include "host/MainParams.h"
+#include "main/MainParams.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "host/TextParam.h"
-#include "resources/EntryPoints.h"
+#include "main/MainEntries.h"
 
 namespace tv {
 
@@ -214,5 +214,18 @@ PF_Err EntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_P
         return e.code;
     }
 }
+
+// The effect's row in the module's effect table.
+const EffectInfo kMainEffectInfo{1,
+                                 "Tavrin",
+                                 "KDL TAVRUS TWO",
+                                 "EntryPointFunc",
+                                 &EntryPointFunc,
+                                 0x88001,
+                                 0x201407,
+                                 EffectRole::Main,
+                                 "Next Gen 3D Plugin to Create Organic Structures & Networks.",
+                                 true,
+                                 &MainEffectParams};
 
 }  // namespace tv

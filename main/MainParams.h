@@ -45,11 +45,6 @@ enum MainParam : int32_t {
 inline constexpr const char* kNoGpuMessage =
     "This GPU is not compatible.\nOpenGL 3.2 or greater required. Turning off Unified Rendering.";
 
-// extra of PF_Cmd_USER_CHANGED_PARAM.
-struct PF_UserChangedParamExtra {
-    int32_t param_index = 0;
-};
-
 namespace gl {
 struct GlGlobals;
 }

@@ -1,4 +1,4 @@
-#include "host/SvgExportButton.h"
+#include "main/SvgExportButton.h"
 
 #include <cmath>
 #include <fstream>
@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "engines/SVGEngine.h"
-#include "host/FrameDriver.h"
+#include "main/FrameDriver.h"
 #include "host/ObjectMessage.h"
 #include "host/ScriptBridge.h"
 #include "host/SuiteCache.h"

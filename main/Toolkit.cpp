@@ -2,7 +2,7 @@
 // is queued for idle time (a host lets no effect change its layer's stack inside a parameter
 // change), lands after the last effect of its kind, and the menu returns to "None".
 #include "host/IdleSuiteAccess.h"
-#include "host/Toolkit.h"
+#include "main/Toolkit.h"
 
 #include <algorithm>
 #include <mutex>
@@ -14,7 +14,8 @@
 #include "host/Gather.h"
 #include "host/ParamBuilders.h"
 #include "host/SuiteCache.h"
-#include "resources/EntryPoints.h"
+#include "main/MainEntries.h"
+#include "resources/EffectTable.h"
 
 namespace tv {
 
@@ -249,7 +250,7 @@ ParamTable TavrKitParams() {
 PF_Err TavrKitEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
                              PF_ParamDef* params[], PF_LayerDef* output, void* extra) {
     if (cmd < 0 || cmd >= PF_Cmd_NUM_CMDS) return PF_Err_NONE;
-    const EffectInfo& info = EffectTable()[10];
+    const EffectInfo& info = kTavrKitInfo;
     try {
         switch (cmd) {
             case PF_Cmd_ABOUT:
@@ -279,5 +280,18 @@ PF_Err TavrKitEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_dat
         return e.code;
     }
 }
+
+// The effect's row in the module's effect table.
+const EffectInfo kTavrKitInfo{11,
+                              "Tavrin Toolkit",
+                              "KDL TAVRKIT",
+                              "TavrKitEntryPointFunc",
+                              &TavrKitEntryPointFunc,
+                              0x208000,
+                              0x1400,
+                              EffectRole::Toolkit,
+                              "Utility to add New Objects and Effectors.",
+                              true,
+                              &TavrKitParams};
 
 }  // namespace tv

@@ -1,13 +1,13 @@
 #include "host/IdleSuiteAccess.h"
-#include "host/MainParams.h"
+#include "main/MainParams.h"
 
 #include <ctime>
 
 #include "host/ParamBuilders.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
-#include "host/SvgExportButton.h"
-#include "resources/EntryPoints.h"
+#include "main/SvgExportButton.h"
+#include "main/MainEntries.h"
 
 namespace tv {
 

@@ -1,4 +1,4 @@
-#include "host/FrameDriver.h"
+#include "main/FrameDriver.h"
 
 #include <algorithm>
 #include <chrono>
@@ -16,7 +16,7 @@
 #include "engines/gl/GlLog.h"
 #include "host/CameraSnapshot.h"
 #include "host/Gather.h"
-#include "host/MainParams.h"
+#include "main/MainParams.h"
 #include "host/ParamHash.h"
 #include "host/SampleTimes.h"
 #include "host/SequenceRecord.h"
