@@ -34,17 +34,6 @@ float ChannelAt(const PF_EffectWorld& w, int32_t x, int32_t y, int c) {
 
 }  // namespace
 
-LayerWorld::LayerWorld(int32_t width, int32_t height, int32_t bitDepth) {
-    const int32_t pixelBytes = bitDepth == 32 ? 16 : 4;
-    bytes.assign(size_t(width) * size_t(height) * size_t(pixelBytes), 0);
-    world.width = width;
-    world.height = height;
-    world.rowbytes = width * pixelBytes;
-    world.format = bitDepth == 32 ? PF_PixelFormat_ARGB128 : PF_PixelFormat_ARGB32;
-    world.data = bytes.data();
-    world.extent_hint = PF_LRect{0, 0, width, height};
-}
-
 void CompositeOver(FloatImage& frame, const PF_EffectWorld& layer, int32_t left, int32_t top,
                    float opacity) {
     const int32_t x0 = std::max(0, left), y0 = std::max(0, top);
@@ -240,17 +229,13 @@ LayerWorld* CompRenderer::runEffects(Layer& layer, const A_Time& layerTime, int3
                 continue;
             }
         }
-        host_.pushRenderWorlds({instance->uid, &input->world, &output->world});
         PF_SmartRenderExtra extra;
         extra.bit_depth = bitDepth;
         PF_Err err = PF_Err_NONE;
-        try {
+        {
+            const RenderWorldsScope worlds(host_, {instance->uid, &input->world, &output->world});
             err = host_.callEffect(*instance, PF_Cmd_SMART_RENDER, layerTime, &extra, &out);
-        } catch (...) {
-            host_.popRenderWorlds();
-            throw;
         }
-        host_.popRenderWorlds();
         if (out.return_msg[0]) messages.emplace_back(out.return_msg);
         if (err)
             throw std::runtime_error(installed->displayName + " on layer \"" + layer.name +

@@ -11,18 +11,9 @@
 
 #include "standalone/EmbeddedHost.h"
 #include "standalone/ImageOutput.h"
+#include "standalone/LayerWorld.h"
 
 namespace tv::standalone {
-
-// A layer's pixels in the host's representation: straight A, R, G, B at 8 bits or float.
-struct LayerWorld {
-    PF_EffectWorld world;
-    std::vector<uint8_t> bytes;
-    LayerWorld() = default;
-    LayerWorld(int32_t width, int32_t height, int32_t bitDepth);
-    LayerWorld(const LayerWorld&) = delete;
-    LayerWorld& operator=(const LayerWorld&) = delete;
-};
 
 class CompRenderer {
   public:

@@ -1,5 +1,8 @@
 // The embedded host: owns a project, registers the effect table, calls entry functions exactly
-// as a compositing host would, and implements HostServices over its composition model.
+// as a compositing host would, and implements HostServices over its composition model (the
+// state in HostState.h). The services are implemented by concern: EffectServices, LayerServices,
+// ParamServices, PixelServices, TimeServices, SceneServices, StateToken, HandleServices,
+// SystemServices, FootageServices, PathServices, AudioServices and ScriptServices.
 #pragma once
 
 #include <deque>
@@ -14,22 +17,9 @@
 
 #include "host/HostServices.h"
 #include "resources/EffectTable.h"
-#include "standalone/Composition.h"
+#include "standalone/HostState.h"
 
 namespace tv::standalone {
-
-// An effect the host knows: the 21 of the table, plus any a program registers itself.
-struct InstalledEffect {
-    AEGP_InstalledEffectKey key = 0;
-    std::string displayName;
-    std::string matchName;
-    PF_EntryFunc entry = nullptr;
-    bool globalSetupDone = false;
-    PF_Handle globalData = 0;
-    uint32_t outFlags = 0;
-    uint32_t outFlags2 = 0;
-    std::vector<ParamSpec> params;  // as the effect added them at PARAMS_SETUP, index 0 first
-};
 
 class EmbeddedHost : public HostServices {
   public:
@@ -42,12 +32,14 @@ class EmbeddedHost : public HostServices {
     // ---- building the project ----------------------------------------------------------------
     AEGP_InstalledEffectKey registerEffect(const std::string& displayName,
                                            const std::string& matchName, PF_EntryFunc entry);
-    const InstalledEffect* installedEffect(AEGP_InstalledEffectKey key) const;
+    const InstalledEffect* installedEffect(AEGP_InstalledEffectKey key) const {
+        return state_.installedEffect(key);
+    }
     const InstalledEffect* findInstalledByMatchName(const std::string& matchName) const;
     const InstalledEffect* findInstalledByDisplayName(const std::string& displayName) const;
-    const std::deque<InstalledEffect>& installedEffects() const { return installed_; }
+    const std::deque<InstalledEffect>& installedEffects() const { return state_.installed; }
 
-    Project& project() { return project_; }
+    Project& project() { return state_.project; }
     Comp& addComp(const std::string& name, int32_t width, int32_t height, int32_t fpsNum = 30,
                   int32_t fpsDen = 1, double duration = 10.0);
     // Appends a layer at the bottom of the comp's stack; its in and out points span the comp.
@@ -59,12 +51,13 @@ class EmbeddedHost : public HostServices {
     EffectInstance& applyEffectInstance(Layer& layer, const std::string& matchName,
                                         bool renderOnly = false);
 
-    Comp* compByUid(uint64_t uid) const;
+    // Lookups by handle through the state's maps; compByName walks the comps.
+    Comp* compByUid(uint64_t uid) const { return state_.compByUid(uid); }
     Comp* compByName(const std::string& name) const;
-    Layer* layerByUid(uint64_t uid) const;
-    Comp* compOfLayer(const Layer& layer) const;
-    EffectInstance* instanceByUid(uint64_t uid) const;
-    Layer* layerOfInstance(uint64_t instanceUid) const;
+    Layer* layerByUid(uint64_t uid) const { return state_.layerByUid(uid); }
+    Comp* compOfLayer(const Layer& layer) const { return state_.compOfLayer(layer); }
+    EffectInstance* instanceByUid(uint64_t uid) const { return state_.instanceByUid(uid); }
+    Layer* layerOfInstance(uint64_t uid) const { return state_.layerOfInstance(uid); }
 
     // Calls one command of an instance's entry function, with in_data filled as a host does;
     // keeps what the effect hands back (global and sequence data). `out` receives the record.
@@ -102,7 +95,8 @@ class EmbeddedHost : public HostServices {
     // What the frames said of how they were drawn (renderNote), each distinct text once, by key.
     std::map<std::string, std::set<std::string>> renderNotes() const;
 
-    // Worlds for the smart-render protocol of the instance rendering on this thread.
+    // Worlds for the smart-render protocol of the instance rendering on this thread (pushed and
+    // popped by a RenderWorldsScope).
     struct RenderWorlds {
         uint64_t instance = 0;
         PF_EffectWorld* input = nullptr;
@@ -219,15 +213,11 @@ class EmbeddedHost : public HostServices {
     class Idle;
 
     EffectInstance* instanceOfRef(AEGP_EffectRefH) const;
-    InstalledEffect* installedMutable(AEGP_InstalledEffectKey key);
     void ensureGlobalSetup(InstalledEffect& effect);
     PF_InData makeInData(const EffectInstance& instance, const InstalledEffect& effect,
                          const A_Time& time, uint32_t inFlags) const;
 
-    Project project_;
-    std::deque<InstalledEffect> installed_;
-    uint64_t nextUid_ = 1;
-    uint32_t nextLayerId_ = 1;
+    HostState state_;
 
     mutable std::mutex handlesMutex_;
     std::unordered_map<PF_Handle, HandleBlock> handles_;
@@ -256,6 +246,21 @@ class EmbeddedHost : public HostServices {
 
     mutable std::mutex guidMutex_;
     uint64_t guidState_[2] = {0, 0};
+};
+
+// Pushes an instance's render worlds for this thread and pops them when it ends, however the
+// call it spans returns.
+class RenderWorldsScope {
+  public:
+    RenderWorldsScope(EmbeddedHost& host, const EmbeddedHost::RenderWorlds& worlds) : host_(host) {
+        host_.pushRenderWorlds(worlds);
+    }
+    ~RenderWorldsScope() { host_.popRenderWorlds(); }
+    RenderWorldsScope(const RenderWorldsScope&) = delete;
+    RenderWorldsScope& operator=(const RenderWorldsScope&) = delete;
+
+  private:
+    EmbeddedHost& host_;
 };
 
 // A mask's path at a comp time: its keys blended linearly, or held.

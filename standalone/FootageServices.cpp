@@ -8,19 +8,19 @@ namespace tv::standalone {
 
 AEGP_ItemH EmbeddedHost::findFootage(const std::string& path, bool& byComment) {
     byComment = false;
-    for (const FootageItem& item : project_.footage)
+    for (const FootageItem& item : state_.project.footage)
         if (!item.files.empty() && item.files.front() == path) return item.uid;
-    for (const auto& comp : project_.comps)
+    for (const auto& comp : state_.project.comps)
         for (const auto& layer : comp->layers)
             if (layer->kind == LayerKind::Obj && !layer->objFiles.empty() &&
                 layer->objFiles.front() == path)
                 return layer->sourceItem ? layer->sourceItem : layer->uid;
-    for (const FootageItem& item : project_.footage)
+    for (const FootageItem& item : state_.project.footage)
         if (item.comment == path) {
             byComment = true;
             return item.uid;
         }
-    for (const auto& comp : project_.comps)
+    for (const auto& comp : state_.project.comps)
         for (const auto& layer : comp->layers)
             if (layer->kind == LayerKind::Obj && layer->comment == path) {
                 byComment = true;
@@ -32,24 +32,24 @@ AEGP_ItemH EmbeddedHost::findFootage(const std::string& path, bool& byComment) {
 AEGP_ItemH EmbeddedHost::importFootage(const std::vector<std::string>& files,
                                        const std::string& comment) {
     FootageItem item;
-    item.uid = nextUid_++;
+    item.uid = state_.nextUid++;
     item.files = files;
     item.comment = comment;
-    project_.footage.push_back(item);
+    state_.project.footage.push_back(item);
     return item.uid;
 }
 
 void EmbeddedHost::replaceFootageFiles(AEGP_ItemH item, const std::vector<std::string>& files) {
     // A layer's own uid stands for its item; the project's item is the one it was made from.
     AEGP_ItemH shared = item;
-    for (const auto& comp : project_.comps)
+    for (const auto& comp : state_.project.comps)
         for (const auto& layer : comp->layers)
             if (layer->uid == item && layer->kind == LayerKind::Obj && layer->sourceItem)
                 shared = layer->sourceItem;
     bool found = false;
-    for (FootageItem& f : project_.footage)
+    for (FootageItem& f : state_.project.footage)
         if (f.uid == shared) f.files = files, found = true;
-    for (const auto& comp : project_.comps)
+    for (const auto& comp : state_.project.comps)
         for (const auto& layer : comp->layers)
             if (layer->kind == LayerKind::Obj &&
                 (layer->uid == item || layer->uid == shared || layer->sourceItem == shared)) {
@@ -75,10 +75,10 @@ AEGP_LayerH EmbeddedHost::addLayerOfItem(AEGP_CompH compH, AEGP_ItemH item) {
     std::vector<std::string> files;
     std::string comment;
     bool found = false;
-    for (const FootageItem& f : project_.footage)
+    for (const FootageItem& f : state_.project.footage)
         if (f.uid == item) files = f.files, comment = f.comment, found = true;
     if (!found)
-        for (const auto& c : project_.comps)
+        for (const auto& c : state_.project.comps)
             for (const auto& layer : c->layers)
                 if (layer->uid == item && layer->kind == LayerKind::Obj)
                     files = layer->objFiles, comment = layer->comment, found = true;

@@ -11,15 +11,6 @@ namespace tv::standalone {
 namespace {
 constexpr double kDefaultLensMm = 50.0;
 constexpr double kDefaultFilmMm = 36.0;
-}  // namespace
-
-A_Time EmbeddedHost::convertEffectToCompTime(PF_ProgPtr effectRef, int32_t time, uint32_t scale) {
-    const Layer* layer = layerOfInstance(effectRef);
-    if (!layer) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
-    return convertLayerToCompTime(layer->uid, A_Time{time, scale});
-}
-
-namespace {
 
 const Layer* ActiveCamera(const Comp& comp, double seconds) {
     for (const auto& l : comp.layers)

@@ -1,0 +1,84 @@
+// The embedded host's system services: GUIDs, the idle suite and its queue, parallel iteration
+// on a oneTBB pool, and the diagnostic lines, reports and render notes the effects send.
+#include <tbb/parallel_for.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstring>
+
+#include "standalone/EmbeddedHost.h"
+
+namespace tv::standalone {
+
+void EmbeddedHost::runIdleTasks() {
+    std::vector<std::function<void()>> tasks;
+    {
+        std::lock_guard lock(idleMutex_);
+        tasks.swap(idleTasks_);
+    }
+    for (auto& task : tasks) task();
+}
+
+size_t EmbeddedHost::pendingIdleTasks() const {
+    std::lock_guard lock(idleMutex_);
+    return idleTasks_.size();
+}
+
+std::vector<std::string> EmbeddedHost::takeDiagnostics() {
+    std::lock_guard lock(messagesMutex_);
+    return std::exchange(diagnostics_, {});
+}
+
+std::vector<std::string> EmbeddedHost::takeReports() {
+    std::lock_guard lock(messagesMutex_);
+    return std::exchange(reports_, {});
+}
+
+void EmbeddedHost::newGuid(uint8_t out[16]) {
+    // xorshift128+ seeded from the system's entropy; version 4 and variant bits set.
+    std::lock_guard lock(guidMutex_);
+    for (int half = 0; half < 2; ++half) {
+        uint64_t s1 = guidState_[0];
+        const uint64_t s0 = guidState_[1];
+        guidState_[0] = s0;
+        s1 ^= s1 << 23;
+        guidState_[1] = s1 ^ s0 ^ (s1 >> 17) ^ (s0 >> 26);
+        const uint64_t v = guidState_[1] + s0;
+        std::memcpy(out + 8 * half, &v, 8);
+    }
+    out[6] = static_cast<uint8_t>((out[6] & 0x0F) | 0x40);
+    out[8] = static_cast<uint8_t>((out[8] & 0x3F) | 0x80);
+}
+
+PF_Err EmbeddedHost::iterate(int32_t count, const std::function<PF_Err(int32_t)>& fn) {
+    std::atomic<PF_Err> first{PF_Err_NONE};
+    tbb::parallel_for(0, count, [&](int32_t i) {
+        const PF_Err err = fn(i);
+        PF_Err expected = PF_Err_NONE;
+        if (err) first.compare_exchange_strong(expected, err);
+    });
+    return first.load();
+}
+
+void EmbeddedHost::diagnostic(const std::string& line) {
+    std::lock_guard lock(messagesMutex_);
+    if (echoDiagnostics_) std::printf("%s\n", line.c_str());
+    diagnostics_.push_back(line);
+}
+
+void EmbeddedHost::reportInfo(const std::string& message) {
+    std::lock_guard lock(messagesMutex_);
+    reports_.push_back(message);
+}
+
+void EmbeddedHost::renderNote(const std::string& key, const std::string& text) {
+    std::lock_guard lock(messagesMutex_);
+    renderNotes_[key].insert(text);
+}
+
+std::map<std::string, std::set<std::string>> EmbeddedHost::renderNotes() const {
+    std::lock_guard lock(messagesMutex_);
+    return renderNotes_;
+}
+
+}  // namespace tv::standalone
