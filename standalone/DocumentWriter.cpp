@@ -262,14 +262,72 @@ Json TransformJson(const Layer& l) {
     return j;
 }
 
-Json LayerJson(const Writer& w, Layer& l, const Comp& comp) {
+// The body of each kind of layer, under the kind's key.
+Json SolidJson(const Layer& l) {
+    return Json{{"color", Color(l.solidColor)}, {"width", l.width}, {"height", l.height}};
+}
+
+Json ObjJson(const Writer& w, const Layer& l) {
+    if (l.objPattern.empty()) return Json{{"file", w.relative(l.sourceFile)}};
+    return Json{{"sequence", w.relative(l.objPattern)}, {"first", l.objFirst}, {"last", l.objLast}};
+}
+
+Json TextJson(const Writer& w, const Layer& l) {
+    Json t{{"text", l.text}};
+    if (!l.sourceFile.empty()) t["font"] = w.relative(l.sourceFile);
+    if (!l.fontFamily.empty()) t["family"] = l.fontFamily;
+    t["size"] = l.fontSize;
+    t["color"] = Color(l.textColor);
+    return t;
+}
+
+Json PrecompJson(const Writer& w, const Layer& l) {
+    const Comp* source = w.host.compByUid(l.sourceComp);
+    return Json{{"comp", source ? source->name : std::string()}};
+}
+
+Json CameraJson(const Layer& l) {
+    const CameraData& c = l.camera;
+    Json b;
+    if (c.oneNode) b["oneNode"] = true;
+    b["zoom"] = Animated(c.zoom, 1);
+    b["position"] = Animated(c.position, 3);
+    if (!c.oneNode) b["pointOfInterest"] = Animated(c.pointOfInterest, 3);
+    b["filmSize"] = c.filmSize;
+    if (c.orthographic) b["orthographic"] = true;
+    b["depthOfField"] = c.depthOfField;
+    b["focusDistance"] = Animated(c.focusDistance, 1);
+    b["aperture"] = Animated(c.aperture, 1);
+    b["blurLevel"] = Animated(c.blurLevel, 1);
+    return b;
+}
+
+Json LightJson(const Layer& l) {
     static const char* const kLights[] = {"parallel", "spot", "point", "ambient"};
+    const LightData& li = l.light;
+    Json b;
+    b["type"] = kLights[li.type & 3];
+    b["position"] = Animated(li.position, 3);
+    if (li.type == kLightSpot || li.type == kLightParallel)
+        b["pointOfInterest"] = Animated(li.pointOfInterest, 3);
+    b["intensity"] = Animated(li.intensity, 1);
+    b["color"] = Animated(li.color, 3);
+    if (li.type == kLightSpot) {
+        b["coneAngle"] = Animated(li.coneAngle, 1);
+        b["coneFeather"] = Animated(li.coneFeather, 1);
+    }
+    b["shadowDarkness"] = Animated(li.shadowDarkness, 1);
+    b["shadowDiffusion"] = Animated(li.shadowDiffusion, 1);
+    return b;
+}
+
+// A layer: its kind's body, then what every layer has.
+Json LayerJson(const Writer& w, Layer& l, const Comp& comp) {
     Json j;
     j["name"] = l.name;
     switch (l.kind) {
         case LayerKind::Solid:
-            j["solid"] =
-                Json{{"color", Color(l.solidColor)}, {"width", l.width}, {"height", l.height}};
+            j["solid"] = SolidJson(l);
             break;
         case LayerKind::Null:
             j["null"] = Json::object();
@@ -278,64 +336,23 @@ Json LayerJson(const Writer& w, Layer& l, const Comp& comp) {
             j["image"] = Json{{"file", w.relative(l.imagePath)}};
             break;
         case LayerKind::Obj:
-            if (l.objPattern.empty())
-                j["obj"] = Json{{"file", w.relative(l.sourceFile)}};
-            else
-                j["obj"] = Json{{"sequence", w.relative(l.objPattern)},
-                                {"first", l.objFirst},
-                                {"last", l.objLast}};
+            j["obj"] = ObjJson(w, l);
             break;
         case LayerKind::Audio:
             j["audio"] = Json{{"file", w.relative(l.sourceFile)}};
             break;
-        case LayerKind::Text: {
-            Json t{{"text", l.text}};
-            if (!l.sourceFile.empty()) t["font"] = w.relative(l.sourceFile);
-            if (!l.fontFamily.empty()) t["family"] = l.fontFamily;
-            t["size"] = l.fontSize;
-            t["color"] = Color(l.textColor);
-            j["text"] = t;
+        case LayerKind::Text:
+            j["text"] = TextJson(w, l);
             break;
-        }
-        case LayerKind::Precomp: {
-            const Comp* source = w.host.compByUid(l.sourceComp);
-            j["precomp"] = Json{{"comp", source ? source->name : std::string()}};
+        case LayerKind::Precomp:
+            j["precomp"] = PrecompJson(w, l);
             break;
-        }
-        case LayerKind::Camera: {
-            const CameraData& c = l.camera;
-            Json b;
-            if (c.oneNode) b["oneNode"] = true;
-            b["zoom"] = Animated(c.zoom, 1);
-            b["position"] = Animated(c.position, 3);
-            if (!c.oneNode) b["pointOfInterest"] = Animated(c.pointOfInterest, 3);
-            b["filmSize"] = c.filmSize;
-            if (c.orthographic) b["orthographic"] = true;
-            b["depthOfField"] = c.depthOfField;
-            b["focusDistance"] = Animated(c.focusDistance, 1);
-            b["aperture"] = Animated(c.aperture, 1);
-            b["blurLevel"] = Animated(c.blurLevel, 1);
-            j["camera"] = b;
+        case LayerKind::Camera:
+            j["camera"] = CameraJson(l);
             break;
-        }
-        case LayerKind::Light: {
-            const LightData& li = l.light;
-            Json b;
-            b["type"] = kLights[li.type & 3];
-            b["position"] = Animated(li.position, 3);
-            if (li.type == kLightSpot || li.type == kLightParallel)
-                b["pointOfInterest"] = Animated(li.pointOfInterest, 3);
-            b["intensity"] = Animated(li.intensity, 1);
-            b["color"] = Animated(li.color, 3);
-            if (li.type == kLightSpot) {
-                b["coneAngle"] = Animated(li.coneAngle, 1);
-                b["coneFeather"] = Animated(li.coneFeather, 1);
-            }
-            b["shadowDarkness"] = Animated(li.shadowDarkness, 1);
-            b["shadowDiffusion"] = Animated(li.shadowDiffusion, 1);
-            j["light"] = b;
+        case LayerKind::Light:
+            j["light"] = LightJson(l);
             break;
-        }
     }
     if (!l.enabled) j["enabled"] = false;
     if (l.is3D && l.kind != LayerKind::Camera && l.kind != LayerKind::Light) j["threeD"] = true;
@@ -358,6 +375,29 @@ Json LayerJson(const Writer& w, Layer& l, const Comp& comp) {
     return j;
 }
 
+// A comp: its settings, then its layers.
+Json CompJson(const Writer& w, Comp& c) {
+    Json j;
+    j["name"] = c.name;
+    j["width"] = c.width;
+    j["height"] = c.height;
+    if (c.fpsDen == 1)
+        j["fps"] = c.fpsNum;
+    else
+        j["fps"] = fmt::format("{}/{}", c.fpsNum, c.fpsDen);
+    j["duration"] = c.duration;
+    if (c.workEnd > 0) j["workArea"] = Json::array({c.workStart, c.workEnd});
+    j["pixelAspect"] = c.pixelAspect;
+    j["background"] = Color(c.background);
+    j["shutterAngle"] = c.shutterAngle;
+    j["shutterPhase"] = c.shutterPhase;
+    j["motionBlur"] = c.motionBlur;
+    Json layers = Json::array();
+    for (auto& l : c.layers) layers.push_back(LayerJson(w, *l, c));
+    j["layers"] = layers;
+    return j;
+}
+
 }  // namespace
 
 std::string SaveDocumentText(EmbeddedHost& host, const std::string& file) {
@@ -367,27 +407,7 @@ std::string SaveDocumentText(EmbeddedHost& host, const std::string& file) {
     Json doc;
     doc["tavrin"] = 1;
     Json comps = Json::array();
-    for (auto& c : host.project().comps) {
-        Json j;
-        j["name"] = c->name;
-        j["width"] = c->width;
-        j["height"] = c->height;
-        if (c->fpsDen == 1)
-            j["fps"] = c->fpsNum;
-        else
-            j["fps"] = fmt::format("{}/{}", c->fpsNum, c->fpsDen);
-        j["duration"] = c->duration;
-        if (c->workEnd > 0) j["workArea"] = Json::array({c->workStart, c->workEnd});
-        j["pixelAspect"] = c->pixelAspect;
-        j["background"] = Color(c->background);
-        j["shutterAngle"] = c->shutterAngle;
-        j["shutterPhase"] = c->shutterPhase;
-        j["motionBlur"] = c->motionBlur;
-        Json layers = Json::array();
-        for (auto& l : c->layers) layers.push_back(LayerJson(w, *l, *c));
-        j["layers"] = layers;
-        comps.push_back(j);
-    }
+    for (auto& c : host.project().comps) comps.push_back(CompJson(w, *c));
     doc["comps"] = comps;
     return doc.dump(2) + "\n";
 }

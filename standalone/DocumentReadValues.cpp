@@ -1,0 +1,210 @@
+// The shared value readers of documents: numbers in their range, whole numbers, switches, texts,
+// colours, keyframes and files, each failing with the JSON path of the value it read.
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <sstream>
+
+#include "standalone/DocumentRead.h"
+
+namespace tv::standalone {
+
+namespace {
+
+size_t EditDistance(const std::string& a, const std::string& b) {
+    std::vector<size_t> row(b.size() + 1);
+    for (size_t j = 0; j <= b.size(); ++j) row[j] = j;
+    for (size_t i = 1; i <= a.size(); ++i) {
+        size_t prev = row[0];
+        row[0] = i;
+        for (size_t j = 1; j <= b.size(); ++j) {
+            const size_t cur = row[j];
+            const bool same = std::tolower(a[i - 1]) == std::tolower(b[j - 1]);
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, prev + (same ? 0 : 1)});
+            prev = cur;
+        }
+    }
+    return row[b.size()];
+}
+
+}  // namespace
+
+std::string NearestNames(const std::string& name, const std::vector<std::string>& candidates) {
+    if (candidates.empty()) return "nothing is valid here";
+    std::vector<std::pair<size_t, std::string>> scored;
+    for (const auto& c : candidates) scored.push_back({EditDistance(name, c), c});
+    std::stable_sort(scored.begin(), scored.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::string out = "did you mean \"" + scored[0].second + "\"?";
+    if (candidates.size() <= 12) {
+        out += " Valid: ";
+        for (size_t i = 0; i < candidates.size(); ++i)
+            out += (i ? ", \"" : "\"") + candidates[i] + "\"";
+    }
+    return out;
+}
+
+namespace docread {
+
+std::string Plain(double d) {
+    if (d == std::floor(d) && std::fabs(d) < 1e15) return std::to_string(int64_t(d));
+    std::ostringstream s;
+    s << d;
+    return s.str();
+}
+
+void Reader::fail(const std::string& path, const std::string& message) const {
+    throw DocumentError(file, path, message);
+}
+
+void Reader::checkKeys(const json& object, const std::string& path,
+                       const std::vector<std::string>& allowed) const {
+    if (!object.is_object())
+        fail(path, "expected an object {...}, found " + std::string(object.type_name()));
+    for (const auto& [key, value] : object.items()) {
+        if (std::find(allowed.begin(), allowed.end(), key) != allowed.end()) continue;
+        fail(path + "." + key, "unknown key \"" + key + "\"; " + NearestNames(key, allowed));
+    }
+}
+
+double Reader::number(const json& v, const std::string& path, double lo, double hi) const {
+    if (!v.is_number()) fail(path, "expected a number, found " + std::string(v.type_name()));
+    const double d = v.get<double>();
+    if (!std::isfinite(d) || d < lo || d > hi) {
+        fail(path,
+             "value " + v.dump() + " is outside the valid range " + Plain(lo) + " to " + Plain(hi));
+    }
+    return d;
+}
+
+int32_t Reader::integer(const json& v, const std::string& path, double lo, double hi) const {
+    const double d = number(v, path, lo, hi);
+    if (d != std::floor(d)) fail(path, "expected a whole number, found " + v.dump());
+    return int32_t(d);
+}
+
+bool Reader::boolean(const json& v, const std::string& path) const {
+    if (!v.is_boolean()) fail(path, "expected true or false, found " + v.dump());
+    return v.get<bool>();
+}
+
+std::string Reader::text(const json& v, const std::string& path) const {
+    if (!v.is_string()) fail(path, "expected a string, found " + v.dump());
+    return v.get<std::string>();
+}
+
+void Reader::color(const json& v, const std::string& path, float out[3]) const {
+    if (v.is_string()) {
+        const std::string s = v.get<std::string>();
+        if (s.size() == 7 && s[0] == '#' &&
+            s.find_first_not_of("0123456789abcdefABCDEF", 1) == std::string::npos) {
+            for (int i = 0; i < 3; ++i)
+                out[i] = std::stoi(s.substr(size_t(1 + 2 * i), 2), nullptr, 16) / 255.0f;
+            return;
+        }
+    } else if (v.is_array() && v.size() == 3) {
+        for (size_t i = 0; i < 3; ++i)
+            out[i] = float(number(v[i], path + "[" + std::to_string(i) + "]", 0, 1));
+        return;
+    }
+    fail(path,
+         "expected a colour as \"#rrggbb\" or [r, g, b] with components 0 to 1, found " + v.dump());
+}
+
+Key ReadKeyTiming(const Reader& r, const json& k, const std::string& kpath,
+                  const std::vector<Key>& before) {
+    r.checkKeys(k, kpath,
+                {"t", "v", "interp", "speedIn", "influenceIn", "speedOut", "influenceOut"});
+    if (!k.contains("t") || !k.contains("v"))
+        r.fail(kpath, "a key needs \"t\" (seconds) and \"v\" (its value)");
+    Key key;
+    key.t = r.number(k["t"], kpath + ".t", -1e6, 1e6);
+    if (!before.empty() && key.t <= before.back().t)
+        r.fail(kpath + ".t", "keys must be in increasing time; the key before is at " +
+                                 Plain(before.back().t) + " s");
+    const std::string interp =
+        k.contains("interp") ? r.text(k["interp"], kpath + ".interp") : "linear";
+    if (interp == "hold")
+        key.interp = Interp::Hold;
+    else if (interp == "bezier")
+        key.interp = Interp::Bezier;
+    else if (interp != "linear")
+        r.fail(kpath + ".interp", "\"" + interp + "\" is not an interpolation; " +
+                                      NearestNames(interp, {"linear", "hold", "bezier"}));
+    if (k.contains("speedIn")) key.speedIn = r.number(k["speedIn"], kpath + ".speedIn", -1e9, 1e9);
+    if (k.contains("speedOut"))
+        key.speedOut = r.number(k["speedOut"], kpath + ".speedOut", -1e9, 1e9);
+    if (k.contains("influenceIn"))
+        key.influenceIn = r.number(k["influenceIn"], kpath + ".influenceIn", 0.1, 100) / 100.0;
+    if (k.contains("influenceOut"))
+        key.influenceOut = r.number(k["influenceOut"], kpath + ".influenceOut", 0.1, 100) / 100.0;
+    return key;
+}
+
+const json& KeyList(const Reader& r, const json& v, const std::string& path) {
+    r.checkKeys(v, path, {"keys"});
+    if (!v.contains("keys") || !v["keys"].is_array() || v["keys"].empty())
+        r.fail(path,
+               "expected {\"keys\": [{\"t\": seconds, \"v\": value}, ...]} with at least one key");
+    return v["keys"];
+}
+
+void ReadAnimated(const Reader& r, const json& v, const std::string& path, int n, double lo,
+                  double hi, AnimatedValue& out) {
+    auto numbers = [&](const json& x, const std::string& p) {
+        std::array<double, 4> a{};
+        if (n == 1 && x.is_number()) {
+            a[0] = r.number(x, p, lo, hi);
+            return a;
+        }
+        if (!x.is_array() || int(x.size()) != n)
+            r.fail(p, n == 1 ? "expected a number, found " + x.dump()
+                             : "expected a list of " + std::to_string(n) + " numbers, found " +
+                                   x.dump());
+        for (int i = 0; i < n; ++i)
+            a[size_t(i)] = r.number(x[size_t(i)], p + "[" + std::to_string(i) + "]", lo, hi);
+        return a;
+    };
+    if (!v.is_object()) {
+        out.value = numbers(v, path);
+        return;
+    }
+    const json& list = KeyList(r, v, path);
+    for (size_t i = 0; i < list.size(); ++i) {
+        const std::string kpath = path + ".keys[" + std::to_string(i) + "]";
+        Key key = ReadKeyTiming(r, list[i], kpath, out.keys);
+        key.v = numbers(list[i]["v"], kpath + ".v");
+        out.keys.push_back(key);
+    }
+    out.value = out.keys.front().v;
+}
+
+void ReadAnimated23(const Reader& r, const json& v, const std::string& path, bool is3D, double lo,
+                    double hi, double third, AnimatedValue& out) {
+    auto width = [&](const json& x) { return x.is_array() ? int(x.size()) : 0; };
+    int n = 2;
+    if (is3D) {
+        const json& sample = v.is_object() && v.contains("keys") && v["keys"].is_array() &&
+                                     !v["keys"].empty() && v["keys"][0].is_object() &&
+                                     v["keys"][0].contains("v")
+                                 ? v["keys"][0]["v"]
+                                 : v;
+        n = width(sample) == 3 ? 3 : 2;
+    }
+    ReadAnimated(r, v, path, n, lo, hi, out);
+    if (n == 2) {
+        out.value[2] = third;
+        for (Key& k : out.keys) k.v[2] = third;
+    }
+}
+
+std::string ExistingFile(const Reader& r, const json& v, const std::string& path) {
+    const std::string given = r.text(v, path);
+    const std::filesystem::path file = r.base / given;
+    if (!std::filesystem::is_regular_file(file)) r.fail(path, "no such file: " + file.string());
+    return std::filesystem::absolute(file).lexically_normal().string();
+}
+
+}  // namespace docread
+
+}  // namespace tv::standalone
