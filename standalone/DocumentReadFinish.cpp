@@ -3,7 +3,6 @@
 // filters kept as its last word; then the document's clicks and their dialogs' answers.
 #include <algorithm>
 
-#include "host/MainParams.h"
 #include "standalone/DocumentRead.h"
 #include "standalone/DocumentText.h"
 
