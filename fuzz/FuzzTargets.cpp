@@ -121,7 +121,9 @@ void FuzzRecords(const uint8_t* data, size_t size) {
         default: {
             (void)standalone::CurveName(bytes);
             DistanceCurve curve;
-            std::memcpy(curve.samples.data(), bytes.data(), std::min(bytes.size(), sizeof curve));
+            if (!bytes.empty())
+                std::memcpy(curve.samples.data(), bytes.data(),
+                            std::min(bytes.size(), sizeof curve));
             for (float t : {-1.0f, 0.0f, 0.3f, 0.999f, 1.0f, 5.0f}) (void)curve.eval(t);
             break;
         }

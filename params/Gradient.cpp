@@ -1,6 +1,7 @@
 #include "params/Gradient.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstring>
 
@@ -20,9 +21,14 @@ struct Argb {
     }
 };
 
-// Rounds to the nearest integer, halves to even, as the toolkit's rounding does.
+// Rounds to the nearest integer, halves to even, as the toolkit's rounding does. Values beyond
+// int's range stop at its ends and NaN (a damaged record's stop or position) gives 0.
 int RoundToInt(double x) {
-    return static_cast<int>(std::nearbyint(x));
+    if (std::isnan(x)) return 0;
+    const double r = std::nearbyint(x);
+    if (r <= double(INT_MIN)) return INT_MIN;
+    if (r >= double(INT_MAX)) return INT_MAX;
+    return static_cast<int>(r);
 }
 
 // The toolkit scales by 255.996 so that values just under 1 still reach 255.

@@ -105,9 +105,12 @@ std::vector<std::string> ObjSequenceFiles(const std::string& chosen, bool alphab
     std::vector<std::string> files;
     std::error_code ec;
     const std::filesystem::path folder = std::filesystem::path(chosen).parent_path();
-    for (const auto& entry : std::filesystem::directory_iterator(folder, ec))
-        if (entry.is_regular_file() && EndsWithObj(entry.path().filename().string()))
-            files.push_back(entry.path().string());
+    // Error codes throughout: a folder that cannot be read (or a name the system refuses) lists
+    // nothing rather than throwing out of the effect.
+    for (std::filesystem::directory_iterator it(folder, ec), end; !ec && it != end;
+         it.increment(ec))
+        if (it->is_regular_file(ec) && EndsWithObj(it->path().filename().string()))
+            files.push_back(it->path().string());
     if (alphabetical)
         std::sort(files.begin(), files.end());
     else
@@ -137,7 +140,8 @@ PF_Err ObjSequenceResetup(PF_InData* in, PF_OutData* out, int32_t layerParam) {
         if (stored.path.empty()) return PF_Err_NONE;
         const std::string absolute =
             stored.relative ? ResolveAgainstProject(stored.path, ProjectPath(host)) : stored.path;
-        if (!std::filesystem::is_regular_file(absolute)) {
+        std::error_code ec;
+        if (!std::filesystem::is_regular_file(absolute, ec)) {
             Say(host, "OBJ File not found: " + absolute);
             return PF_Err_NONE;
         }
@@ -205,7 +209,8 @@ PF_Err RunObjImport(PF_InData* in, PF_OutData* out, int32_t layerParam, int32_t 
     } else {
         Say(host, "No Footage Detected");
         std::vector<std::string> files;
-        if (std::filesystem::is_regular_file(absolute))
+        std::error_code ec;
+        if (std::filesystem::is_regular_file(absolute, ec))
             files = stored.sequence ? ObjSequenceFiles(absolute, stored.alphabetical)
                                     : std::vector<std::string>{absolute};
         else

@@ -11,11 +11,13 @@ using nlohmann::json;
 
 namespace {
 
-// One open object or array while the parser walks, with the JSON path that names it.
+// One open object or array while the parser walks. The JSON path that names it is the shared
+// path string up to `pathEnd`, so a deep document costs time in proportion to its depth, not
+// its depth squared.
 struct Open {
     bool array = false;
     size_t index = 0;  // arrays: the next element's index
-    std::string path;
+    size_t pathEnd = 0;
     std::string key;  // objects: the key whose value comes next
     std::set<std::string> keys;
 };
@@ -24,11 +26,17 @@ struct Open {
 
 json ParseDocumentJson(const std::string& text, const std::string& file) {
     std::vector<Open> open;
+    std::string path = "$";
     std::string repeated, repeatedPath;
-    auto childPath = [&]() {
-        if (open.empty()) return std::string("$");
+    // Extends `path` from the innermost open container to the value that starts next.
+    auto enterChild = [&]() {
+        if (open.empty()) return;
         const Open& p = open.back();
-        return p.array ? p.path + "[" + std::to_string(p.index) + "]" : p.path + "." + p.key;
+        path.resize(p.pathEnd);
+        if (p.array)
+            path.append("[").append(std::to_string(p.index)).append("]");
+        else
+            path.append(".").append(p.key);
     };
     auto finishValue = [&]() {
         if (!open.empty() && open.back().array) ++open.back().index;
@@ -39,7 +47,8 @@ json ParseDocumentJson(const std::string& text, const std::string& file) {
             case json::parse_event_t::array_start: {
                 Open o;
                 o.array = event == json::parse_event_t::array_start;
-                o.path = childPath();
+                enterChild();
+                o.pathEnd = path.size();
                 open.push_back(std::move(o));
                 break;
             }
@@ -53,7 +62,7 @@ json ParseDocumentJson(const std::string& text, const std::string& file) {
                 o.key = parsed.get<std::string>();
                 if (!o.keys.insert(o.key).second && repeated.empty()) {
                     repeated = o.key;
-                    repeatedPath = o.path + "." + o.key;
+                    repeatedPath = path.substr(0, o.pathEnd) + "." + o.key;
                 }
                 break;
             }

@@ -31,7 +31,8 @@ void ReadObjSequence(const Reader& r, const json& body, const std::string& kpath
         if (number.size() < digits) number.insert(0, digits - number.size(), '0');
         const std::string name = pattern.substr(0, a) + number + pattern.substr(a + digits);
         const std::filesystem::path file = r.base / name;
-        if (!std::filesystem::is_regular_file(file))
+        std::error_code ec;
+        if (!std::filesystem::is_regular_file(file, ec))
             r.fail(kpath + ".sequence", "no such file in the sequence: " + file.string());
         layer.objFiles.push_back(file.string());
     }

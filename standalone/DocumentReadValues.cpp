@@ -201,8 +201,11 @@ void ReadAnimated23(const Reader& r, const json& v, const std::string& path, boo
 std::string ExistingFile(const Reader& r, const json& v, const std::string& path) {
     const std::string given = r.text(v, path);
     const std::filesystem::path file = r.base / given;
-    if (!std::filesystem::is_regular_file(file)) r.fail(path, "no such file: " + file.string());
-    return std::filesystem::absolute(file).lexically_normal().string();
+    // Error codes, not exceptions: a name the system refuses (too long, say) is a missing file.
+    std::error_code ec;
+    if (!std::filesystem::is_regular_file(file, ec)) r.fail(path, "no such file: " + file.string());
+    const std::filesystem::path absolute = std::filesystem::absolute(file, ec);
+    return (ec ? file : absolute).lexically_normal().string();
 }
 
 }  // namespace docread

@@ -111,7 +111,8 @@ std::vector<std::string> Lines(const std::string& text) {
 std::string ResolveFontFile(const TextStyle& style, std::string& error) {
     error.clear();
     if (!style.fontFile.empty()) {
-        if (!std::filesystem::is_regular_file(style.fontFile)) {
+        std::error_code ec;
+        if (!std::filesystem::is_regular_file(style.fontFile, ec)) {
             error = "the font file " + style.fontFile + " does not exist";
             return {};
         }

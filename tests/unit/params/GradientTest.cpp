@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
+#include <limits>
 
 #include "params/Gradient.h"
 
@@ -73,6 +75,19 @@ TEST(Gradient, OneStopIsConstantAndNoStopsIsTransparentBlack) {
                   (std::array<float, 4>{51 / 255.0f, 102 / 255.0f, 154 / 255.0f, 1}))
             << t;
     EXPECT_EQ(GradientColorAt({}, 0.5), (std::array<float, 4>{0, 0, 0, 0}));
+}
+
+// A damaged record can hold NaN channels or positions: they read as 0, never as whatever an
+// out-of-range conversion happens to give.
+TEST(Gradient, NanChannelsReadAsZero) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const std::vector<GradientStop> one = {Stop(0.5, nan, 0.4f, 0.6f)};
+    EXPECT_EQ(GradientColorAt(one, 0.5), (std::array<float, 4>{0, 102 / 255.0f, 154 / 255.0f, 1}));
+    const std::vector<GradientStop> two = {Stop(0, 0, 0, 0), Stop(1, 1, 1, 1)};
+    for (double t : {double(nan), 1e300, -1e300})
+        for (float c : GradientColorAt(two, t)) EXPECT_TRUE(std::isfinite(c)) << t;
+    const std::vector<GradientStop> nanPosition = {Stop(nan, 1, 0, 0), Stop(1, 0, 0, 1)};
+    for (float c : GradientColorAt(nanPosition, 0.5)) EXPECT_TRUE(std::isfinite(c));
 }
 
 TEST(Gradient, FloatsBecomeBytesScaledBy255_996) {
