@@ -13,6 +13,7 @@
 #include "host/AABBTree.h"
 #include "host/Gather.h"
 #include "standalone/Document.h"
+#include "tests/support/Gathered.h"
 #include "tests/unit/obj/ObjTestFiles.h"
 
 namespace tv {
@@ -218,13 +219,9 @@ TEST(ContainerInstance, VerticesOutsideTheMeshLandOnItAndInsideOnesStay) {
             "Generate Faces": "None", "Y Rotate": 10}},
           {"effect": "Tavrin Container", "params": {"Container Type": "Instance",
             "Instance Layer": "Mesh"}}]}]}]})";
-    standalone::EmbeddedHost host;
-    standalone::LoadDocumentText(doc, "doc.json", host);
-    auto& comp = *host.project().comps[0];
-    ObjectMessage m;
-    InitObjectMessage(m);
-    ASSERT_EQ(Gather(host, comp.layers[1]->uid, comp.frameTime(0), m), 0);
-    const auto& ps = m.geometry->positions;
+    test::Gathered l(doc, 1);
+    ASSERT_EQ(l.err, 0);
+    const auto& ps = l.g().positions;
     ASSERT_EQ(ps.size(), 125u);
     int landed = 0;
     for (const Vec3f& p : ps) {
@@ -234,7 +231,6 @@ TEST(ContainerInstance, VerticesOutsideTheMeshLandOnItAndInsideOnesStay) {
         if (r > 95) ++landed;
     }
     EXPECT_GT(landed, 100);  // the lattice spans 500: almost all of it lay outside
-    DisposeObjectMessage(m);
 }
 
 // Positions of layer "L" in a comp where an OBJ box is the container's instance layer.
@@ -253,15 +249,9 @@ std::vector<Vec3f> ContainedByObj(const std::string& objText, const std::string&
             "Generate Faces": "None", "Y Rotate": 7, "X Rotate": 5}},
           {"effect": "Tavrin Container", "params": {"Container Type": ")" +
                             containerType + R"(", "Instance Layer": "Mesh"}}]}]}]})";
-    standalone::EmbeddedHost host;
-    standalone::LoadDocumentText(doc, "doc.json", host);
-    auto& comp = *host.project().comps[0];
-    ObjectMessage m;
-    InitObjectMessage(m);
-    EXPECT_EQ(Gather(host, comp.layers[2]->uid, comp.frameTime(0), m), 0);
-    std::vector<Vec3f> out = m.geometry->positions;
-    DisposeObjectMessage(m);
-    return out;
+    test::Gathered l(doc, 2);
+    EXPECT_EQ(l.err, 0);
+    return l.g().positions;
 }
 
 // A box 300 across as twelve triangles, or ten with the +X side left open.
@@ -310,15 +300,9 @@ std::vector<Vec3f> Contained(const std::string& params) {
             "Generate Faces": "None", "Y Rotate": 7}},
           {"effect": "Tavrin Container", "params": )" +
                             params + R"(}]}]}]})";
-    standalone::EmbeddedHost host;
-    standalone::LoadDocumentText(doc, "doc.json", host);
-    auto& comp = *host.project().comps[0];
-    ObjectMessage m;
-    InitObjectMessage(m);
-    EXPECT_EQ(Gather(host, comp.layers[2]->uid, comp.frameTime(0), m), 0);
-    std::vector<Vec3f> out = m.geometry->positions;
-    DisposeObjectMessage(m);
-    return out;
+    test::Gathered l(doc, 2);
+    EXPECT_EQ(l.err, 0);
+    return l.g().positions;
 }
 
 TEST(ContainerInstance, NoLayerOrAnEmptyMeshLeavesTheVertices) {
@@ -384,17 +368,12 @@ TEST(ContainerInstance, TypeNoneLeavesEveryPositionBitForBit) {
           {"effect": "Tavrin Primitives Object", "params": {"X Points": 9, "Y Points": 9,
             "Z Points": 9, "Cube Width": 900, "Cube Height": 900, "Cube Depth": 900,
             "Generate Faces": "None", "Y Rotate": 7, "X Rotate": 5}}]}]}]})";
-    standalone::EmbeddedHost host;
-    standalone::LoadDocumentText(doc, "doc.json", host);
-    auto& comp = *host.project().comps[0];
-    ObjectMessage m;
-    InitObjectMessage(m);
-    ASSERT_EQ(Gather(host, comp.layers[0]->uid, comp.frameTime(0), m), 0);
-    ASSERT_EQ(m.geometry->positions.size(), none.size());
+    test::Gathered l(doc, 0);
+    ASSERT_EQ(l.err, 0);
+    ASSERT_EQ(l.g().positions.size(), none.size());
     for (size_t i = 0; i < none.size(); ++i) {
-        EXPECT_EQ(std::memcmp(&none[i], &m.geometry->positions[i], sizeof(Vec3f)), 0) << i;
+        EXPECT_EQ(std::memcmp(&none[i], &l.g().positions[i], sizeof(Vec3f)), 0) << i;
     }
-    DisposeObjectMessage(m);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include "host/Gather.h"
 #include "standalone/CompRenderer.h"
 #include "standalone/Document.h"
+#include "tests/support/Gathered.h"
 
 namespace tv {
 namespace {
@@ -26,17 +27,11 @@ std::string Doc(const std::string& cube, const std::string& instances,
            instanceLayer + "\"" + instances + "}}]}]}]}";
 }
 
-struct Gathered {
-    standalone::EmbeddedHost host;
-    ObjectMessage m;
-    explicit Gathered(const std::string& doc, int32_t frame = 0) {
-        standalone::LoadDocumentText(doc, "doc.json", host);
-        InitObjectMessage(m);
-        auto& comp = *host.project().comps[0];
-        EXPECT_EQ(Gather(host, comp.layers[1]->uid, comp.frameTime(frame), m), 0);
+// Layer "L" gathered.
+struct Gathered : test::Gathered {
+    explicit Gathered(const std::string& doc, int32_t frame = 0) : test::Gathered(doc, 1, frame) {
+        EXPECT_EQ(err, 0);
     }
-    ~Gathered() { DisposeObjectMessage(m); }
-    GeometryStore& g() { return *m.geometry; }
 };
 
 const std::string kRow =

@@ -75,7 +75,6 @@ TEST(PointsEdges, GroupWithNoVerticesSendsAnItemWithEmptyLists) {
         EXPECT_EQ(engine.spriteCalls, 0);
         EXPECT_TRUE(engine.points.empty());
         EXPECT_TRUE(engine.sprites.empty());
-        for (RenderItem& it : m.renders->items) FreeRenderItem(it);
         FreeRenderItems(m.renders->items);
         DisposeObjectMessage(m);
     }
@@ -150,7 +149,6 @@ TEST(PointsEdges, OnlyConnectedPointsThroughTheUsageMasks) {
     ASSERT_EQ(FeedPoints(engine, *item, *m.geometry, masks), 0);
     ASSERT_EQ(engine.points.size(), 2u);
     for (const DrawPoint& p : engine.points) EXPECT_LT(p.x, 50.0);  // group A's pair only
-    for (RenderItem& it : m.renders->items) FreeRenderItem(it);
     FreeRenderItems(m.renders->items);
     DisposeObjectMessage(m);
 }

@@ -7,6 +7,7 @@
 
 #include "host/Gather.h"
 #include "standalone/Document.h"
+#include "tests/support/Gathered.h"
 
 namespace tv {
 namespace {
@@ -28,16 +29,10 @@ std::string Doc(const std::string& slicerParams, double width = 150) {
 }
 
 std::vector<Vec3f> Sliced(const std::string& doc, std::vector<Vec3i>* lattice = nullptr) {
-    standalone::EmbeddedHost host;
-    standalone::LoadDocumentText(doc, "doc.json", host);
-    auto& comp = *host.project().comps[0];
-    ObjectMessage m;
-    InitObjectMessage(m);
-    EXPECT_EQ(Gather(host, comp.layers[2]->uid, comp.frameTime(0), m), 0);
-    std::vector<Vec3f> out = m.geometry->positions;
-    if (lattice) *lattice = m.geometry->lattice;
-    DisposeObjectMessage(m);
-    return out;
+    test::Gathered l(doc, 2);
+    EXPECT_EQ(l.err, 0);
+    if (lattice) *lattice = l.g().lattice;
+    return l.g().positions;
 }
 
 const std::string kBoth = R"({"From Mesh Layer": "Plane", "To Mesh Layer": "Target")";

@@ -16,6 +16,7 @@
 #include "standalone/CompRenderer.h"
 #include "standalone/Document.h"
 #include "standalone/DocumentWriter.h"
+#include "tests/support/Gathered.h"
 
 namespace tv {
 namespace {
@@ -155,18 +156,10 @@ std::string SoundDoc(const std::string& wav, const std::string& extra,
 // The store of layer L after the effector, at a frame.
 GeometryStore StoreAfter(const std::string& doc, int64_t frame = 15,
                          std::vector<std::string>* diagnostics = nullptr) {
-    standalone::EmbeddedHost host;
-    standalone::LoadDocumentText(doc, "doc.json", host);
-    auto& comp = *host.project().comps[0];
-    ObjectMessage m;
-    InitObjectMessage(m);
-    EXPECT_EQ(Gather(host, comp.layers[1]->uid, comp.frameTime(frame), m), 0);
-    GeometryStore out = *m.geometry;
-    for (RenderItem& it : m.renders->items) FreeRenderItem(it);
-    FreeRenderItems(m.renders->items);
-    DisposeObjectMessage(m);
-    if (diagnostics) *diagnostics = host.takeDiagnostics();
-    return out;
+    test::Gathered l(doc, 1, frame);
+    EXPECT_EQ(l.err, 0);
+    if (diagnostics) *diagnostics = l.host.takeDiagnostics();
+    return l.g();
 }
 
 // The z of every vertex after the effector, at a frame.

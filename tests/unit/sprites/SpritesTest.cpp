@@ -131,7 +131,6 @@ std::pair<std::vector<A_Time>, std::vector<uint32_t>> GatheredSamples(const std:
             out.first.assign(p.times, p.times + p.timeCount);
             out.second.assign(p.sampleIndex, p.sampleIndex + p.vertexCount);
         }
-    for (RenderItem& it : m.renders->items) FreeRenderItem(it);
     FreeRenderItems(m.renders->items);
     DisposeObjectMessage(m);
     return out;
@@ -173,7 +172,6 @@ TEST(Sprites, RandomSamplesStayInsideTheSpriteLayersOwnDuration) {
     ASSERT_EQ(p.timeCount, 3u);
     for (uint32_t i = 0; i < p.timeCount; ++i)
         EXPECT_LT(double(p.times[i].value) / p.times[i].scale, 0.5) << i;
-    for (RenderItem& it : m.renders->items) FreeRenderItem(it);
     FreeRenderItems(m.renders->items);
     DisposeObjectMessage(m);
 }
