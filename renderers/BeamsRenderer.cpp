@@ -146,7 +146,7 @@ BeamsRecord Read(PF_InData* in) {
     return r;
 }
 
-PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
     const BeamsRecord r = Read(in);
     const BeamSet set = BuildBeams(r, *m.geometry);
     RenderItem item;
@@ -156,22 +156,11 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
     return PF_Err_NONE;
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(int16_t(CheckoutParam(in, kGroup).u.popup));
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
-        case kObjMixHash:
-            MixHashInto(m, BeamsHash(Read(in)));
-            return PF_Err_NONE;
-        default:
-            return Contribute(in, m);
-    }
+uint64_t Hash(PF_InData* in, ObjectMessage&) {
+    return BeamsHash(Read(in));
 }
+
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &Hash};
 
 PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
     const BeamsRecord r = Read(in);
@@ -203,7 +192,8 @@ PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
 
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
-    h.message = &Message;
+    h.message = &Contribute;
+    h.group = &kGroupHooks;
     h.userChangedParam = &Visibility;
     h.updateParamsUI = &UpdateUI;
     return h;

@@ -82,27 +82,21 @@ uint64_t Hash(const FacetsSettings& s) {
     return h.value();
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(12);
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kEffectGroup], m.payloadGroup());
-        case kObjMixHash:
-            MixHashInto(m, Hash(Read(in)));
-            return PF_Err_NONE;
-        default: {
-            RenderItem item;
-            item.kind = kRenderFacets;
-            BuildFacets(Read(in), *m.geometry, item.as<FacetsPayload>());
-            m.pushRenderItem(m.renders, &item);
-            return PF_Err_NONE;
-        }
-    }
+uint64_t MessageHash(PF_InData* in, ObjectMessage&) {
+    return Hash(Read(in));
 }
+
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
+    RenderItem item;
+    item.kind = kRenderFacets;
+    BuildFacets(Read(in), *m.geometry, item.as<FacetsPayload>());
+    m.pushRenderItem(m.renders, &item);
+    return PF_Err_NONE;
+}
+
+// The renderer takes every group; SetGroup writes its group popup.
+const GroupHooks kGroupHooks{
+    .groupPopup = &kTable[kEffectGroup], .takesAllGroups = true, .hash = &MessageHash};
 
 PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
     const bool colorsFromVertices = CheckoutParam(in, kColorsFromVertices).u.checkbox != 0;
@@ -129,7 +123,8 @@ PF_Err ArbCallback(PF_InData* in, PF_OutData*, void* extra) {
 
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
-    h.message = &Message;
+    h.message = &Contribute;
+    h.group = &kGroupHooks;
     h.arbitraryCallback = &ArbCallback;
     h.userChangedParam = &Visibility;
     h.updateParamsUI = &UpdateUI;

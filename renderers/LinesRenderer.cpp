@@ -208,26 +208,22 @@ PF_Err Contribute(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
     return PF_Err_NONE;
 }
 
-PF_Err Message(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(12);
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            // Meant for effects with "Effect Only Group"; here it lands on "Draw Lines Between".
-            return WriteGroupPopup(in, kTable[kDrawBetween], m.payloadGroup());
-        case kObjMixHash: {
-            const LinesParams p = Read(in);
-            MixHashInto(m, Hash(p));
-            if (p.calcMode != kLinesEveryFrame) AddHeldFrameDependencies(in, m, FrameList(in, p));
-            return PF_Err_NONE;
-        }
-        default:
-            return Contribute(in, out, m);
-    }
+uint64_t MessageHash(PF_InData* in, ObjectMessage&) {
+    return Hash(Read(in));
 }
+
+// Frames held from other times are part of what this frame shows.
+void HeldFrameDependencies(PF_InData* in, ObjectMessage& m) {
+    const LinesParams p = Read(in);
+    if (p.calcMode != kLinesEveryFrame) AddHeldFrameDependencies(in, m, FrameList(in, p));
+}
+
+// The renderer takes every group. SetGroup is meant for effects with "Effect Only Group"; here it
+// lands on "Draw Lines Between".
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kDrawBetween],
+                             .takesAllGroups = true,
+                             .hash = &MessageHash,
+                             .dependencies = &HeldFrameDependencies};
 
 PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
     const int32_t calc = CheckoutParam(in, kCalcMode).u.popup;
@@ -259,7 +255,8 @@ PF_Err ArbCallback(PF_InData* in, PF_OutData*, void* extra) {
 
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
-    h.message = &Message;
+    h.message = &Contribute;
+    h.group = &kGroupHooks;
     h.arbitraryCallback = &ArbCallback;
     h.userChangedParam = &Visibility;
     h.updateParamsUI = &UpdateUI;

@@ -190,22 +190,15 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& m, const PointsParams& p) {
     return PF_Err_NONE;
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(int16_t(CheckoutParam(in, kGroup).u.popup));
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
-        case kObjMixHash:
-            MixHashInto(m, Hash(in, Read(in)));
-            return PF_Err_NONE;
-        default:
-            return Contribute(in, m, Read(in));
-    }
+uint64_t MessageHash(PF_InData* in, ObjectMessage&) {
+    return Hash(in, Read(in));
 }
+
+PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
+    return Contribute(in, m, Read(in));
+}
+
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &MessageHash};
 
 PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
     const PointsParams p = Read(in);
@@ -239,6 +232,7 @@ PF_Err DynamicFlags(PF_InData* in, PF_OutData* out) {
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
     h.message = &Message;
+    h.group = &kGroupHooks;
     h.dynamicFlags = &DynamicFlags;
     h.userChangedParam = &Visibility;
     h.updateParamsUI = &UpdateUI;

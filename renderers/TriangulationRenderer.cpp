@@ -218,25 +218,21 @@ PF_Err Contribute(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
     return PF_Err_NONE;
 }
 
-PF_Err Message(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(12);
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kEffectGroup], m.payloadGroup());
-        case kObjMixHash: {
-            const TriangleParams p = Read(in);
-            MixHashInto(m, Hash(p));
-            if (p.calcMode != kLinesEveryFrame) AddHeldFrameDependencies(in, m, FrameList(in, p));
-            return PF_Err_NONE;
-        }
-        default:
-            return Contribute(in, out, m);
-    }
+uint64_t MessageHash(PF_InData* in, ObjectMessage&) {
+    return Hash(Read(in));
 }
+
+// Frames held from other times are part of what this frame shows.
+void HeldFrameDependencies(PF_InData* in, ObjectMessage& m) {
+    const TriangleParams p = Read(in);
+    if (p.calcMode != kLinesEveryFrame) AddHeldFrameDependencies(in, m, FrameList(in, p));
+}
+
+// The renderer takes every group; SetGroup writes its group popup.
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kEffectGroup],
+                             .takesAllGroups = true,
+                             .hash = &MessageHash,
+                             .dependencies = &HeldFrameDependencies};
 
 PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
     const int32_t calc = CheckoutParam(in, kCalcMode).u.popup;
@@ -279,7 +275,8 @@ PF_Err ArbCallback(PF_InData* in, PF_OutData*, void* extra) {
 
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
-    h.message = &Message;
+    h.message = &Contribute;
+    h.group = &kGroupHooks;
     h.arbitraryCallback = &ArbCallback;
     h.userChangedParam = &Visibility;
     h.updateParamsUI = &UpdateUI;

@@ -333,22 +333,7 @@ uint64_t Hash(PF_InData* in, ObjectMessage& m) {
     return h.value();
 }
 
-PF_Err Message(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(static_cast<int16_t>(CheckoutParam(in, kGroup).u.popup));
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
-        case kObjMixHash:
-            MixHashInto(m, Hash(in, m));
-            return PF_Err_NONE;
-        default:
-            return Contribute(in, out, m);
-    }
-}
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &Hash};
 
 PF_Err Visibility(PF_InData* in) {
     const std::pair<int32_t, bool> rules[] = {
@@ -372,7 +357,8 @@ PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
 
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
-    h.message = &Message;
+    h.message = &Contribute;
+    h.group = &kGroupHooks;
     h.userChangedParam = &UserChanged;
     h.updateParamsUI = &UpdateUI;
     return h;

@@ -164,29 +164,20 @@ GatheredLayers Gather(PF_InData* in, const LayersSettings& s) {
     return g;
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(static_cast<int16_t>(CheckoutParam(in, kGroup).u.popup));
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
-        case kObjMixHash: {
-            const LayersSettings s = ReadSettings(in);
-            MixHashInto(m, LayersHash(s, Gather(in, s).base));
-            return PF_Err_NONE;
-        }
-        default: {
-            const LayersSettings s = ReadSettings(in);
-            m.setPayloadInt(0);
-            m.setPayloadGroup(static_cast<int16_t>(s.group));
-            AppendLayers(s, BuildLayers(s, Gather(in, s).base), *m.geometry);
-            return PF_Err_NONE;
-        }
-    }
+uint64_t Hash(PF_InData* in, ObjectMessage&) {
+    const LayersSettings s = ReadSettings(in);
+    return LayersHash(s, Gather(in, s).base);
 }
+
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
+    const LayersSettings s = ReadSettings(in);
+    m.setPayloadInt(0);
+    m.setPayloadGroup(static_cast<int16_t>(s.group));
+    AppendLayers(s, BuildLayers(s, Gather(in, s).base), *m.geometry);
+    return PF_Err_NONE;
+}
+
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &Hash};
 
 // The legacy text kept after the sequence record, for the popup's Custom row.
 std::string RecordText(PF_InData* in) {
@@ -301,7 +292,8 @@ std::string NameLabel(PF_InData* in, const std::string& text) {
 
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
-    h.message = &Message;
+    h.message = &Contribute;
+    h.group = &kGroupHooks;
     h.nameLabel = &NameLabel;
     h.userChangedParam = &UserChanged;
     h.updateParamsUI = &UpdateUI;

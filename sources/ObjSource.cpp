@@ -166,27 +166,19 @@ ObjMesh Build(PF_InData* in, const ObjSettings& s) {
     return mesh;
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(static_cast<int16_t>(CheckoutParam(in, kGroup).u.popup));
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
-        case kObjMixHash:
-            MixHashInto(m, ObjHash(ReadSettings(in)));
-            return PF_Err_NONE;
-        default: {
-            const ObjSettings s = ReadSettings(in);
-            m.setPayloadInt(0);
-            m.setPayloadGroup(static_cast<int16_t>(s.group));
-            AppendObj(s, Build(in, s), *m.geometry);
-            return PF_Err_NONE;
-        }
-    }
+uint64_t Hash(PF_InData* in, ObjectMessage&) {
+    return ObjHash(ReadSettings(in));
 }
+
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
+    const ObjSettings s = ReadSettings(in);
+    m.setPayloadInt(0);
+    m.setPayloadGroup(static_cast<int16_t>(s.group));
+    AppendObj(s, Build(in, s), *m.geometry);
+    return PF_Err_NONE;
+}
+
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &Hash};
 
 // With a uniform scale the first scale reads "OBJ Scale" and the other two are hidden; the
 // sequence box stays hidden (the import sets it) and its end behaviour shown.
@@ -221,7 +213,8 @@ PF_Err Resetup(PF_InData* in, PF_OutData* out) {
 
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
-    h.message = &Message;
+    h.message = &Contribute;
+    h.group = &kGroupHooks;
     h.doDialog = &DoDialog;
     h.sequenceResetup = &Resetup;
     h.userChangedParam = &UserChanged;

@@ -186,32 +186,25 @@ std::vector<PathInput> ReadPaths(PF_InData* in, const PathSettings& s) {
     return paths;
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(static_cast<int16_t>(CheckoutParam(in, kGroup).u.popup));
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
-        case kObjMixHash: {
-            const PathSettings s = ReadSettings(in);
-            PathSettings points = s;
-            points.generateCaps = false;  // the points decide the hash; the caps follow them
-            MixHashInto(m, PathHash(s, BuildPathObject(points, ReadPaths(in, s))));
-            return PF_Err_NONE;
-        }
-        default: {
-            const PathSettings s = ReadSettings(in);
-            const PathObject o = BuildPathObject(s, ReadPaths(in, s));
-            SuiteCache suites(in);
-            for (const std::string& line : o.messages) suites.host().diagnostic(line);
-            m.setPayloadInt(0);
-            m.setPayloadGroup(static_cast<int16_t>(s.group));
-            AppendPathObject(s, o, *m.geometry);
-            return PF_Err_NONE;
-        }
-    }
+uint64_t Hash(PF_InData* in, ObjectMessage&) {
+    const PathSettings s = ReadSettings(in);
+    PathSettings points = s;
+    points.generateCaps = false;  // the points decide the hash; the caps follow them
+    return PathHash(s, BuildPathObject(points, ReadPaths(in, s)));
 }
+
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
+    const PathSettings s = ReadSettings(in);
+    const PathObject o = BuildPathObject(s, ReadPaths(in, s));
+    SuiteCache suites(in);
+    for (const std::string& line : o.messages) suites.host().diagnostic(line);
+    m.setPayloadInt(0);
+    m.setPayloadGroup(static_cast<int16_t>(s.group));
+    AppendPathObject(s, o, *m.geometry);
+    return PF_Err_NONE;
+}
+
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &Hash};
 
 // The legacy text kept after the sequence record, for the popup's Custom row.
 std::string RecordText(PF_InData* in) {
@@ -266,7 +259,8 @@ std::string NameLabel(PF_InData*, const std::string& text) {
 
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
-    h.message = &Message;
+    h.message = &Contribute;
+    h.group = &kGroupHooks;
     h.nameLabel = &NameLabel;
     h.userChangedParam = &UserChanged;
     h.updateParamsUI = &UpdateUI;

@@ -107,27 +107,19 @@ PrimitiveSettings ReadSettings(PF_InData* in) {
     return s;
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(static_cast<int16_t>(CheckoutParam(in, kGroup).u.popup));
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
-        case kObjMixHash:
-            MixHashInto(m, PrimitiveHash(ReadSettings(in)));
-            return PF_Err_NONE;
-        default: {
-            const PrimitiveSettings s = ReadSettings(in);
-            m.setPayloadInt(0);
-            m.setPayloadGroup(static_cast<int16_t>(s.group));
-            AppendPrimitive(s, GeneratePrimitive(s), *m.geometry);
-            return PF_Err_NONE;
-        }
-    }
+uint64_t Hash(PF_InData* in, ObjectMessage&) {
+    return PrimitiveHash(ReadSettings(in));
 }
+
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
+    const PrimitiveSettings s = ReadSettings(in);
+    m.setPayloadInt(0);
+    m.setPayloadGroup(static_cast<int16_t>(s.group));
+    AppendPrimitive(s, GeneratePrimitive(s), *m.geometry);
+    return PF_Err_NONE;
+}
+
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &Hash};
 
 PF_Err UpdateVisibility(PF_InData* in) {
     const bool sphere = CheckoutParam(in, kType).u.popup == kPrimitiveSphere;
@@ -145,7 +137,8 @@ PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
 
 SubEffectHandlers MakeHandlers() {
     SubEffectHandlers h;
-    h.message = &Message;
+    h.message = &Contribute;
+    h.group = &kGroupHooks;
     h.userChangedParam = &UserChanged;
     h.updateParamsUI = &UpdateUI;
     return h;

@@ -84,7 +84,7 @@ AABBTreePoly MeshTree(const GeometryStore& g) {
     return BuildAABBTree(std::move(points), polys);
 }
 
-PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
     SuiteCache suites(in);
     HostServices& host = suites.host();
     const SlicerSettings s = Read(in);
@@ -196,32 +196,13 @@ uint64_t Hash(PF_InData* in, ObjectMessage& m) {
     return h.value();
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(static_cast<int16_t>(CheckoutParam(in, kGroup).u.popup));
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
-        case kObjMixHash:
-            MixHashInto(m, Hash(in, m));
-            return PF_Err_NONE;
-        default:
-            return Contribute(in, m);
-    }
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    // The slicer's about box reuses the instances source's name and description.
-    h.aboutName = "Tavrin Instances Object";
-    h.aboutDescription = "Creates Instances from Existing Tavrin Objects";
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &Hash};
+// The slicer's about box reuses the instances source's name and description.
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .aboutName = "Tavrin Instances Object",
+    .aboutDescription = "Creates Instances from Existing Tavrin Objects"};
 
 }  // namespace
 
