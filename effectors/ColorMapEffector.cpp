@@ -7,6 +7,7 @@
 #include "effectors/EffectorFrame.h"
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
 #include "host/SuiteCache.h"
 #include "effectors/EffectorEntries.h"
@@ -233,32 +234,22 @@ PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
     return EffectorMessage(in, m, hooks);
 }
 
-PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+PF_Err Visibility(PF_InData* in) {
     const MapRecord r = Read(in);
     const bool faces = r.target == kTargetFaces;
     const bool rotation = faces && r.apply == kApplySizeOrRotation;
-    const std::pair<int32_t, bool> rules[] = {
+    const ParamRule rules[] = {
         {kApplyVertices, faces},
         {kApplyFaces, !faces},
         {kAxis, !(r.apply == kApplyPosition || rotation)},
     };
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, rules);
 }
 
-PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
-    return Visibility(in, out, params, nullptr);
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.userChangedParam = &Visibility;
-    h.updateParamsUI = &UpdateUI;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Message,
+    .visibility = &Visibility,
+};
 
 }  // namespace
 

@@ -11,6 +11,7 @@
 #include "host/EffectTemplate.h"
 #include "host/Matrix.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
@@ -271,7 +272,7 @@ PF_Err Visibility(PF_InData* in) {
     if (const PF_Err err =
             suites->setParamName(in->effect_ref, kScaleX, uniform ? "Scale" : "X Scale"))
         return err;
-    std::vector<std::pair<int32_t, bool>> rules = {
+    std::vector<ParamRule> rules = {
         {kWidth, !cube},
         {kHeight, !cube},
         {kDepth, !cube},
@@ -283,30 +284,17 @@ PF_Err Visibility(PF_InData* in) {
     for (int32_t i :
          std::initializer_list<int32_t>{kCenterXY, kCenterZ, 6, kUniform, kScaleX, kScaleY, kScaleZ,
                                         kRotateX, kRotateY, kRotateZ, 14})
-        rules.emplace_back(i, !(cube || sphere));
+        rules.push_back({i, !(cube || sphere)});
     for (auto& [index, hidden] : rules)
         if ((index == kScaleY || index == kScaleZ) && uniform) hidden = true;
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, rules);
 }
 
-PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
-    return Visibility(in);
-}
-
-PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
-    return MarkOnce(in, kSeqFlagVisibilityCurrent) ? Visibility(in) : PF_Err_NONE;
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.userChangedParam = &UserChanged;
-    h.updateParamsUI = &UpdateUI;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Message,
+    .visibility = &Visibility,
+    .visibilityOnce = true,
+};
 
 }  // namespace
 

@@ -9,6 +9,7 @@
 #include "effectors/NoiseGenerators.h"
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
@@ -293,12 +294,12 @@ PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
     return EffectorMessage(in, m, hooks);
 }
 
-PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+PF_Err Visibility(PF_InData* in) {
     const NoiseRecord p = Read(in);
     const bool faces = p.target == kTargetFaces;
     const bool color = p.apply == 3;
     const bool positional = p.apply == 1 || (faces && p.apply == 2);
-    const std::pair<int32_t, bool> rules[] = {
+    const ParamRule rules[] = {
         {kApplyVertices, faces},     {kApplyFaces, !faces},
         {kColorType, !color},        {kRate, true},
         {kNamePopup, true},          {kCycles, p.noise.period == 0x7FFFFFFF},
@@ -306,24 +307,14 @@ PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
         {kRadiusFrom, !p.useLights}, {kAmplitudeFrom, !p.useLights},
         {kFadeFrom, !p.useLights},
     };
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, rules);
 }
 
-PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
-    return Visibility(in, out, params, nullptr);
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.userChangedParam = &Visibility;
-    h.updateParamsUI = &UpdateUI;
-    h.nameLabel = &AllLightsLabel;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Message,
+    .visibility = &Visibility,
+    .nameLabel = &AllLightsLabel,
+};
 
 }  // namespace
 

@@ -122,15 +122,12 @@ PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
     return ShowParameter(in, kNamePopup, true);
 }
 
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.userChangedParam = &UserChanged;
-    h.updateParamsUI = &UpdateUI;
-    h.nameLabel = &AllLightsLabel;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Message,
+    .userChangedParam = &UserChanged,
+    .updateParamsUI = &UpdateUI,
+    .nameLabel = &AllLightsLabel,
+};
 
 }  // namespace
 

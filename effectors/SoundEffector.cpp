@@ -9,6 +9,7 @@
 #include "effectors/SoundSpectrum.h"
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
@@ -239,21 +240,11 @@ PF_Err Visibility(PF_InData* in) {
     const bool position = CheckoutParam(in, kAffectPosition).u.checkbox != 0;
     const bool scale = CheckoutParam(in, kAffectScale).u.checkbox != 0;
     const bool color = CheckoutParam(in, kAffectColor).u.checkbox != 0;
-    const std::pair<int32_t, bool> rules[] = {
+    const ParamRule rules[] = {
         {kPositionFactor, !position}, {kAxis, !position},  {kScaleFactor, !scale},
         {kColorFactor, !color},       {kGradient, !color},
     };
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
-}
-
-PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
-    return Visibility(in);
-}
-
-PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
-    return MarkOnce(in, kSeqFlagVisibilityCurrent) ? Visibility(in) : PF_Err_NONE;
+    return ShowParameters(in, rules);
 }
 
 PF_Err ArbCallback(PF_InData* in, PF_OutData*, void* extra) {
@@ -261,15 +252,12 @@ PF_Err ArbCallback(PF_InData* in, PF_OutData*, void* extra) {
                  : PF_Err_NONE;
 }
 
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.userChangedParam = &UserChanged;
-    h.updateParamsUI = &UpdateUI;
-    h.arbitraryCallback = &ArbCallback;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Message,
+    .visibility = &Visibility,
+    .visibilityOnce = true,
+    .arbitraryCallback = &ArbCallback,
+};
 
 }  // namespace
 

@@ -8,6 +8,7 @@
 #include "effectors/EffectorFrame.h"
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
 #include "host/SuiteCache.h"
 #include "host/TextParam.h"
@@ -233,14 +234,14 @@ PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
     return EffectorMessage(in, m, hooks);
 }
 
-PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+PF_Err Visibility(PF_InData* in) {
     const FieldParams p = Read(in);
     const bool faces = p.target == kTargetFaces;
     const bool lights = p.useLights;
     const bool color = p.apply == kApplyColor;
     const bool scale = !faces && p.apply == kApplySizeOrRotation;
     const bool rotation = faces && p.apply == kApplySizeOrRotation;
-    const std::pair<int32_t, bool> rules[] = {
+    const ParamRule rules[] = {
         {kNamePopup, true},
         {kRadiusFrom, !lights},
         {kFadeFrom, !lights},
@@ -255,24 +256,14 @@ PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
         {kOpacityFrom, !(lights && color)},
         {kAxis, !(p.apply == kApplyPosition || rotation)},
     };
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, rules);
 }
 
-PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
-    return Visibility(in, out, params, nullptr);
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.userChangedParam = &Visibility;
-    h.updateParamsUI = &UpdateUI;
-    h.nameLabel = &AllLightsLabel;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Message,
+    .visibility = &Visibility,
+    .nameLabel = &AllLightsLabel,
+};
 
 }  // namespace
 

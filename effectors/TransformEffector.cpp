@@ -8,6 +8,7 @@
 #include "host/EffectTemplate.h"
 #include "host/Matrix.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
@@ -167,28 +168,17 @@ PF_Err UpdateScaleTitle(PF_InData* in) {
     if (const PF_Err err =
             suites->setParamName(in->effect_ref, kScaleX, uniform ? "Scale" : "X Scale"))
         return err;
-    if (const PF_Err err = ShowParameter(in, kScaleY, uniform)) return err;
-    return ShowParameter(in, kScaleZ, uniform);
-}
-
-PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
-    return UpdateScaleTitle(in);
+    const ParamRule rules[] = {{kScaleY, uniform}, {kScaleZ, uniform}};
+    return ShowParameters(in, rules);
 }
 
 // Once per instance after it is opened, marked in its sequence record.
-PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
-    return MarkOnce(in, kSeqFlagVisibilityCurrent) ? UpdateScaleTitle(in) : PF_Err_NONE;
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.userChangedParam = &UserChanged;
-    h.updateParamsUI = &UpdateUI;
-    h.queryDynamicFlags = false;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Message,
+    .visibility = &UpdateScaleTitle,
+    .visibilityOnce = true,
+    .queryDynamicFlags = false,
+};
 
 }  // namespace
 

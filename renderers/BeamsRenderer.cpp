@@ -4,6 +4,7 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/RenderPayloads.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
@@ -162,11 +163,11 @@ uint64_t Hash(PF_InData* in, ObjectMessage&) {
 
 const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &Hash};
 
-PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+PF_Err Visibility(PF_InData* in) {
     const BeamsRecord r = Read(in);
     const bool objects = r.beamsType != kBeamsGroups;
     const bool old = OldThicknessControl(in);
-    const std::pair<int32_t, bool> rules[] = {
+    const ParamRule rules[] = {
         {kOpacity, r.getOpacity},
         {kColor, r.getColors},
         {kSeed, !r.randomize},
@@ -181,24 +182,14 @@ PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
         {kEndThickness, old},
         {kEndThicknessOld, !old},
     };
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, rules);
 }
 
-PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
-    return Visibility(in, out, params, nullptr);
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Contribute;
-    h.group = &kGroupHooks;
-    h.userChangedParam = &Visibility;
-    h.updateParamsUI = &UpdateUI;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &Visibility,
+};
 
 }  // namespace
 

@@ -5,6 +5,7 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
 #include "host/RenderPayloads.h"
 #include "host/SuiteCache.h"
@@ -98,39 +99,25 @@ PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
 const GroupHooks kGroupHooks{
     .groupPopup = &kTable[kEffectGroup], .takesAllGroups = true, .hash = &MessageHash};
 
-PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+PF_Err Visibility(PF_InData* in) {
     const bool colorsFromVertices = CheckoutParam(in, kColorsFromVertices).u.checkbox != 0;
     const bool limit = CheckoutParam(in, kLimitByDistance).u.checkbox != 0;
-    const std::pair<int32_t, bool> rules[] = {
+    const ParamRule rules[] = {
         {kFacetsOpacity, CheckoutParam(in, kOpacityFromVertices).u.checkbox != 0},
         {kFacetsColor, colorsFromVertices},
         {kColorMode, !colorsFromVertices},
         {kMaxDistance, !limit},
         {kOpacityCurve, !limit},
     };
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, rules);
 }
 
-PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
-    return Visibility(in, out, params, nullptr);
-}
-
-PF_Err ArbCallback(PF_InData* in, PF_OutData*, void* extra) {
-    return extra ? CurveArbCallback(in, *static_cast<PF_ArbParamsExtra*>(extra)) : PF_Err_NONE;
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Contribute;
-    h.group = &kGroupHooks;
-    h.arbitraryCallback = &ArbCallback;
-    h.userChangedParam = &Visibility;
-    h.updateParamsUI = &UpdateUI;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &Visibility,
+    .arbitraryCallback = &CurveArbitraryCommand,
+};
 
 }  // namespace
 

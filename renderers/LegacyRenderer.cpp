@@ -6,6 +6,7 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/RenderPayloads.h"
 #include "host/SuiteCache.h"
 #include "renderers/HeldFrames.h"
@@ -180,31 +181,21 @@ PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
     return Contribute(in, m);
 }
 
-PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
-    const std::pair<int32_t, bool> rules[] = {
+PF_Err Visibility(PF_InData* in) {
+    const ParamRule rules[] = {
         {kPointsOpacity, !Checked(in, kOverridePointsOpacity)},
         {kPointsColor, !Checked(in, kOverridePointsColor)},
         {kLinesOpacity, Checked(in, kOpacityFromPoints)},
         {kLinesColor, Checked(in, kColorsFromPoints)},
     };
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, rules);
 }
 
-PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
-    return Visibility(in, out, params, nullptr);
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.userChangedParam = &Visibility;
-    h.updateParamsUI = &UpdateUI;
-    h.queryDynamicFlags = false;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Message,
+    .visibility = &Visibility,
+    .queryDynamicFlags = false,
+};
 
 }  // namespace
 

@@ -10,6 +10,7 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
 #include "host/RenderPayloads.h"
 #include "host/SuiteCache.h"
@@ -225,13 +226,13 @@ const GroupHooks kGroupHooks{.groupPopup = &kTable[kDrawBetween],
                              .hash = &MessageHash,
                              .dependencies = &HeldFrameDependencies};
 
-PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+PF_Err Visibility(PF_InData* in) {
     const int32_t calc = CheckoutParam(in, kCalcMode).u.popup;
     if (const PF_Err err =
             UpdateFrameButton(in, kTable[kFrameButton], kTable[kFrameNum], calc == kLinesOneFrame))
         return err;
     const int32_t between = CheckoutParam(in, kDrawBetween).u.popup;
-    const std::pair<int32_t, bool> rules[] = {
+    const ParamRule rules[] = {
         {kLinesOpacity, CheckoutParam(in, kOpacityFromVertices).u.checkbox != 0},
         {kLinesColor, CheckoutParam(in, kColorsFromVertices).u.checkbox != 0},
         {kFrameNum, true},
@@ -240,29 +241,15 @@ PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
         {kSecondGroup, between != kTwoGroups},
         {kInterval, calc != kLinesOverInterval},
     };
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, rules);
 }
 
-PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
-    return Visibility(in, out, params, nullptr);
-}
-
-PF_Err ArbCallback(PF_InData* in, PF_OutData*, void* extra) {
-    return extra ? CurveArbCallback(in, *static_cast<PF_ArbParamsExtra*>(extra)) : PF_Err_NONE;
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Contribute;
-    h.group = &kGroupHooks;
-    h.arbitraryCallback = &ArbCallback;
-    h.userChangedParam = &Visibility;
-    h.updateParamsUI = &UpdateUI;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &Visibility,
+    .arbitraryCallback = &CurveArbitraryCommand,
+};
 
 }  // namespace
 

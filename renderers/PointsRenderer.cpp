@@ -4,6 +4,7 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
 #include "host/RenderPayloads.h"
 #include "host/SuiteCache.h"
@@ -200,22 +201,16 @@ PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
 
 const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &MessageHash};
 
-PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+PF_Err Visibility(PF_InData* in) {
     const PointsParams p = Read(in);
-    const std::pair<int32_t, bool> rules[] = {
+    const ParamRule rules[] = {
         {kOpacity, !p.overrideOpacity},
         {kColor, !p.overrideColor},
         {kLoopType, p.timeSampling != kSampleRandomLoop},
         {kSeed, p.timeSampling == kSampleCurrent},
         {kSpriteGroup, !p.hasSprite},
     };
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
-}
-
-PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
-    return Visibility(in, out, params, nullptr);
+    return ShowParameters(in, rules);
 }
 
 // Random sprite samples do not follow the parameters alone: the frame varies without them.
@@ -229,16 +224,12 @@ PF_Err DynamicFlags(PF_InData* in, PF_OutData* out) {
     return PF_Err_NONE;
 }
 
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.group = &kGroupHooks;
-    h.dynamicFlags = &DynamicFlags;
-    h.userChangedParam = &Visibility;
-    h.updateParamsUI = &UpdateUI;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Message,
+    .group = &kGroupHooks,
+    .visibility = &Visibility,
+    .dynamicFlags = &DynamicFlags,
+};
 
 }  // namespace
 

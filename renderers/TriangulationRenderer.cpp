@@ -7,6 +7,7 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
 #include "host/RenderPayloads.h"
 #include "host/SuiteCache.h"
@@ -234,7 +235,7 @@ const GroupHooks kGroupHooks{.groupPopup = &kTable[kEffectGroup],
                              .hash = &MessageHash,
                              .dependencies = &HeldFrameDependencies};
 
-PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+PF_Err Visibility(PF_InData* in) {
     const int32_t calc = CheckoutParam(in, kCalcMode).u.popup;
     if (const PF_Err err =
             UpdateFrameButton(in, kTable[kFrameButton], kTable[kFrameNum], calc == kLinesOneFrame))
@@ -247,7 +248,7 @@ PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
     if (const PF_Err err = SuiteCache(in)->setParamName(in->effect_ref, kFirstGroup, firstName))
         return err;
     const bool colorsFromVertices = CheckoutParam(in, kColorsFromVertices).u.checkbox != 0;
-    const std::pair<int32_t, bool> rules[] = {
+    const ParamRule rules[] = {
         {kMaxTriangles, !nearest},
         {kTrianglesOpacity, CheckoutParam(in, kOpacityFromVertices).u.checkbox != 0},
         {kTrianglesColor, colorsFromVertices},
@@ -260,32 +261,18 @@ PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
         {kFrameButton, calc != kLinesOneFrame},
         {kInterval, calc != kLinesOverInterval},
     };
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, rules);
 }
 
-PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
-    return Visibility(in, out, params, nullptr);
-}
-
-PF_Err ArbCallback(PF_InData* in, PF_OutData*, void* extra) {
-    return extra ? CurveArbCallback(in, *static_cast<PF_ArbParamsExtra*>(extra)) : PF_Err_NONE;
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Contribute;
-    h.group = &kGroupHooks;
-    h.arbitraryCallback = &ArbCallback;
-    h.userChangedParam = &Visibility;
-    h.updateParamsUI = &UpdateUI;
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &Visibility,
+    .arbitraryCallback = &CurveArbitraryCommand,
     // The about box deliberately reuses the lines renderer's name and description.
-    h.aboutName = "Tavrin Lines Renderer";
-    h.aboutDescription = "Lines Renderer, Renders 3D Lines.";
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+    .aboutName = "Tavrin Lines Renderer",
+    .aboutDescription = "Lines Renderer, Renders 3D Lines.",
+};
 
 }  // namespace
 

@@ -8,6 +8,7 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
 #include "host/SuiteCache.h"
 #include "sources/SourceEntries.h"
@@ -336,34 +337,20 @@ uint64_t Hash(PF_InData* in, ObjectMessage& m) {
 const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &Hash};
 
 PF_Err Visibility(PF_InData* in) {
-    const std::pair<int32_t, bool> rules[] = {
+    const ParamRule rules[] = {
         {kColor, CheckoutParam(in, kGetColor).u.checkbox != 0},
         {kOpacity, CheckoutParam(in, kGetOpacity).u.checkbox != 0},
         {kScale, CheckoutParam(in, kGetScale).u.checkbox != 0},
         {kEchoDelay, CheckoutParam(in, kEcho).u.checkbox == 0},
     };
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, rules);
 }
 
-PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
-    return Visibility(in);
-}
-
-PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
-    return Visibility(in);
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Contribute;
-    h.group = &kGroupHooks;
-    h.userChangedParam = &UserChanged;
-    h.updateParamsUI = &UpdateUI;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &Visibility,
+};
 
 }  // namespace
 

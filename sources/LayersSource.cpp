@@ -7,6 +7,7 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "host/TextParam.h"
@@ -197,16 +198,14 @@ PF_Err UpdateVisibility(PF_InData* in) {
     const bool opacityOn =
         CheckoutParam(in, lights ? kOpacityFromIntensity : kOpacityFromOpacity).u.checkbox != 0;
     const bool between = CheckoutParam(in, kBetweenLights).u.checkbox != 0;
-    const std::pair<int32_t, bool> hidden[] = {
+    const ParamRule hidden[] = {
         {kColor, getColor},      {kOpacity, opacityOn},
         {kBetweenLights, !spot}, {kBetweenCount, !(spot && between)},
         {kLightType, !lights},   {kOpacityFromIntensity, !lights},
         {kLayerType, !layers},   {kOpacityFromOpacity, !layers},
         {kNamePopup, true},
     };
-    for (const auto& [index, hide] : hidden)
-        if (const PF_Err err = ShowParameter(in, index, hide)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, hidden);
 }
 
 // Until flag 8 marks it done, the text parameter takes the word of the hidden name popup.
@@ -255,10 +254,6 @@ PF_Err UserChanged(PF_InData* in, PF_OutData* out, PF_ParamDef*[], void* extra) 
     return Upkeep(in);
 }
 
-PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
-    return MarkOnce(in, kSeqFlagVisibilityCurrent) ? Upkeep(in) : PF_Err_NONE;
-}
-
 // With 3D layers the result depends on layers other than the effect's own; hosts that hash the
 // scene for us (13.8 and later) need no flag. When the type cannot be read the declared flags
 // stand: re-rendering too often is the safe side.
@@ -290,17 +285,15 @@ std::string NameLabel(PF_InData* in, const std::string& text) {
     return LayersNameLabel(objectType, text);
 }
 
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Contribute;
-    h.group = &kGroupHooks;
-    h.nameLabel = &NameLabel;
-    h.userChangedParam = &UserChanged;
-    h.updateParamsUI = &UpdateUI;
-    h.dynamicFlags = &DynamicFlags;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &Upkeep,
+    .visibilityOnce = true,
+    .userChangedParam = &UserChanged,
+    .nameLabel = &NameLabel,
+    .dynamicFlags = &DynamicFlags,
+};
 
 }  // namespace
 

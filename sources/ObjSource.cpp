@@ -6,6 +6,7 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "sources/SourceEntries.h"
@@ -188,19 +189,9 @@ PF_Err UpdateVisibility(PF_InData* in) {
     if (const PF_Err err =
             suites->setParamName(in->effect_ref, kScaleX, uniform ? "OBJ Scale" : "OBJ X Scale"))
         return err;
-    const std::pair<int32_t, bool> hidden[] = {
+    const ParamRule hidden[] = {
         {kScaleY, uniform}, {kScaleZ, uniform}, {kIsSequence, true}, {kAfterSequence, false}};
-    for (const auto& [index, hide] : hidden)
-        if (const PF_Err err = ShowParameter(in, index, hide)) return err;
-    return PF_Err_NONE;
-}
-
-PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
-    return UpdateVisibility(in);
-}
-
-PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
-    return MarkOnce(in, kSeqFlagVisibilityCurrent) ? UpdateVisibility(in) : PF_Err_NONE;
+    return ShowParameters(in, hidden);
 }
 
 PF_Err DoDialog(PF_InData* in, PF_OutData* out) {
@@ -211,17 +202,14 @@ PF_Err Resetup(PF_InData* in, PF_OutData* out) {
     return ObjSequenceResetup(in, out, kLayer);
 }
 
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Contribute;
-    h.group = &kGroupHooks;
-    h.doDialog = &DoDialog;
-    h.sequenceResetup = &Resetup;
-    h.userChangedParam = &UserChanged;
-    h.updateParamsUI = &UpdateUI;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &UpdateVisibility,
+    .visibilityOnce = true,
+    .sequenceResetup = &Resetup,
+    .doDialog = &DoDialog,
+};
 
 }  // namespace
 

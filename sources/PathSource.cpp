@@ -5,6 +5,7 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "host/TextParam.h"
@@ -217,16 +218,14 @@ std::string RecordText(PF_InData* in) {
 }
 
 PF_Err UpdateVisibility(PF_InData* in) {
-    const std::pair<int32_t, bool> hidden[] = {
+    const ParamRule hidden[] = {
         {kColor, CheckoutParam(in, kGetColor).u.checkbox != 0},
         {kOpacity, CheckoutParam(in, kGetOpacity).u.checkbox != 0},
         {kPoints, CheckoutParam(in, kSubdivide).u.checkbox == 0},
         {kNamePopup, true},
         {kSeparate, true},
     };
-    for (const auto& [index, hide] : hidden)
-        if (const PF_Err err = ShowParameter(in, index, hide)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, hidden);
 }
 
 // Until flag 8 marks it done, the text parameter takes the word of the hidden name popup.
@@ -244,29 +243,18 @@ PF_Err Upkeep(PF_InData* in) {
     return err ? err : hide;
 }
 
-PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
-    return Upkeep(in);
-}
-
-PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
-    return MarkOnce(in, kSeqFlagVisibilityCurrent) ? Upkeep(in) : PF_Err_NONE;
-}
-
 // An empty name takes every mask, and shows so.
 std::string NameLabel(PF_InData*, const std::string& text) {
     return text.empty() ? "<All Masks>" : text;
 }
 
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Contribute;
-    h.group = &kGroupHooks;
-    h.nameLabel = &NameLabel;
-    h.userChangedParam = &UserChanged;
-    h.updateParamsUI = &UpdateUI;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &Upkeep,
+    .visibilityOnce = true,
+    .nameLabel = &NameLabel,
+};
 
 }  // namespace
 

@@ -4,6 +4,7 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "sources/SourceEntries.h"
@@ -123,27 +124,16 @@ const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &Hash};
 
 PF_Err UpdateVisibility(PF_InData* in) {
     const bool sphere = CheckoutParam(in, kType).u.popup == kPrimitiveSphere;
-    if (const PF_Err err = ShowParameter(in, kCubeGroup, sphere)) return err;
-    return ShowParameter(in, kSphereGroup, !sphere);
+    const ParamRule rules[] = {{kCubeGroup, sphere}, {kSphereGroup, !sphere}};
+    return ShowParameters(in, rules);
 }
 
-PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
-    return UpdateVisibility(in);
-}
-
-PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
-    return MarkOnce(in, kSeqFlagVisibilityCurrent) ? UpdateVisibility(in) : PF_Err_NONE;
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Contribute;
-    h.group = &kGroupHooks;
-    h.userChangedParam = &UserChanged;
-    h.updateParamsUI = &UpdateUI;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &UpdateVisibility,
+    .visibilityOnce = true,
+};
 
 }  // namespace
 
