@@ -9,6 +9,7 @@
 #include "host/ParamBuilders.h"
 #include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/SuiteCache.h"
 #include "effectors/EffectorEntries.h"
 
@@ -72,8 +73,8 @@ MapRecord Read(PF_InData* in) {
     r.apply = CheckoutParam(in, r.target == kTargetFaces ? kApplyFaces : kApplyVertices).u.popup;
     r.amplitude = float(CheckoutParam(in, kAmplitude).u.floatValue);
     r.axis = CheckoutParam(in, kAxis).u.popup;
-    r.flipX = CheckoutParam(in, kFlipX).u.checkbox != 0;
-    r.flipY = CheckoutParam(in, kFlipY).u.checkbox != 0;
+    r.flipX = CheckedParam(in, kFlipX);
+    r.flipY = CheckedParam(in, kFlipY);
     r.plane = CheckoutParam(in, kPlane).u.popup;
     r.group = CheckoutParam(in, kGroup).u.popup;
     return r;

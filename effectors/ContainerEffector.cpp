@@ -13,6 +13,7 @@
 #include "host/ParamBuilders.h"
 #include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "effectors/EffectorEntries.h"
@@ -91,12 +92,11 @@ ContainerRecord Read(PF_InData* in) {
     r.boxSize[1] = float(CheckoutParam(in, kHeight).u.floatValue);
     r.boxSize[2] = float(CheckoutParam(in, kDepth).u.floatValue);
     r.radius = float(CheckoutParam(in, kRadius).u.floatValue);
-    const bool uniform = CheckoutParam(in, kUniform).u.checkbox != 0;
+    const bool uniform = CheckedParam(in, kUniform);
     r.scale[0] = float(CheckoutParam(in, kScaleX).u.floatValue / 100.0);
     r.scale[1] = uniform ? r.scale[0] : float(CheckoutParam(in, kScaleY).u.floatValue / 100.0);
     r.scale[2] = uniform ? r.scale[0] : float(CheckoutParam(in, kScaleZ).u.floatValue / 100.0);
-    for (int i = 0; i < 3; ++i)
-        r.rotation[i] = float(FixedToDouble(CheckoutParam(in, kRotateX + i).u.fixed));
+    for (int i = 0; i < 3; ++i) r.rotation[i] = float(FixedParam(in, kRotateX + i));
     r.type = CheckoutParam(in, kType).u.popup;
     r.instanceLayer = CheckoutParam(in, kInstanceLayer).u.layerId;
     r.group = CheckoutParam(in, kGroup).u.popup;
@@ -267,7 +267,7 @@ PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
 PF_Err Visibility(PF_InData* in) {
     const int32_t type = CheckoutParam(in, kType).u.popup;
     const bool cube = type == kCube, sphere = type == kSphere, instance = type == kInstance;
-    const bool uniform = CheckoutParam(in, kUniform).u.checkbox != 0;
+    const bool uniform = CheckedParam(in, kUniform);
     SuiteCache suites(in);
     if (const PF_Err err =
             suites->setParamName(in->effect_ref, kScaleX, uniform ? "Scale" : "X Scale"))

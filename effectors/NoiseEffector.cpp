@@ -11,6 +11,7 @@
 #include "host/ParamBuilders.h"
 #include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "host/TextParam.h"
@@ -115,19 +116,19 @@ NoiseRecord Read(PF_InData* in) {
     n.scale[0] = CheckoutParam(in, kXScale).u.floatValue;
     n.scale[1] = CheckoutParam(in, kYScale).u.floatValue;
     n.scale[2] = CheckoutParam(in, kZScale).u.floatValue;
-    n.offset[0] = CheckoutParam(in, kXOffset).u.fixed / 65536.0;
-    n.offset[1] = CheckoutParam(in, kYOffset).u.fixed / 65536.0;
-    n.offset[2] = CheckoutParam(in, kZOffset).u.fixed / 65536.0;
-    n.evolution = CheckoutParam(in, kEvolution).u.fixed / 65536.0;
-    n.rate = CheckoutParam(in, kRate).u.fixed / 65536.0 / 100.0;
+    n.offset[0] = FixedParam(in, kXOffset);
+    n.offset[1] = FixedParam(in, kYOffset);
+    n.offset[2] = FixedParam(in, kZOffset);
+    n.evolution = FixedParam(in, kEvolution);
+    n.rate = PercentParam(in, kRate);
     n.period =
         CheckoutParam(in, kLoop).u.checkbox ? CheckoutParam(in, kCycles).u.slider : 0x7FFFFFFF;
     n.octaves = CheckoutParam(in, kOctaves).u.slider;
     n.seed = CheckoutParam(in, kSeed).u.slider;
     p.values = CheckoutParam(in, kValues).u.popup;
     p.axis = CheckoutParam(in, kAxis).u.popup;
-    p.affectOpacity = CheckoutParam(in, kAffectOpacity).u.checkbox != 0;
-    p.useLights = CheckoutParam(in, kUseLights).u.checkbox != 0;
+    p.affectOpacity = CheckedParam(in, kAffectOpacity);
+    p.useLights = CheckedParam(in, kUseLights);
     p.namePopup = CheckoutParam(in, kNamePopup).u.popup;
     p.radiusFrom = CheckoutParam(in, kRadiusFrom).u.popup;
     p.amplitudeFrom = CheckoutParam(in, kAmplitudeFrom).u.popup;

@@ -9,6 +9,7 @@
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "host/TextParam.h"
@@ -45,7 +46,7 @@ ShadeRecord Read(PF_InData* in) {
     r.namePopup = CheckoutParam(in, kNamePopup).u.popup;
     SuiteCache suites(in);
     r.text = ReadTextParam(suites.host(), CheckoutParam(in, kNameText).u.arbData);
-    r.ambient = CheckoutParam(in, kAmbience).u.fixed / 65536.0 / 100.0;
+    r.ambient = PercentParam(in, kAmbience);
     r.group = CheckoutParam(in, kGroup).u.popup;
     return r;
 }

@@ -11,6 +11,7 @@
 #include "host/ParamBuilders.h"
 #include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "params/Gradient.h"
@@ -97,9 +98,9 @@ SoundRecord Read(PF_InData* in) {
     r.f1 = CheckoutParam(in, kFreqEnd).u.floatValue;
     r.sampleDuration = CheckoutParam(in, kDuration).u.floatValue / 1000.0;
     r.echo = CheckoutParam(in, kEcho).u.floatValue / 100.0;
-    r.affectPosition = CheckoutParam(in, kAffectPosition).u.checkbox != 0;
-    r.affectScale = CheckoutParam(in, kAffectScale).u.checkbox != 0;
-    r.affectColor = CheckoutParam(in, kAffectColor).u.checkbox != 0;
+    r.affectPosition = CheckedParam(in, kAffectPosition);
+    r.affectScale = CheckedParam(in, kAffectScale);
+    r.affectColor = CheckedParam(in, kAffectColor);
     r.positionFactor = CheckoutParam(in, kPositionFactor).u.floatValue;
     r.axis = CheckoutParam(in, kAxis).u.popup;
     r.scaleFactor = CheckoutParam(in, kScaleFactor).u.floatValue;
@@ -237,9 +238,9 @@ PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
 
 // What a target that is off would not use is hidden.
 PF_Err Visibility(PF_InData* in) {
-    const bool position = CheckoutParam(in, kAffectPosition).u.checkbox != 0;
-    const bool scale = CheckoutParam(in, kAffectScale).u.checkbox != 0;
-    const bool color = CheckoutParam(in, kAffectColor).u.checkbox != 0;
+    const bool position = CheckedParam(in, kAffectPosition);
+    const bool scale = CheckedParam(in, kAffectScale);
+    const bool color = CheckedParam(in, kAffectColor);
     const ParamRule rules[] = {
         {kPositionFactor, !position}, {kAxis, !position},  {kScaleFactor, !scale},
         {kColorFactor, !color},       {kGradient, !color},

@@ -10,6 +10,7 @@
 #include "host/ParamBuilders.h"
 #include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/SuiteCache.h"
 #include "host/TextParam.h"
 #include "effectors/EffectorEntries.h"
@@ -99,19 +100,19 @@ FieldParams Read(PF_InData* in) {
     p.apply = CheckoutParam(in, p.target == kTargetFaces ? kApplyFaces : kApplyVertices).u.popup;
     // The location stands at the same place at any resolution.
     const PF_ParamDef xy = CheckoutParam(in, kLocationXY);
-    p.own.center[0] = float(xy.u.point[0] / 65536.0 * in->downsample_x.den / in->downsample_x.num);
-    p.own.center[1] = float(xy.u.point[1] / 65536.0 * in->downsample_y.den / in->downsample_y.num);
+    p.own.center[0] = float(FullResolutionX(in, xy.u.point[0]));
+    p.own.center[1] = float(FullResolutionY(in, xy.u.point[1]));
     p.own.center[2] = float(CheckoutParam(in, kLocationZ).u.floatValue);
     p.own.radius = float(CheckoutParam(in, kRadius).u.floatValue);
-    p.own.fade = float(CheckoutParam(in, kFade).u.fixed / 65536.0 / 100.0);
+    p.own.fade = float(PercentParam(in, kFade));
     p.own.sizeFactor = float(CheckoutParam(in, kScaleFactor).u.floatValue / 100.0);
-    p.own.rotation = float(CheckoutParam(in, kRotation).u.fixed / 65536.0);
+    p.own.rotation = float(FixedParam(in, kRotation));
     const PF_Pixel8 c = CheckoutParam(in, kColor).u.color;
     p.own.color[0] = c.red / 255.0f;
     p.own.color[1] = c.green / 255.0f;
     p.own.color[2] = c.blue / 255.0f;
-    p.own.color[3] = float(CheckoutParam(in, kOpacity).u.fixed / 65536.0 / 100.0);
-    p.useLights = CheckoutParam(in, kUseLights).u.checkbox != 0;
+    p.own.color[3] = float(PercentParam(in, kOpacity));
+    p.useLights = CheckedParam(in, kUseLights);
     p.namePopup = CheckoutParam(in, kNamePopup).u.popup;
     p.radiusFrom = CheckoutParam(in, kRadiusFrom).u.popup;
     p.fadeFrom = CheckoutParam(in, kFadeFrom).u.popup;

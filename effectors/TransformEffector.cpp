@@ -10,6 +10,7 @@
 #include "host/ParamBuilders.h"
 #include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "effectors/EffectorEntries.h"
@@ -66,14 +67,14 @@ TransformRecord Read(PF_InData* in) {
     TransformRecord r;
     // The centre stands at the same place at any resolution.
     const PF_ParamDef xy = CheckoutParam(in, kCenterXY);
-    r.center[0] = xy.u.point[0] / 65536.0 * in->downsample_x.den / in->downsample_x.num;
-    r.center[1] = xy.u.point[1] / 65536.0 * in->downsample_y.den / in->downsample_y.num;
+    r.center[0] = FullResolutionX(in, xy.u.point[0]);
+    r.center[1] = FullResolutionY(in, xy.u.point[1]);
     r.center[2] = CheckoutParam(in, kCenterZ).u.floatValue;
     for (int i = 0; i < 3; ++i) {
-        r.rotation[i] = CheckoutParam(in, kRotateX + i).u.fixed / 65536.0;
+        r.rotation[i] = FixedParam(in, kRotateX + i);
         r.translate[i] = CheckoutParam(in, kTranslateX + i).u.floatValue;
     }
-    r.uniform = CheckoutParam(in, kUniform).u.checkbox != 0;
+    r.uniform = CheckedParam(in, kUniform);
     r.scale[0] = CheckoutParam(in, kScaleX).u.floatValue / 100.0;
     r.scale[1] = r.uniform ? r.scale[0] : CheckoutParam(in, kScaleY).u.floatValue / 100.0;
     r.scale[2] = r.uniform ? r.scale[0] : CheckoutParam(in, kScaleZ).u.floatValue / 100.0;
@@ -163,7 +164,7 @@ PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
 
 // With a uniform scale the first scale reads "Scale" and the other two are hidden.
 PF_Err UpdateScaleTitle(PF_InData* in) {
-    const bool uniform = CheckoutParam(in, kUniform).u.checkbox != 0;
+    const bool uniform = CheckedParam(in, kUniform);
     SuiteCache suites(in);
     if (const PF_Err err =
             suites->setParamName(in->effect_ref, kScaleX, uniform ? "Scale" : "X Scale"))

@@ -4,6 +4,7 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamValues.h"
 #include "host/ParamVisibility.h"
 #include "host/RenderPayloads.h"
 #include "host/SequenceRecord.h"
@@ -111,7 +112,7 @@ bool OldThicknessControl(PF_InData* in) {
 
 BeamsRecord Read(PF_InData* in) {
     auto popup = [in](int32_t i) { return CheckoutParam(in, i).u.popup; };
-    auto on = [in](int32_t i) { return CheckoutParam(in, i).u.checkbox != 0; };
+    auto on = [in](int32_t i) { return CheckedParam(in, i); };
     auto number = [in](int32_t i) { return CheckoutParam(in, i).u.floatValue; };
     BeamsRecord r;
     r.beamsType = popup(kBeamsType);
@@ -141,7 +142,7 @@ BeamsRecord Read(PF_InData* in) {
     r.color[0] = c.red / 255.0f;
     r.color[1] = c.green / 255.0f;
     r.color[2] = c.blue / 255.0f;
-    r.color[3] = float(CheckoutParam(in, kOpacity).u.fixed / 65536.0 / 100.0);
+    r.color[3] = float(PercentParam(in, kOpacity));
     r.group = popup(kGroup);
     r.bezier = r.linesType == 2;
     return r;

@@ -7,6 +7,7 @@
 #include "host/ParamBuilders.h"
 #include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/RenderPayloads.h"
 #include "host/SuiteCache.h"
 #include "params/ArbHandler.h"
@@ -58,15 +59,15 @@ constexpr ParamSpec kTable[] = {
 
 FacetsSettings Read(PF_InData* in) {
     FacetsSettings s;
-    s.getColors = CheckoutParam(in, kColorsFromVertices).u.checkbox != 0;
+    s.getColors = CheckedParam(in, kColorsFromVertices);
     s.colorMode = CheckoutParam(in, kColorMode).u.popup;
     const PF_Pixel8 c = CheckoutParam(in, kFacetsColor).u.color;
     s.color[0] = c.red / 255.0f;
     s.color[1] = c.green / 255.0f;
     s.color[2] = c.blue / 255.0f;
-    s.color[3] = float(FixedToDouble(CheckoutParam(in, kFacetsOpacity).u.fixed) / 100.0);
-    s.getOpacity = CheckoutParam(in, kOpacityFromVertices).u.checkbox != 0;
-    s.limitByDistance = CheckoutParam(in, kLimitByDistance).u.checkbox != 0;
+    s.color[3] = float(PercentParam(in, kFacetsOpacity));
+    s.getOpacity = CheckedParam(in, kOpacityFromVertices);
+    s.limitByDistance = CheckedParam(in, kLimitByDistance);
     s.maxDistance = CheckoutParam(in, kMaxDistance).u.floatValue;
     s.opacityCurve = ReadCurveParam(in, kOpacityCurve, DistanceCurve::DefaultOpacity());
     s.group = CheckoutParam(in, kEffectGroup).u.popup;
@@ -100,10 +101,10 @@ const GroupHooks kGroupHooks{
     .groupPopup = &kTable[kEffectGroup], .takesAllGroups = true, .hash = &MessageHash};
 
 PF_Err Visibility(PF_InData* in) {
-    const bool colorsFromVertices = CheckoutParam(in, kColorsFromVertices).u.checkbox != 0;
-    const bool limit = CheckoutParam(in, kLimitByDistance).u.checkbox != 0;
+    const bool colorsFromVertices = CheckedParam(in, kColorsFromVertices);
+    const bool limit = CheckedParam(in, kLimitByDistance);
     const ParamRule rules[] = {
-        {kFacetsOpacity, CheckoutParam(in, kOpacityFromVertices).u.checkbox != 0},
+        {kFacetsOpacity, CheckedParam(in, kOpacityFromVertices)},
         {kFacetsColor, colorsFromVertices},
         {kColorMode, !colorsFromVertices},
         {kMaxDistance, !limit},

@@ -12,6 +12,7 @@
 #include "host/ParamBuilders.h"
 #include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/RenderPayloads.h"
 #include "host/SuiteCache.h"
 #include "params/ArbHandler.h"
@@ -119,11 +120,11 @@ LinesParams Read(PF_InData* in) {
     p.color[0] = c.red / 255.0f;
     p.color[1] = c.green / 255.0f;
     p.color[2] = c.blue / 255.0f;
-    p.color[3] = float(CheckoutParam(in, kLinesOpacity).u.fixed / 65536.0 / 100.0);
-    p.getOpacity = CheckoutParam(in, kOpacityFromVertices).u.checkbox != 0;
-    p.getColors = CheckoutParam(in, kColorsFromVertices).u.checkbox != 0;
-    p.getScale = CheckoutParam(in, kScaleFromPoints).u.checkbox != 0;
-    p.perspective = CheckoutParam(in, kPerspective).u.checkbox != 0;
+    p.color[3] = float(PercentParam(in, kLinesOpacity));
+    p.getOpacity = CheckedParam(in, kOpacityFromVertices);
+    p.getColors = CheckedParam(in, kColorsFromVertices);
+    p.getScale = CheckedParam(in, kScaleFromPoints);
+    p.perspective = CheckedParam(in, kPerspective);
     p.calcMode = CheckoutParam(in, kCalcMode).u.popup;
     p.frameNum = CheckoutParam(in, kFrameNum).u.slider;
     p.interval = float(CheckoutParam(in, kInterval).u.floatValue);
@@ -233,8 +234,8 @@ PF_Err Visibility(PF_InData* in) {
         return err;
     const int32_t between = CheckoutParam(in, kDrawBetween).u.popup;
     const ParamRule rules[] = {
-        {kLinesOpacity, CheckoutParam(in, kOpacityFromVertices).u.checkbox != 0},
-        {kLinesColor, CheckoutParam(in, kColorsFromVertices).u.checkbox != 0},
+        {kLinesOpacity, CheckedParam(in, kOpacityFromVertices)},
+        {kLinesColor, CheckedParam(in, kColorsFromVertices)},
         {kFrameNum, true},
         {kFrameButton, calc != kLinesOneFrame},
         {kFirstGroup, between != kOneGroup && between != kTwoGroups},

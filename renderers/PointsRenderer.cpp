@@ -6,6 +6,7 @@
 #include "host/ParamBuilders.h"
 #include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/RenderPayloads.h"
 #include "host/SuiteCache.h"
 #include "renderers/PointsSamples.h"
@@ -73,18 +74,18 @@ struct PointsParams {
 
 PointsParams Read(PF_InData* in) {
     PointsParams p{};
-    p.perspective = CheckoutParam(in, kPerspective).u.checkbox != 0;
-    p.overrideColor = CheckoutParam(in, kColorFromVertices).u.checkbox == 0;
-    p.overrideOpacity = CheckoutParam(in, kOpacityFromVertices).u.checkbox == 0;
-    p.onlyConnected = CheckoutParam(in, kOnlyConnected).u.checkbox != 0;
+    p.perspective = CheckedParam(in, kPerspective);
+    p.overrideColor = !CheckedParam(in, kColorFromVertices);
+    p.overrideOpacity = !CheckedParam(in, kOpacityFromVertices);
+    p.onlyConnected = CheckedParam(in, kOnlyConnected);
     p.spriteLayer = CheckoutParam(in, kSprite).u.layerId;
     p.hasSprite = p.spriteLayer != 0;
-    p.overrideScale = CheckoutParam(in, kScaleFromVertices).u.checkbox == 0;
+    p.overrideScale = !CheckedParam(in, kScaleFromVertices);
     const PF_Pixel8 c = CheckoutParam(in, kColor).u.color;
     p.color[0] = c.red / 255.0f;
     p.color[1] = c.green / 255.0f;
     p.color[2] = c.blue / 255.0f;
-    p.color[3] = float(CheckoutParam(in, kOpacity).u.fixed / 65536.0 / 100.0);
+    p.color[3] = float(PercentParam(in, kOpacity));
     p.size = float(CheckoutParam(in, kSize).u.floatValue);
     p.offset[0] = float(CheckoutParam(in, kXOffset).u.floatValue);
     p.offset[1] = float(CheckoutParam(in, kYOffset).u.floatValue);

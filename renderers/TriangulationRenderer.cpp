@@ -9,6 +9,7 @@
 #include "host/ParamBuilders.h"
 #include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/RenderPayloads.h"
 #include "host/SuiteCache.h"
 #include "params/ArbHandler.h"
@@ -118,9 +119,9 @@ TriangleParams Read(PF_InData* in) {
     p.color[0] = c.red / 255.0f;
     p.color[1] = c.green / 255.0f;
     p.color[2] = c.blue / 255.0f;
-    p.color[3] = float(CheckoutParam(in, kTrianglesOpacity).u.fixed / 65536.0 / 100.0);
-    p.getOpacity = CheckoutParam(in, kOpacityFromVertices).u.checkbox != 0;
-    p.getColors = CheckoutParam(in, kColorsFromVertices).u.checkbox != 0;
+    p.color[3] = float(PercentParam(in, kTrianglesOpacity));
+    p.getOpacity = CheckedParam(in, kOpacityFromVertices);
+    p.getColors = CheckedParam(in, kColorsFromVertices);
     p.calcMode = CheckoutParam(in, kCalcMode).u.popup;
     p.frameNum = CheckoutParam(in, kFrameNum).u.slider;
     p.interval = float(CheckoutParam(in, kInterval).u.floatValue);
@@ -247,10 +248,10 @@ PF_Err Visibility(PF_InData* in) {
     const char* firstName = nearest && between == kOneGroup ? "Object Group" : "First Object Group";
     if (const PF_Err err = SuiteCache(in)->setParamName(in->effect_ref, kFirstGroup, firstName))
         return err;
-    const bool colorsFromVertices = CheckoutParam(in, kColorsFromVertices).u.checkbox != 0;
+    const bool colorsFromVertices = CheckedParam(in, kColorsFromVertices);
     const ParamRule rules[] = {
         {kMaxTriangles, !nearest},
-        {kTrianglesOpacity, CheckoutParam(in, kOpacityFromVertices).u.checkbox != 0},
+        {kTrianglesOpacity, CheckedParam(in, kOpacityFromVertices)},
         {kTrianglesColor, colorsFromVertices},
         {kColorMode, !colorsFromVertices},
         {kEffectGroup, nearest},

@@ -10,6 +10,7 @@
 #include "host/ParamBuilders.h"
 #include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/SuiteCache.h"
 #include "sources/SourceEntries.h"
 #include "sources/PrimitivesGenerate.h"
@@ -104,14 +105,14 @@ InstancesSettings Read(PF_InData* in) {
     InstancesSettings s;
     s.layer = CheckoutParam(in, kLayer).u.layerId;
     s.count = std::max(1, CheckoutParam(in, kCount).u.slider);
-    s.getColor = CheckoutParam(in, kGetColor).u.checkbox != 0;
+    s.getColor = CheckedParam(in, kGetColor);
     const PF_Pixel8 c = CheckoutParam(in, kColor).u.color;
     s.color[0] = c.red / 255.0f, s.color[1] = c.green / 255.0f, s.color[2] = c.blue / 255.0f;
-    s.getOpacity = CheckoutParam(in, kGetOpacity).u.checkbox != 0;
-    s.color[3] = float(FixedToDouble(CheckoutParam(in, kOpacity).u.fixed) / 100.0);
-    s.getScale = CheckoutParam(in, kGetScale).u.checkbox != 0;
+    s.getOpacity = CheckedParam(in, kGetOpacity);
+    s.color[3] = float(PercentParam(in, kOpacity));
+    s.getScale = CheckedParam(in, kGetScale);
     s.scale = float(CheckoutParam(in, kScale).u.floatValue);
-    s.reAlign = CheckoutParam(in, kReAlign).u.checkbox != 0;
+    s.reAlign = CheckedParam(in, kReAlign);
     s.r.copies = s.count;
     s.r.depth = CheckoutParam(in, kDepth).u.floatValue;
     s.r.axis = std::clamp(CheckoutParam(in, kAxis).u.popup, 1, 3) - 1;
@@ -124,10 +125,10 @@ InstancesSettings Read(PF_InData* in) {
     s.r.center[2] = float(CheckoutParam(in, kCenterZ).u.floatValue);
     const int32_t starts[3] = {kXStart, kYStart, kZStart}, ends[3] = {kXEnd, kYEnd, kZEnd};
     for (int a = 0; a < 3; ++a) {
-        s.r.start[a] = float(FixedToDouble(CheckoutParam(in, starts[a]).u.fixed));
-        s.r.end[a] = float(FixedToDouble(CheckoutParam(in, ends[a]).u.fixed));
+        s.r.start[a] = float(FixedParam(in, starts[a]));
+        s.r.end[a] = float(FixedParam(in, ends[a]));
     }
-    s.echo = CheckoutParam(in, kEcho).u.checkbox != 0;
+    s.echo = CheckedParam(in, kEcho);
     s.echoDelay = CheckoutParam(in, kEchoDelay).u.floatValue;
     s.facetMode = CheckoutParam(in, kFacetMode).u.popup;
     s.group = CheckoutParam(in, kGroup).u.popup;
@@ -338,10 +339,10 @@ const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &Hash};
 
 PF_Err Visibility(PF_InData* in) {
     const ParamRule rules[] = {
-        {kColor, CheckoutParam(in, kGetColor).u.checkbox != 0},
-        {kOpacity, CheckoutParam(in, kGetOpacity).u.checkbox != 0},
-        {kScale, CheckoutParam(in, kGetScale).u.checkbox != 0},
-        {kEchoDelay, CheckoutParam(in, kEcho).u.checkbox == 0},
+        {kColor, CheckedParam(in, kGetColor)},
+        {kOpacity, CheckedParam(in, kGetOpacity)},
+        {kScale, CheckedParam(in, kGetScale)},
+        {kEchoDelay, !CheckedParam(in, kEcho)},
     };
     return ShowParameters(in, rules);
 }

@@ -7,6 +7,7 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamValues.h"
 #include "host/ParamVisibility.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
@@ -107,7 +108,7 @@ static_assert(sizeof kTable / sizeof kTable[0] == 35);
 const std::vector<std::string> kNameWords = {"Light", "Tavrin", "Network"};
 
 float Degrees(PF_InData* in, int32_t index) {
-    return float(CheckoutParam(in, index).u.fixed / 65536.0);
+    return float(FixedParam(in, index));
 }
 
 LayersSettings ReadSettings(PF_InData* in) {
@@ -117,7 +118,7 @@ LayersSettings ReadSettings(PF_InData* in) {
     s.objectType = CheckoutParam(in, kObjectType).u.popup;
     s.lightType = CheckoutParam(in, kLightType).u.popup;
     s.layerType = CheckoutParam(in, kLayerType).u.popup;
-    s.getColor = CheckoutParam(in, kGetColor).u.checkbox != 0;
+    s.getColor = CheckedParam(in, kGetColor);
     s.getOpacity = CheckoutParam(in, s.objectType == kLayersLights ? kOpacityFromIntensity
                                                                    : kOpacityFromOpacity)
                        .u.checkbox != 0;
@@ -125,21 +126,21 @@ LayersSettings ReadSettings(PF_InData* in) {
     s.color[0] = color.red / 255.0f;
     s.color[1] = color.green / 255.0f;
     s.color[2] = color.blue / 255.0f;
-    s.color[3] = float(CheckoutParam(in, kOpacity).u.fixed / 65536.0 / 100.0);
-    s.betweenLights = CheckoutParam(in, kBetweenLights).u.checkbox != 0;
+    s.color[3] = float(PercentParam(in, kOpacity));
+    s.betweenLights = CheckedParam(in, kBetweenLights);
     s.betweenCount = CheckoutParam(in, kBetweenCount).u.slider;
     ReplicationSettings& r = s.replication;
     r.copies = CheckoutParam(in, kCopies).u.slider;
     r.depth = CheckoutParam(in, kExtrudeDepth).u.floatValue;
     r.direction = CheckoutParam(in, kDirection).u.popup;
     const PF_ParamDef center = CheckoutParam(in, kCenterXY);
-    r.center[0] = float(center.u.point[0] / 65536.0 * in->downsample_x.den / in->downsample_x.num);
-    r.center[1] = float(center.u.point[1] / 65536.0 * in->downsample_y.den / in->downsample_y.num);
+    r.center[0] = float(FullResolutionX(in, center.u.point[0]));
+    r.center[1] = float(FullResolutionY(in, center.u.point[1]));
     r.center[2] = float(CheckoutParam(in, kCenterZ).u.floatValue);
     r.start[0] = Degrees(in, kXStart), r.end[0] = Degrees(in, kXEnd);
     r.start[1] = Degrees(in, kYStart), r.end[1] = Degrees(in, kYEnd);
     r.start[2] = Degrees(in, kZStart), r.end[2] = Degrees(in, kZEnd);
-    s.generateFacets = CheckoutParam(in, kFacets).u.checkbox != 0;
+    s.generateFacets = CheckedParam(in, kFacets);
     s.group = CheckoutParam(in, kGroup).u.popup;
     return s;
 }
@@ -194,10 +195,10 @@ PF_Err UpdateVisibility(PF_InData* in) {
     const int32_t object = CheckoutParam(in, kObjectType).u.popup;
     const bool lights = object == kLayersLights, layers = object == kLayers3D;
     const bool spot = lights && CheckoutParam(in, kLightType).u.popup == kLayersSpotLights;
-    const bool getColor = CheckoutParam(in, kGetColor).u.checkbox != 0;
+    const bool getColor = CheckedParam(in, kGetColor);
     const bool opacityOn =
         CheckoutParam(in, lights ? kOpacityFromIntensity : kOpacityFromOpacity).u.checkbox != 0;
-    const bool between = CheckoutParam(in, kBetweenLights).u.checkbox != 0;
+    const bool between = CheckedParam(in, kBetweenLights);
     const ParamRule hidden[] = {
         {kColor, getColor},      {kOpacity, opacityOn},
         {kBetweenLights, !spot}, {kBetweenCount, !(spot && between)},
@@ -247,7 +248,7 @@ PF_Err UserChanged(PF_InData* in, PF_OutData* out, PF_ParamDef*[], void* extra) 
         if ((index == kObjectType || index == kLayerType || index == kOpacityFromOpacity) &&
             CheckoutParam(in, kObjectType).u.popup == kLayers3D &&
             (layerType == kLayersNulls || layerType == kLayersAll3D) &&
-            CheckoutParam(in, kOpacityFromOpacity).u.checkbox != 0)
+            CheckedParam(in, kOpacityFromOpacity))
             SetReturnMessage(
                 out, index == kOpacityFromOpacity ? kNullOpacityNote : kNullOpacitySelectedNote);
     }

@@ -4,6 +4,7 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamValues.h"
 #include "host/ParamVisibility.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
@@ -85,17 +86,17 @@ PrimitiveSettings ReadSettings(PF_InData* in) {
     s.sphereLayers = CheckoutParam(in, kLayers).u.slider;
     s.primitiveType = static_cast<uint16_t>(CheckoutParam(in, kType).u.popup);
     const PF_ParamDef center = CheckoutParam(in, kCenterXY);
-    s.center[0] = float(center.u.point[0] / 65536.0 * in->downsample_x.den / in->downsample_x.num);
-    s.center[1] = float(center.u.point[1] / 65536.0 * in->downsample_y.den / in->downsample_y.num);
+    s.center[0] = float(FullResolutionX(in, center.u.point[0]));
+    s.center[1] = float(FullResolutionY(in, center.u.point[1]));
     s.center[2] = float(CheckoutParam(in, kCenterZ).u.floatValue);
-    s.rotation[0] = float(CheckoutParam(in, kRotateX).u.fixed / 65536.0);
-    s.rotation[1] = float(CheckoutParam(in, kRotateY).u.fixed / 65536.0);
-    s.rotation[2] = float(CheckoutParam(in, kRotateZ).u.fixed / 65536.0);
+    s.rotation[0] = float(FixedParam(in, kRotateX));
+    s.rotation[1] = float(FixedParam(in, kRotateY));
+    s.rotation[2] = float(FixedParam(in, kRotateZ));
     const PF_Pixel8 color = CheckoutParam(in, kColor).u.color;
     s.color[0] = color.red / 255.0f;
     s.color[1] = color.green / 255.0f;
     s.color[2] = color.blue / 255.0f;
-    s.color[3] = float(CheckoutParam(in, kOpacity).u.fixed / 65536.0 / 100.0);
+    s.color[3] = float(PercentParam(in, kOpacity));
     s.group = static_cast<uint16_t>(CheckoutParam(in, kGroup).u.popup);
     s.faceMode = CheckoutParam(in, kFaces).u.popup;
     // Records converted from the older format (flag 2) keep the old sphere size.

@@ -10,6 +10,7 @@
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/SuiteCache.h"
 #include "sources/SourceEntries.h"
 
@@ -52,11 +53,11 @@ SlicerSettings Read(PF_InData* in) {
     SlicerSettings s;
     s.from = CheckoutParam(in, kFromLayer).u.layerId;
     s.to = CheckoutParam(in, kToLayer).u.layerId;
-    s.flip = CheckoutParam(in, kFlip).u.checkbox != 0;
+    s.flip = CheckedParam(in, kFlip);
     s.maxDistance = float(CheckoutParam(in, kMaxDistance).u.floatValue);
     const PF_Pixel8 c = CheckoutParam(in, kColor).u.color;
     s.color[0] = c.red / 255.0f, s.color[1] = c.green / 255.0f, s.color[2] = c.blue / 255.0f;
-    s.color[3] = float(FixedToDouble(CheckoutParam(in, kOpacity).u.fixed) / 100.0);
+    s.color[3] = float(PercentParam(in, kOpacity));
     s.group = CheckoutParam(in, kGroup).u.popup;
     return s;
 }
