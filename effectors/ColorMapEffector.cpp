@@ -196,7 +196,7 @@ void Apply(const MapRecord& r, const PF_EffectWorld& map, GeometryStore& s,
     }
 }
 
-PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
     const MapRecord r = Read(in);
     SuiteCache suites(in);
     // Once per message: the map's pixels at the current time, or none when no layer is chosen.
@@ -226,14 +226,12 @@ uint64_t Hash(PF_InData* in, const MapRecord& r) {
     return h.value();
 }
 
-uint64_t HashOf(PF_InData* in) {
+uint64_t HashOf(PF_InData* in, ObjectMessage&) {
     return Hash(in, Read(in));
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    static const EffectorHooks hooks{&kTable[kGroup], kTarget, &HashOf, &Contribute};
-    return EffectorMessage(in, m, hooks);
-}
+const GroupHooks kGroupHooks{
+    .groupPopup = &kTable[kGroup], .hash = &HashOf, .effector = true, .targetParam = kTarget};
 
 PF_Err Visibility(PF_InData* in) {
     const MapRecord r = Read(in);
@@ -248,7 +246,8 @@ PF_Err Visibility(PF_InData* in) {
 }
 
 const SubEffectHandlers kHandlers{
-    .message = &Message,
+    .message = &Contribute,
+    .group = &kGroupHooks,
     .visibility = &Visibility,
 };
 

@@ -221,7 +221,7 @@ PF_Err ContainInstance(PF_InData* in, ObjectMessage& msg, const ContainerRecord&
     });
 }
 
-PF_Err Contribute(PF_InData* in, ObjectMessage& msg) {
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& msg) {
     const ContainerRecord r = Read(in);
     if (r.type == kNone) return PF_Err_NONE;
     if (r.type == kInstance) return ContainInstance(in, msg, r);
@@ -234,8 +234,22 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& msg) {
     });
 }
 
-uint64_t HashOf(PF_InData* in) {
+// In Instance mode the instance layer's geometry is part of the frame: its dependency goes into
+// the key ahead of the effect's own hash.
+uint64_t HashOf(PF_InData* in, ObjectMessage& m) {
     const ContainerRecord r = Read(in);
+    if (r.type == kInstance && r.instanceLayer) {
+        SuiteCache suites(in);
+        HostServices& host = suites.host();
+        const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
+        const AEGP_LayerH own = host.effectLayer(self);
+        host.disposeEffect(self);
+        const AEGP_LayerH layer =
+            host.layerFromLayerId(host.layerParentComp(own), uint32_t(r.instanceLayer));
+        const A_Time now =
+            host.convertEffectToCompTime(in->effect_ref, in->current_time, in->time_scale);
+        if (layer) m.addDependency(m.hash, layer, PackTime(now));
+    }
     ParamHasher h(331);
     for (double c : r.center) h.add(c);
     for (int k = 0; k < 3; ++k) h.add(r.boxSize[k]).add(r.scale[k]).add(r.rotation[k]);
@@ -243,26 +257,7 @@ uint64_t HashOf(PF_InData* in) {
     return h.value();
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    static const EffectorHooks hooks{&kTable[kGroup], 0, &HashOf, &Contribute};
-    if (m.command == kObjMixHash) {
-        // In Instance mode the instance layer's geometry is part of the frame.
-        const ContainerRecord r = Read(in);
-        if (r.type == kInstance && r.instanceLayer) {
-            SuiteCache suites(in);
-            HostServices& host = suites.host();
-            const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
-            const AEGP_LayerH own = host.effectLayer(self);
-            host.disposeEffect(self);
-            const AEGP_LayerH layer =
-                host.layerFromLayerId(host.layerParentComp(own), uint32_t(r.instanceLayer));
-            const A_Time now =
-                host.convertEffectToCompTime(in->effect_ref, in->current_time, in->time_scale);
-            if (layer) m.addDependency(m.hash, layer, PackTime(now));
-        }
-    }
-    return EffectorMessage(in, m, hooks);
-}
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &HashOf, .effector = true};
 
 PF_Err Visibility(PF_InData* in) {
     const int32_t type = CheckoutParam(in, kType).u.popup;
@@ -291,7 +286,8 @@ PF_Err Visibility(PF_InData* in) {
 }
 
 const SubEffectHandlers kHandlers{
-    .message = &Message,
+    .message = &Contribute,
+    .group = &kGroupHooks,
     .visibility = &Visibility,
     .visibilityOnce = true,
 };

@@ -210,7 +210,7 @@ void ApplyColor(const NoiseRecord& p, const float n[4], Color4f& c) {
     c.a = std::clamp(c.a, 0.0f, 1.0f);
 }
 
-PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
     const NoiseRecord p = Read(in);
     GeometryStore& s = *m.geometry;
     const bool faces = p.target == kTargetFaces;
@@ -315,14 +315,12 @@ uint64_t Hash(PF_InData* in, const NoiseRecord& p) {
     return h.value();
 }
 
-uint64_t HashOf(PF_InData* in) {
+uint64_t HashOf(PF_InData* in, ObjectMessage&) {
     return Hash(in, Read(in));
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    static const EffectorHooks hooks{&kTable[kGroup], kTarget, &HashOf, &Contribute};
-    return EffectorMessage(in, m, hooks);
-}
+const GroupHooks kGroupHooks{
+    .groupPopup = &kTable[kGroup], .hash = &HashOf, .effector = true, .targetParam = kTarget};
 
 PF_Err Visibility(PF_InData* in) {
     const NoiseRecord p = Read(in);
@@ -341,7 +339,8 @@ PF_Err Visibility(PF_InData* in) {
 }
 
 const SubEffectHandlers kHandlers{
-    .message = &Message,
+    .message = &Contribute,
+    .group = &kGroupHooks,
     .visibility = &Visibility,
     .nameLabel = &AllLightsLabel,
 };

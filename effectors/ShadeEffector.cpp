@@ -57,7 +57,7 @@ std::vector<SceneLight> Lights(PF_InData* in, const ShadeRecord& r) {
     return lights;
 }
 
-PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
     const ShadeRecord r = Read(in);
     GeometryStore& s = *m.geometry;
     const IndexRange range = EffectorRange(s, r.group, kTargetVertices);
@@ -96,14 +96,11 @@ uint64_t Hash(PF_InData* in, const ShadeRecord& r) {
     return h.value();
 }
 
-uint64_t HashOf(PF_InData* in) {
+uint64_t HashOf(PF_InData* in, ObjectMessage&) {
     return Hash(in, Read(in));
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    static const EffectorHooks hooks{&kTable[kGroup], 0, &HashOf, &Contribute};
-    return EffectorMessage(in, m, hooks);
-}
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &HashOf, .effector = true};
 
 // The name popup is always hidden. The first time the panel is brought up to date the text
 // parameter takes the popup's word, once per instance (marked with flag 0x8 of the record).
@@ -124,7 +121,8 @@ PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
 }
 
 const SubEffectHandlers kHandlers{
-    .message = &Message,
+    .message = &Contribute,
+    .group = &kGroupHooks,
     .userChangedParam = &UserChanged,
     .updateParamsUI = &UpdateUI,
     .nameLabel = &AllLightsLabel,

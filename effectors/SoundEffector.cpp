@@ -131,7 +131,7 @@ EchoRows Plan(PF_InData* in, const SoundRecord& r, const GeometryStore& s) {
     return PlanEchoRows(maxLattice[1], r.echo, in->time_step, in->current_time, in->time_scale);
 }
 
-PF_Err Contribute(PF_InData* in, ObjectMessage& msg) {
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& msg) {
     const SoundRecord r = Read(in);
     if (!r.hasLayer) return PF_Err_NONE;
     const auto started = std::chrono::steady_clock::now();
@@ -205,7 +205,7 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& msg) {
     return PF_Err_NONE;
 }
 
-uint64_t HashOf(PF_InData* in) {
+uint64_t HashOf(PF_InData* in, ObjectMessage&) {
     const SoundRecord r = Read(in);
     ParamHasher h(173);
     h.add(r.startAmp).add(r.endAmp).add(r.f0).add(r.f1).add(r.sampleDuration).add(r.echo);
@@ -231,10 +231,7 @@ uint64_t HashOf(PF_InData* in) {
     return h.value();
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    static const EffectorHooks hooks{&kTable[kGroup], 0, &HashOf, &Contribute};
-    return EffectorMessage(in, m, hooks);
-}
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &HashOf, .effector = true};
 
 // What a target that is off would not use is hidden.
 PF_Err Visibility(PF_InData* in) {
@@ -254,7 +251,8 @@ PF_Err ArbCallback(PF_InData* in, PF_OutData*, void* extra) {
 }
 
 const SubEffectHandlers kHandlers{
-    .message = &Message,
+    .message = &Contribute,
+    .group = &kGroupHooks,
     .visibility = &Visibility,
     .visibilityOnce = true,
     .arbitraryCallback = &ArbCallback,

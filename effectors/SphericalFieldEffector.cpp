@@ -161,7 +161,7 @@ void Blend(const SphereField& f, double w, Color4f& c) {
     c.a = float((f.color[3] - c.a) * w + c.a);
 }
 
-PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
     const FieldParams p = Read(in);
     GeometryStore& s = *m.geometry;
     const bool faces = p.target == kTargetFaces;
@@ -226,14 +226,12 @@ uint64_t Hash(PF_InData* in, const FieldParams& p) {
     return h.value();
 }
 
-uint64_t HashOf(PF_InData* in) {
+uint64_t HashOf(PF_InData* in, ObjectMessage&) {
     return Hash(in, Read(in));
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    static const EffectorHooks hooks{&kTable[kGroup], kTarget, &HashOf, &Contribute};
-    return EffectorMessage(in, m, hooks);
-}
+const GroupHooks kGroupHooks{
+    .groupPopup = &kTable[kGroup], .hash = &HashOf, .effector = true, .targetParam = kTarget};
 
 PF_Err Visibility(PF_InData* in) {
     const FieldParams p = Read(in);
@@ -261,7 +259,8 @@ PF_Err Visibility(PF_InData* in) {
 }
 
 const SubEffectHandlers kHandlers{
-    .message = &Message,
+    .message = &Contribute,
+    .group = &kGroupHooks,
     .visibility = &Visibility,
     .nameLabel = &AllLightsLabel,
 };

@@ -110,7 +110,7 @@ Mat4 TransformEffectorMatrix(const double center[3], const double rotation[3],
 
 namespace {
 
-PF_Err Contribute(PF_InData* in, ObjectMessage& msg) {
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& msg) {
     const TransformRecord r = Read(in);
     GeometryStore& s = *msg.geometry;
     const IndexRange range = EffectorRange(s, r.group, kTargetVertices);
@@ -153,14 +153,11 @@ uint64_t Hash(const TransformRecord& r) {
     return h.value();
 }
 
-uint64_t HashOf(PF_InData* in) {
+uint64_t HashOf(PF_InData* in, ObjectMessage&) {
     return Hash(Read(in));
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    static const EffectorHooks hooks{&kTable[kGroup], 0, &HashOf, &Contribute};
-    return EffectorMessage(in, m, hooks);
-}
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &HashOf, .effector = true};
 
 // With a uniform scale the first scale reads "Scale" and the other two are hidden.
 PF_Err UpdateScaleTitle(PF_InData* in) {
@@ -173,10 +170,11 @@ PF_Err UpdateScaleTitle(PF_InData* in) {
     return ShowParameters(in, rules);
 }
 
-// Once per instance after it is opened, marked in its sequence record.
 const SubEffectHandlers kHandlers{
-    .message = &Message,
+    .message = &Contribute,
+    .group = &kGroupHooks,
     .visibility = &UpdateScaleTitle,
+    // Once per instance after it is opened, marked in its sequence record.
     .visibilityOnce = true,
     .queryDynamicFlags = false,
 };

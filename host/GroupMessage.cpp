@@ -13,6 +13,11 @@ bool AnswerGroupMessage(PF_InData* in, ObjectMessage& m, const GroupHooks& hooks
                                   : int16_t(CheckoutParam(in, hooks.groupPopup->index).u.popup));
             return true;
         case kObjGetTarget:
+            if (hooks.effector)
+                m.flags |= hooks.targetParam &&
+                                   CheckoutParam(in, hooks.targetParam).u.popup == kTargetFaces
+                               ? kMsgTargetsFaces
+                               : kMsgTargetsVertices;
             return true;
         case kObjSetGroup:
             err = WriteGroupPopup(in, *hooks.groupPopup, m.payloadGroup());
