@@ -7,7 +7,9 @@
 #include "effectors/EffectorFrame.h"
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/SuiteCache.h"
 #include "effectors/EffectorEntries.h"
 
@@ -71,8 +73,8 @@ MapRecord Read(PF_InData* in) {
     r.apply = CheckoutParam(in, r.target == kTargetFaces ? kApplyFaces : kApplyVertices).u.popup;
     r.amplitude = float(CheckoutParam(in, kAmplitude).u.floatValue);
     r.axis = CheckoutParam(in, kAxis).u.popup;
-    r.flipX = CheckoutParam(in, kFlipX).u.checkbox != 0;
-    r.flipY = CheckoutParam(in, kFlipY).u.checkbox != 0;
+    r.flipX = CheckedParam(in, kFlipX);
+    r.flipY = CheckedParam(in, kFlipY);
     r.plane = CheckoutParam(in, kPlane).u.popup;
     r.group = CheckoutParam(in, kGroup).u.popup;
     return r;
@@ -194,7 +196,7 @@ void Apply(const MapRecord& r, const PF_EffectWorld& map, GeometryStore& s,
     }
 }
 
-PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
     const MapRecord r = Read(in);
     SuiteCache suites(in);
     // Once per message: the map's pixels at the current time, or none when no layer is chosen.
@@ -224,41 +226,30 @@ uint64_t Hash(PF_InData* in, const MapRecord& r) {
     return h.value();
 }
 
-uint64_t HashOf(PF_InData* in) {
+uint64_t HashOf(PF_InData* in, ObjectMessage&) {
     return Hash(in, Read(in));
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    static const EffectorHooks hooks{&kTable[kGroup], kTarget, &HashOf, &Contribute};
-    return EffectorMessage(in, m, hooks);
-}
+const GroupHooks kGroupHooks{
+    .groupPopup = &kTable[kGroup], .hash = &HashOf, .effector = true, .targetParam = kTarget};
 
-PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+PF_Err Visibility(PF_InData* in) {
     const MapRecord r = Read(in);
     const bool faces = r.target == kTargetFaces;
     const bool rotation = faces && r.apply == kApplySizeOrRotation;
-    const std::pair<int32_t, bool> rules[] = {
+    const ParamRule rules[] = {
         {kApplyVertices, faces},
         {kApplyFaces, !faces},
         {kAxis, !(r.apply == kApplyPosition || rotation)},
     };
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, rules);
 }
 
-PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
-    return Visibility(in, out, params, nullptr);
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.userChangedParam = &Visibility;
-    h.updateParamsUI = &UpdateUI;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &Visibility,
+};
 
 }  // namespace
 

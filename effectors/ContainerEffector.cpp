@@ -11,7 +11,9 @@
 #include "host/EffectTemplate.h"
 #include "host/Matrix.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "effectors/EffectorEntries.h"
@@ -90,12 +92,11 @@ ContainerRecord Read(PF_InData* in) {
     r.boxSize[1] = float(CheckoutParam(in, kHeight).u.floatValue);
     r.boxSize[2] = float(CheckoutParam(in, kDepth).u.floatValue);
     r.radius = float(CheckoutParam(in, kRadius).u.floatValue);
-    const bool uniform = CheckoutParam(in, kUniform).u.checkbox != 0;
+    const bool uniform = CheckedParam(in, kUniform);
     r.scale[0] = float(CheckoutParam(in, kScaleX).u.floatValue / 100.0);
     r.scale[1] = uniform ? r.scale[0] : float(CheckoutParam(in, kScaleY).u.floatValue / 100.0);
     r.scale[2] = uniform ? r.scale[0] : float(CheckoutParam(in, kScaleZ).u.floatValue / 100.0);
-    for (int i = 0; i < 3; ++i)
-        r.rotation[i] = float(FixedToDouble(CheckoutParam(in, kRotateX + i).u.fixed));
+    for (int i = 0; i < 3; ++i) r.rotation[i] = float(FixedParam(in, kRotateX + i));
     r.type = CheckoutParam(in, kType).u.popup;
     r.instanceLayer = CheckoutParam(in, kInstanceLayer).u.layerId;
     r.group = CheckoutParam(in, kGroup).u.popup;
@@ -220,7 +221,7 @@ PF_Err ContainInstance(PF_InData* in, ObjectMessage& msg, const ContainerRecord&
     });
 }
 
-PF_Err Contribute(PF_InData* in, ObjectMessage& msg) {
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& msg) {
     const ContainerRecord r = Read(in);
     if (r.type == kNone) return PF_Err_NONE;
     if (r.type == kInstance) return ContainInstance(in, msg, r);
@@ -233,8 +234,22 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& msg) {
     });
 }
 
-uint64_t HashOf(PF_InData* in) {
+// In Instance mode the instance layer's geometry is part of the frame: its dependency goes into
+// the key ahead of the effect's own hash.
+uint64_t HashOf(PF_InData* in, ObjectMessage& m) {
     const ContainerRecord r = Read(in);
+    if (r.type == kInstance && r.instanceLayer) {
+        SuiteCache suites(in);
+        HostServices& host = suites.host();
+        const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
+        const AEGP_LayerH own = host.effectLayer(self);
+        host.disposeEffect(self);
+        const AEGP_LayerH layer =
+            host.layerFromLayerId(host.layerParentComp(own), uint32_t(r.instanceLayer));
+        const A_Time now =
+            host.convertEffectToCompTime(in->effect_ref, in->current_time, in->time_scale);
+        if (layer) m.addDependency(m.hash, layer, PackTime(now));
+    }
     ParamHasher h(331);
     for (double c : r.center) h.add(c);
     for (int k = 0; k < 3; ++k) h.add(r.boxSize[k]).add(r.scale[k]).add(r.rotation[k]);
@@ -242,36 +257,17 @@ uint64_t HashOf(PF_InData* in) {
     return h.value();
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    static const EffectorHooks hooks{&kTable[kGroup], 0, &HashOf, &Contribute};
-    if (m.command == kObjMixHash) {
-        // In Instance mode the instance layer's geometry is part of the frame.
-        const ContainerRecord r = Read(in);
-        if (r.type == kInstance && r.instanceLayer) {
-            SuiteCache suites(in);
-            HostServices& host = suites.host();
-            const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
-            const AEGP_LayerH own = host.effectLayer(self);
-            host.disposeEffect(self);
-            const AEGP_LayerH layer =
-                host.layerFromLayerId(host.layerParentComp(own), uint32_t(r.instanceLayer));
-            const A_Time now =
-                host.convertEffectToCompTime(in->effect_ref, in->current_time, in->time_scale);
-            if (layer) m.addDependency(m.hash, layer, PackTime(now));
-        }
-    }
-    return EffectorMessage(in, m, hooks);
-}
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &HashOf, .effector = true};
 
 PF_Err Visibility(PF_InData* in) {
     const int32_t type = CheckoutParam(in, kType).u.popup;
     const bool cube = type == kCube, sphere = type == kSphere, instance = type == kInstance;
-    const bool uniform = CheckoutParam(in, kUniform).u.checkbox != 0;
+    const bool uniform = CheckedParam(in, kUniform);
     SuiteCache suites(in);
     if (const PF_Err err =
             suites->setParamName(in->effect_ref, kScaleX, uniform ? "Scale" : "X Scale"))
         return err;
-    std::vector<std::pair<int32_t, bool>> rules = {
+    std::vector<ParamRule> rules = {
         {kWidth, !cube},
         {kHeight, !cube},
         {kDepth, !cube},
@@ -283,30 +279,18 @@ PF_Err Visibility(PF_InData* in) {
     for (int32_t i :
          std::initializer_list<int32_t>{kCenterXY, kCenterZ, 6, kUniform, kScaleX, kScaleY, kScaleZ,
                                         kRotateX, kRotateY, kRotateZ, 14})
-        rules.emplace_back(i, !(cube || sphere));
+        rules.push_back({i, !(cube || sphere)});
     for (auto& [index, hidden] : rules)
         if ((index == kScaleY || index == kScaleZ) && uniform) hidden = true;
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, rules);
 }
 
-PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
-    return Visibility(in);
-}
-
-PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
-    return MarkOnce(in, kSeqFlagVisibilityCurrent) ? Visibility(in) : PF_Err_NONE;
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.userChangedParam = &UserChanged;
-    h.updateParamsUI = &UpdateUI;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &Visibility,
+    .visibilityOnce = true,
+};
 
 }  // namespace
 

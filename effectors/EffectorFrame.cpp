@@ -48,25 +48,4 @@ double LightValue(int32_t source, const SceneLight& light, double fallback, bool
     return asFraction ? v / 100.0 : v;
 }
 
-PF_Err EffectorMessage(PF_InData* in, ObjectMessage& m, const EffectorHooks& hooks) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(int16_t(CheckoutParam(in, hooks.groupPopup->index).u.popup));
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            m.flags |=
-                hooks.targetParam && CheckoutParam(in, hooks.targetParam).u.popup == kTargetFaces
-                    ? kMsgTargetsFaces
-                    : kMsgTargetsVertices;
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, *hooks.groupPopup, m.payloadGroup());
-        case kObjMixHash:
-            MixHashInto(m, hooks.hash(in));
-            return PF_Err_NONE;
-        default:
-            return hooks.contribute(in, m);
-    }
-}
-
 }  // namespace tv

@@ -1,5 +1,6 @@
-// What every effector shares: the range it works on, axis masks, light fields and falloff, the
-// answers to the main effect's messages, and the parallel walk over elements.
+// What every effector shares: the range it works on, axis masks, light fields and falloff, and
+// the parallel walk over elements. Their answers to the main effect's messages are in
+// host/GroupMessage.
 #pragma once
 
 #include <algorithm>
@@ -8,13 +9,12 @@
 
 #include "host/CameraSnapshot.h"
 #include "host/GeometryStore.h"
+#include "host/GroupMessage.h"
 #include "host/ObjectMessage.h"
 #include "host/ParamTable.h"
 #include "host/SuiteCache.h"
 
 namespace tv {
-
-enum EffectorTarget : int32_t { kTargetVertices = 1, kTargetFaces = 2 };
 
 // Axis popup values 1..7 ("X Axis" .. "XYZ Axis") as an X/Y/Z mask.
 struct AxisMask {
@@ -38,18 +38,6 @@ bool FieldWeight(const FieldRecord& field, double distance, double& weight);
 
 // "None|Intensity|Shadow Darkness|Shadow Diffusion": a light value, or the fallback for None.
 double LightValue(int32_t source, const SceneLight& light, double fallback, bool asFraction);
-
-// What an effector tells the shared message handler.
-struct EffectorHooks {
-    const ParamSpec* groupPopup = nullptr;  // "Effect Only Group"
-    int32_t targetParam = 0;                // "Effector effects"; 0: a vertex effector only
-    uint64_t (*hash)(PF_InData*) = nullptr;
-    PF_Err (*contribute)(PF_InData*, ObjectMessage&) = nullptr;
-};
-
-// Answers GetGroup, GetTarget, SetGroup and MixHash the same way for every effector, and hands
-// every other number to the effect's Contribute.
-PF_Err EffectorMessage(PF_InData* in, ObjectMessage& m, const EffectorHooks& hooks);
 
 // Calls fn with each colour of element i: the vertex colour, or the three corner colours of a
 // face, each changed alike.

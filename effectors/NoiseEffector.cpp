@@ -9,7 +9,9 @@
 #include "effectors/NoiseGenerators.h"
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "host/TextParam.h"
@@ -53,6 +55,31 @@ enum : int32_t {
 
 constexpr const char* kFromChoices = "None|Intensity|Shadow Darkness|Shadow Diffusion";
 
+// "Apply Noise To": position, then scale (vertices) or rotation (faces), then color.
+enum Apply : int32_t { kApplyPosition = 1, kApplySizeOrRotation = 2, kApplyColor = 3 };
+// "Color Type".
+enum ColorType : int32_t {
+    kColorAlpha = 1,
+    kColorRgb = 2,
+    kColorRed = 3,
+    kColorGreen = 4,
+    kColorBlue = 5,
+    kColorHsl = 6,
+    kColorHue = 7,
+    kColorSaturation = 8,
+    kColorLightness = 9,
+};
+// "Noise Values".
+enum Values : int32_t { kValuesPositive = 1, kValuesNegative = 2, kValuesBoth = 3 };
+// "Apply Noise to Axis": "XYZ Axis" and "Normal".
+enum : int32_t { kAxisXyz = 7, kAxisNormal = 8 };
+// "Get ... From": "None" takes the effect's own value; "Intensity" and "Shadow Darkness" follow.
+enum From : int32_t { kFromNone = 1, kFromIntensity = 2, kFromShadowDarkness = 3 };
+// "Noise Effector Name Begins": "Noise".
+constexpr int32_t kNameNoise = 2;
+// The period of an evolution that does not loop.
+constexpr int32_t kNoLoop = 0x7FFFFFFF;
+
 constexpr ParamSpec kTable[] = {
     Row(0, 0, PF_Param_LAYER, "input"),
     Popup(1, 32, "Effector effects", "Vertices|Faces", 1, kParamFlagsSup),
@@ -91,10 +118,12 @@ constexpr ParamSpec kTable[] = {
 
 struct NoiseRecord {
     NoiseSettings noise;
-    int32_t target = 1, apply = 1, colorType = 2, values = 3, axis = 7, group = 12;
+    int32_t target = kTargetVertices, apply = kApplyPosition, colorType = kColorRgb;
+    int32_t values = kValuesBoth, axis = kAxisXyz, group = kAllGroups;
     double amplitude = 0;
     bool affectOpacity = true, useLights = false, compatibility = false;
-    int32_t namePopup = 2, radiusFrom = 2, amplitudeFrom = 1, fadeFrom = 3;
+    int32_t namePopup = kNameNoise, radiusFrom = kFromIntensity, amplitudeFrom = kFromNone;
+    int32_t fadeFrom = kFromShadowDarkness;
     std::string customText;  // "Light Name Begins with"
 };
 
@@ -109,24 +138,24 @@ NoiseRecord Read(PF_InData* in) {
     p.apply = CheckoutParam(in, p.target == kTargetFaces ? kApplyFaces : kApplyVertices).u.popup;
     p.colorType = CheckoutParam(in, kColorType).u.popup;
     p.amplitude = CheckoutParam(in, kAmplitude).u.floatValue;
-    if (p.apply == 3 || (p.apply == 2 && p.target == kTargetVertices)) p.amplitude /= 100.0;
+    if (p.apply == kApplyColor || (p.apply == kApplySizeOrRotation && p.target == kTargetVertices))
+        p.amplitude /= 100.0;
     NoiseSettings& n = p.noise;
     n.scale[0] = CheckoutParam(in, kXScale).u.floatValue;
     n.scale[1] = CheckoutParam(in, kYScale).u.floatValue;
     n.scale[2] = CheckoutParam(in, kZScale).u.floatValue;
-    n.offset[0] = CheckoutParam(in, kXOffset).u.fixed / 65536.0;
-    n.offset[1] = CheckoutParam(in, kYOffset).u.fixed / 65536.0;
-    n.offset[2] = CheckoutParam(in, kZOffset).u.fixed / 65536.0;
-    n.evolution = CheckoutParam(in, kEvolution).u.fixed / 65536.0;
-    n.rate = CheckoutParam(in, kRate).u.fixed / 65536.0 / 100.0;
-    n.period =
-        CheckoutParam(in, kLoop).u.checkbox ? CheckoutParam(in, kCycles).u.slider : 0x7FFFFFFF;
+    n.offset[0] = FixedParam(in, kXOffset);
+    n.offset[1] = FixedParam(in, kYOffset);
+    n.offset[2] = FixedParam(in, kZOffset);
+    n.evolution = FixedParam(in, kEvolution);
+    n.rate = PercentParam(in, kRate);
+    n.period = CheckedParam(in, kLoop) ? CheckoutParam(in, kCycles).u.slider : kNoLoop;
     n.octaves = CheckoutParam(in, kOctaves).u.slider;
     n.seed = CheckoutParam(in, kSeed).u.slider;
     p.values = CheckoutParam(in, kValues).u.popup;
     p.axis = CheckoutParam(in, kAxis).u.popup;
-    p.affectOpacity = CheckoutParam(in, kAffectOpacity).u.checkbox != 0;
-    p.useLights = CheckoutParam(in, kUseLights).u.checkbox != 0;
+    p.affectOpacity = CheckedParam(in, kAffectOpacity);
+    p.useLights = CheckedParam(in, kUseLights);
     p.namePopup = CheckoutParam(in, kNamePopup).u.popup;
     p.radiusFrom = CheckoutParam(in, kRadiusFrom).u.popup;
     p.amplitudeFrom = CheckoutParam(in, kAmplitudeFrom).u.popup;
@@ -147,14 +176,15 @@ std::vector<FieldRecord> Fields(PF_InData* in, const NoiseRecord& p) {
         LightPrefix(p.namePopup, {"Light", "Noise", "Perlin", "Force", "Field"}, p.customText);
     CollectLights(in, lights, prefix, 0.0);
     std::vector<FieldRecord> fields;
-    const bool fraction = p.apply == 3 || p.apply == 2;
+    const bool fraction = p.apply == kApplyColor || p.apply == kApplySizeOrRotation;
     for (const SceneLight& l : lights) {
         FieldRecord f;
         for (int i = 0; i < 3; ++i) f.center[i] = float(l.position[i]);
         f.radius = float(LightValue(p.radiusFrom, l, 0.0, false));
         f.fade = float(std::clamp(LightValue(p.fadeFrom, l, 0.0, true), 0.0, 1.0));
         f.amount =
-            float(p.amplitudeFrom == 1 ? p.amplitude : LightValue(p.amplitudeFrom, l, 0, fraction));
+            float(p.amplitudeFrom == kFromNone ? p.amplitude
+                                               : LightValue(p.amplitudeFrom, l, 0, fraction));
         fields.push_back(f);
     }
     return fields;
@@ -162,25 +192,25 @@ std::vector<FieldRecord> Fields(PF_InData* in, const NoiseRecord& p) {
 
 void ApplyColor(const NoiseRecord& p, const float n[4], Color4f& c) {
     const int32_t t = p.colorType;
-    if (t == 2 || t == 3) c.r += n[0];
-    if (t == 2 || t == 4) c.g += n[1];
-    if (t == 2 || t == 5) c.b += n[2];
-    if (t >= 6) {
+    if (t == kColorRgb || t == kColorRed) c.r += n[0];
+    if (t == kColorRgb || t == kColorGreen) c.g += n[1];
+    if (t == kColorRgb || t == kColorBlue) c.b += n[2];
+    if (t >= kColorHsl) {
         float h, s, l;
         RgbToHsl(c.r, c.g, c.b, h, s, l);
-        if (t == 6 || t == 7) h += n[0];
-        if (t == 6 || t == 8) s += n[1];
-        if (t == 6 || t == 9) l += n[2];
+        if (t == kColorHsl || t == kColorHue) h += n[0];
+        if (t == kColorHsl || t == kColorSaturation) s += n[1];
+        if (t == kColorHsl || t == kColorLightness) l += n[2];
         HslToRgb(h, s, l, c.r, c.g, c.b);
     }
-    if (t == 1 || p.affectOpacity) c.a += n[3];
+    if (t == kColorAlpha || p.affectOpacity) c.a += n[3];
     c.r = std::max(c.r, 0.0f);
     c.g = std::max(c.g, 0.0f);
     c.b = std::max(c.b, 0.0f);
     c.a = std::clamp(c.a, 0.0f, 1.0f);
 }
 
-PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
     const NoiseRecord p = Read(in);
     GeometryStore& s = *m.geometry;
     const bool faces = p.target == kTargetFaces;
@@ -192,7 +222,8 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
     std::vector<Vec3f>& locations = faces ? s.faceCentroids : s.positions;
     // Along the normal: a vertex's own, or a face's from its corners.
     const std::vector<Vec3f> faceNormals =
-        faces && p.axis == 8 && p.apply == 1 ? FaceNormals(s) : std::vector<Vec3f>{};
+        faces && p.axis == kAxisNormal && p.apply == kApplyPosition ? FaceNormals(s)
+                                                                    : std::vector<Vec3f>{};
     const std::vector<Vec3f>& normals = faces ? faceNormals : s.normals;
     // Each element reads and writes only its own entries, so blocks run in parallel.
     const uint32_t end = std::min<uint32_t>(range.start + range.count,
@@ -205,8 +236,8 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
         else
             CurrentNoise(p.noise, coord.x, coord.y, coord.z, n);
         for (int c = 0; c < 3; ++c) {
-            if (p.values == 1) n[c] = std::max(n[c], 0.0f);
-            if (p.values == 2) n[c] = std::min(n[c], 0.0f);
+            if (p.values == kValuesPositive) n[c] = std::max(n[c], 0.0f);
+            if (p.values == kValuesNegative) n[c] = std::min(n[c], 0.0f);
         }
         double a = p.amplitude;
         if (p.useLights) {
@@ -224,9 +255,9 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
         }
         for (float& v : n) v = float(v * a);
         switch (p.apply) {
-            case 1:  // position
+            case kApplyPosition:
                 if (i >= locations.size()) break;
-                if (p.axis == 8) {
+                if (p.axis == kAxisNormal) {
                     if (i >= normals.size()) break;
                     locations[i].x += normals[i].x * n[0];
                     locations[i].y += normals[i].y * n[0];
@@ -237,7 +268,7 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
                     if (mask.z) locations[i].z += n[2];
                 }
                 break;
-            case 2:
+            case kApplySizeOrRotation:
                 if (faces) {
                     if (i >= s.faceRotations.size()) break;
                     if (mask.x) s.faceRotations[i].x += n[0];
@@ -284,46 +315,35 @@ uint64_t Hash(PF_InData* in, const NoiseRecord& p) {
     return h.value();
 }
 
-uint64_t HashOf(PF_InData* in) {
+uint64_t HashOf(PF_InData* in, ObjectMessage&) {
     return Hash(in, Read(in));
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    static const EffectorHooks hooks{&kTable[kGroup], kTarget, &HashOf, &Contribute};
-    return EffectorMessage(in, m, hooks);
-}
+const GroupHooks kGroupHooks{
+    .groupPopup = &kTable[kGroup], .hash = &HashOf, .effector = true, .targetParam = kTarget};
 
-PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+PF_Err Visibility(PF_InData* in) {
     const NoiseRecord p = Read(in);
     const bool faces = p.target == kTargetFaces;
-    const bool color = p.apply == 3;
-    const bool positional = p.apply == 1 || (faces && p.apply == 2);
-    const std::pair<int32_t, bool> rules[] = {
+    const bool color = p.apply == kApplyColor;
+    const bool positional = p.apply == kApplyPosition || (faces && p.apply == kApplySizeOrRotation);
+    const ParamRule rules[] = {
         {kApplyVertices, faces},     {kApplyFaces, !faces},
         {kColorType, !color},        {kRate, true},
-        {kNamePopup, true},          {kCycles, p.noise.period == 0x7FFFFFFF},
-        {kAxis, !positional},        {kAffectOpacity, !color || p.colorType == 1},
+        {kNamePopup, true},          {kCycles, p.noise.period == kNoLoop},
+        {kAxis, !positional},        {kAffectOpacity, !color || p.colorType == kColorAlpha},
         {kRadiusFrom, !p.useLights}, {kAmplitudeFrom, !p.useLights},
         {kFadeFrom, !p.useLights},
     };
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, rules);
 }
 
-PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
-    return Visibility(in, out, params, nullptr);
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.userChangedParam = &Visibility;
-    h.updateParamsUI = &UpdateUI;
-    h.nameLabel = &AllLightsLabel;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &Visibility,
+    .nameLabel = &AllLightsLabel,
+};
 
 }  // namespace
 

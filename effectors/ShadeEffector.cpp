@@ -9,6 +9,7 @@
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "host/TextParam.h"
@@ -45,7 +46,7 @@ ShadeRecord Read(PF_InData* in) {
     r.namePopup = CheckoutParam(in, kNamePopup).u.popup;
     SuiteCache suites(in);
     r.text = ReadTextParam(suites.host(), CheckoutParam(in, kNameText).u.arbData);
-    r.ambient = CheckoutParam(in, kAmbience).u.fixed / 65536.0 / 100.0;
+    r.ambient = PercentParam(in, kAmbience);
     r.group = CheckoutParam(in, kGroup).u.popup;
     return r;
 }
@@ -56,7 +57,7 @@ std::vector<SceneLight> Lights(PF_InData* in, const ShadeRecord& r) {
     return lights;
 }
 
-PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
     const ShadeRecord r = Read(in);
     GeometryStore& s = *m.geometry;
     const IndexRange range = EffectorRange(s, r.group, kTargetVertices);
@@ -95,14 +96,11 @@ uint64_t Hash(PF_InData* in, const ShadeRecord& r) {
     return h.value();
 }
 
-uint64_t HashOf(PF_InData* in) {
+uint64_t HashOf(PF_InData* in, ObjectMessage&) {
     return Hash(in, Read(in));
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    static const EffectorHooks hooks{&kTable[kGroup], 0, &HashOf, &Contribute};
-    return EffectorMessage(in, m, hooks);
-}
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &HashOf, .effector = true};
 
 // The name popup is always hidden. The first time the panel is brought up to date the text
 // parameter takes the popup's word, once per instance (marked with flag 0x8 of the record).
@@ -122,15 +120,13 @@ PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
     return ShowParameter(in, kNamePopup, true);
 }
 
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.userChangedParam = &UserChanged;
-    h.updateParamsUI = &UpdateUI;
-    h.nameLabel = &AllLightsLabel;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .userChangedParam = &UserChanged,
+    .updateParamsUI = &UpdateUI,
+    .nameLabel = &AllLightsLabel,
+};
 
 }  // namespace
 

@@ -9,7 +9,9 @@
 #include "effectors/SoundSpectrum.h"
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "params/Gradient.h"
@@ -96,9 +98,9 @@ SoundRecord Read(PF_InData* in) {
     r.f1 = CheckoutParam(in, kFreqEnd).u.floatValue;
     r.sampleDuration = CheckoutParam(in, kDuration).u.floatValue / 1000.0;
     r.echo = CheckoutParam(in, kEcho).u.floatValue / 100.0;
-    r.affectPosition = CheckoutParam(in, kAffectPosition).u.checkbox != 0;
-    r.affectScale = CheckoutParam(in, kAffectScale).u.checkbox != 0;
-    r.affectColor = CheckoutParam(in, kAffectColor).u.checkbox != 0;
+    r.affectPosition = CheckedParam(in, kAffectPosition);
+    r.affectScale = CheckedParam(in, kAffectScale);
+    r.affectColor = CheckedParam(in, kAffectColor);
     r.positionFactor = CheckoutParam(in, kPositionFactor).u.floatValue;
     r.axis = CheckoutParam(in, kAxis).u.popup;
     r.scaleFactor = CheckoutParam(in, kScaleFactor).u.floatValue;
@@ -129,7 +131,7 @@ EchoRows Plan(PF_InData* in, const SoundRecord& r, const GeometryStore& s) {
     return PlanEchoRows(maxLattice[1], r.echo, in->time_step, in->current_time, in->time_scale);
 }
 
-PF_Err Contribute(PF_InData* in, ObjectMessage& msg) {
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& msg) {
     const SoundRecord r = Read(in);
     if (!r.hasLayer) return PF_Err_NONE;
     const auto started = std::chrono::steady_clock::now();
@@ -203,7 +205,7 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& msg) {
     return PF_Err_NONE;
 }
 
-uint64_t HashOf(PF_InData* in) {
+uint64_t HashOf(PF_InData* in, ObjectMessage&) {
     const SoundRecord r = Read(in);
     ParamHasher h(173);
     h.add(r.startAmp).add(r.endAmp).add(r.f0).add(r.f1).add(r.sampleDuration).add(r.echo);
@@ -229,31 +231,18 @@ uint64_t HashOf(PF_InData* in) {
     return h.value();
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    static const EffectorHooks hooks{&kTable[kGroup], 0, &HashOf, &Contribute};
-    return EffectorMessage(in, m, hooks);
-}
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &HashOf, .effector = true};
 
 // What a target that is off would not use is hidden.
 PF_Err Visibility(PF_InData* in) {
-    const bool position = CheckoutParam(in, kAffectPosition).u.checkbox != 0;
-    const bool scale = CheckoutParam(in, kAffectScale).u.checkbox != 0;
-    const bool color = CheckoutParam(in, kAffectColor).u.checkbox != 0;
-    const std::pair<int32_t, bool> rules[] = {
+    const bool position = CheckedParam(in, kAffectPosition);
+    const bool scale = CheckedParam(in, kAffectScale);
+    const bool color = CheckedParam(in, kAffectColor);
+    const ParamRule rules[] = {
         {kPositionFactor, !position}, {kAxis, !position},  {kScaleFactor, !scale},
         {kColorFactor, !color},       {kGradient, !color},
     };
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
-}
-
-PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
-    return Visibility(in);
-}
-
-PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
-    return MarkOnce(in, kSeqFlagVisibilityCurrent) ? Visibility(in) : PF_Err_NONE;
+    return ShowParameters(in, rules);
 }
 
 PF_Err ArbCallback(PF_InData* in, PF_OutData*, void* extra) {
@@ -261,15 +250,13 @@ PF_Err ArbCallback(PF_InData* in, PF_OutData*, void* extra) {
                  : PF_Err_NONE;
 }
 
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.userChangedParam = &UserChanged;
-    h.updateParamsUI = &UpdateUI;
-    h.arbitraryCallback = &ArbCallback;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &Visibility,
+    .visibilityOnce = true,
+    .arbitraryCallback = &ArbCallback,
+};
 
 }  // namespace
 

@@ -8,7 +8,9 @@
 #include "effectors/EffectorFrame.h"
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/SuiteCache.h"
 #include "host/TextParam.h"
 #include "effectors/EffectorEntries.h"
@@ -98,19 +100,19 @@ FieldParams Read(PF_InData* in) {
     p.apply = CheckoutParam(in, p.target == kTargetFaces ? kApplyFaces : kApplyVertices).u.popup;
     // The location stands at the same place at any resolution.
     const PF_ParamDef xy = CheckoutParam(in, kLocationXY);
-    p.own.center[0] = float(xy.u.point[0] / 65536.0 * in->downsample_x.den / in->downsample_x.num);
-    p.own.center[1] = float(xy.u.point[1] / 65536.0 * in->downsample_y.den / in->downsample_y.num);
+    p.own.center[0] = float(FullResolutionX(in, xy.u.point[0]));
+    p.own.center[1] = float(FullResolutionY(in, xy.u.point[1]));
     p.own.center[2] = float(CheckoutParam(in, kLocationZ).u.floatValue);
     p.own.radius = float(CheckoutParam(in, kRadius).u.floatValue);
-    p.own.fade = float(CheckoutParam(in, kFade).u.fixed / 65536.0 / 100.0);
+    p.own.fade = float(PercentParam(in, kFade));
     p.own.sizeFactor = float(CheckoutParam(in, kScaleFactor).u.floatValue / 100.0);
-    p.own.rotation = float(CheckoutParam(in, kRotation).u.fixed / 65536.0);
+    p.own.rotation = float(FixedParam(in, kRotation));
     const PF_Pixel8 c = CheckoutParam(in, kColor).u.color;
     p.own.color[0] = c.red / 255.0f;
     p.own.color[1] = c.green / 255.0f;
     p.own.color[2] = c.blue / 255.0f;
-    p.own.color[3] = float(CheckoutParam(in, kOpacity).u.fixed / 65536.0 / 100.0);
-    p.useLights = CheckoutParam(in, kUseLights).u.checkbox != 0;
+    p.own.color[3] = float(PercentParam(in, kOpacity));
+    p.useLights = CheckedParam(in, kUseLights);
     p.namePopup = CheckoutParam(in, kNamePopup).u.popup;
     p.radiusFrom = CheckoutParam(in, kRadiusFrom).u.popup;
     p.fadeFrom = CheckoutParam(in, kFadeFrom).u.popup;
@@ -159,7 +161,7 @@ void Blend(const SphereField& f, double w, Color4f& c) {
     c.a = float((f.color[3] - c.a) * w + c.a);
 }
 
-PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
     const FieldParams p = Read(in);
     GeometryStore& s = *m.geometry;
     const bool faces = p.target == kTargetFaces;
@@ -224,23 +226,21 @@ uint64_t Hash(PF_InData* in, const FieldParams& p) {
     return h.value();
 }
 
-uint64_t HashOf(PF_InData* in) {
+uint64_t HashOf(PF_InData* in, ObjectMessage&) {
     return Hash(in, Read(in));
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    static const EffectorHooks hooks{&kTable[kGroup], kTarget, &HashOf, &Contribute};
-    return EffectorMessage(in, m, hooks);
-}
+const GroupHooks kGroupHooks{
+    .groupPopup = &kTable[kGroup], .hash = &HashOf, .effector = true, .targetParam = kTarget};
 
-PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+PF_Err Visibility(PF_InData* in) {
     const FieldParams p = Read(in);
     const bool faces = p.target == kTargetFaces;
     const bool lights = p.useLights;
     const bool color = p.apply == kApplyColor;
     const bool scale = !faces && p.apply == kApplySizeOrRotation;
     const bool rotation = faces && p.apply == kApplySizeOrRotation;
-    const std::pair<int32_t, bool> rules[] = {
+    const ParamRule rules[] = {
         {kNamePopup, true},
         {kRadiusFrom, !lights},
         {kFadeFrom, !lights},
@@ -255,24 +255,15 @@ PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
         {kOpacityFrom, !(lights && color)},
         {kAxis, !(p.apply == kApplyPosition || rotation)},
     };
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, rules);
 }
 
-PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
-    return Visibility(in, out, params, nullptr);
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.userChangedParam = &Visibility;
-    h.updateParamsUI = &UpdateUI;
-    h.nameLabel = &AllLightsLabel;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &Visibility,
+    .nameLabel = &AllLightsLabel,
+};
 
 }  // namespace
 

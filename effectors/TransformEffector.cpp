@@ -8,7 +8,9 @@
 #include "host/EffectTemplate.h"
 #include "host/Matrix.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "effectors/EffectorEntries.h"
@@ -65,14 +67,14 @@ TransformRecord Read(PF_InData* in) {
     TransformRecord r;
     // The centre stands at the same place at any resolution.
     const PF_ParamDef xy = CheckoutParam(in, kCenterXY);
-    r.center[0] = xy.u.point[0] / 65536.0 * in->downsample_x.den / in->downsample_x.num;
-    r.center[1] = xy.u.point[1] / 65536.0 * in->downsample_y.den / in->downsample_y.num;
+    r.center[0] = FullResolutionX(in, xy.u.point[0]);
+    r.center[1] = FullResolutionY(in, xy.u.point[1]);
     r.center[2] = CheckoutParam(in, kCenterZ).u.floatValue;
     for (int i = 0; i < 3; ++i) {
-        r.rotation[i] = CheckoutParam(in, kRotateX + i).u.fixed / 65536.0;
+        r.rotation[i] = FixedParam(in, kRotateX + i);
         r.translate[i] = CheckoutParam(in, kTranslateX + i).u.floatValue;
     }
-    r.uniform = CheckoutParam(in, kUniform).u.checkbox != 0;
+    r.uniform = CheckedParam(in, kUniform);
     r.scale[0] = CheckoutParam(in, kScaleX).u.floatValue / 100.0;
     r.scale[1] = r.uniform ? r.scale[0] : CheckoutParam(in, kScaleY).u.floatValue / 100.0;
     r.scale[2] = r.uniform ? r.scale[0] : CheckoutParam(in, kScaleZ).u.floatValue / 100.0;
@@ -108,7 +110,7 @@ Mat4 TransformEffectorMatrix(const double center[3], const double rotation[3],
 
 namespace {
 
-PF_Err Contribute(PF_InData* in, ObjectMessage& msg) {
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& msg) {
     const TransformRecord r = Read(in);
     GeometryStore& s = *msg.geometry;
     const IndexRange range = EffectorRange(s, r.group, kTargetVertices);
@@ -151,44 +153,31 @@ uint64_t Hash(const TransformRecord& r) {
     return h.value();
 }
 
-uint64_t HashOf(PF_InData* in) {
+uint64_t HashOf(PF_InData* in, ObjectMessage&) {
     return Hash(Read(in));
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    static const EffectorHooks hooks{&kTable[kGroup], 0, &HashOf, &Contribute};
-    return EffectorMessage(in, m, hooks);
-}
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &HashOf, .effector = true};
 
 // With a uniform scale the first scale reads "Scale" and the other two are hidden.
 PF_Err UpdateScaleTitle(PF_InData* in) {
-    const bool uniform = CheckoutParam(in, kUniform).u.checkbox != 0;
+    const bool uniform = CheckedParam(in, kUniform);
     SuiteCache suites(in);
     if (const PF_Err err =
             suites->setParamName(in->effect_ref, kScaleX, uniform ? "Scale" : "X Scale"))
         return err;
-    if (const PF_Err err = ShowParameter(in, kScaleY, uniform)) return err;
-    return ShowParameter(in, kScaleZ, uniform);
+    const ParamRule rules[] = {{kScaleY, uniform}, {kScaleZ, uniform}};
+    return ShowParameters(in, rules);
 }
 
-PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
-    return UpdateScaleTitle(in);
-}
-
-// Once per instance after it is opened, marked in its sequence record.
-PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
-    return MarkOnce(in, kSeqFlagVisibilityCurrent) ? UpdateScaleTitle(in) : PF_Err_NONE;
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.userChangedParam = &UserChanged;
-    h.updateParamsUI = &UpdateUI;
-    h.queryDynamicFlags = false;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &UpdateScaleTitle,
+    // Once per instance after it is opened, marked in its sequence record.
+    .visibilityOnce = true,
+    .queryDynamicFlags = false,
+};
 
 }  // namespace
 

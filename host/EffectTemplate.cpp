@@ -104,10 +104,14 @@ PF_Err Dispatch(const EffectInfo& info, const SubEffectHandlers& h, PF_Cmd cmd, 
                 return PF_Err_BAD_CALLBACK_PARAM;
             return CopyWorld(*params[0]->u.ld, *output);
         case PF_Cmd_USER_CHANGED_PARAM:
-            return h.userChangedParam ? h.userChangedParam(in_data, out_data, params, extra)
-                                      : PF_Err_NONE;
+            if (h.userChangedParam) return h.userChangedParam(in_data, out_data, params, extra);
+            return h.visibility ? h.visibility(in_data) : PF_Err_NONE;
         case PF_Cmd_UPDATE_PARAMS_UI:
-            return h.updateParamsUI ? h.updateParamsUI(in_data, out_data, params) : PF_Err_NONE;
+            if (h.updateParamsUI) return h.updateParamsUI(in_data, out_data, params);
+            if (!h.visibility) return PF_Err_NONE;
+            if (h.visibilityOnce && !MarkOnce(in_data, kSeqFlagVisibilityCurrent))
+                return PF_Err_NONE;
+            return h.visibility(in_data);
         case PF_Cmd_EVENT: {
             if (h.event) return h.event(in_data, out_data, params, extra);
             // A name filter draws its name or placeholder, and a click opens its name dialog.
@@ -143,6 +147,8 @@ PF_Err Dispatch(const EffectInfo& info, const SubEffectHandlers& h, PF_Cmd cmd, 
                 std::memcpy(message.payload, id.data(), 16);
                 return PF_Err_NONE;
             }
+            if (PF_Err err; h.group && AnswerGroupMessage(in_data, message, *h.group, err))
+                return err;
             return h.message ? h.message(in_data, out_data, message) : PF_Err_NONE;
         }
         case PF_Cmd_QUERY_DYNAMIC_FLAGS:

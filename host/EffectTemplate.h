@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "host/GroupMessage.h"
 #include "host/HostTypes.h"
 #include "host/ObjectMessage.h"
 #include "host/ParamTable.h"
@@ -15,6 +16,14 @@ namespace tv {
 struct SubEffectHandlers {
     // Answers an ObjectMessage (PF_Cmd_COMPLETELY_GENERAL). Null: the effect adds nothing.
     PF_Err (*message)(PF_InData*, PF_OutData*, ObjectMessage&) = nullptr;
+    // Set: GetGroup, GetTarget, SetGroup and MixHash are answered from these hooks and every
+    // other command goes to message.
+    const GroupHooks* group = nullptr;
+    // Shows and hides parameters from their values. USER_CHANGED_PARAM and UPDATE_PARAMS_UI run
+    // it when the effect has no handler of its own for them.
+    PF_Err (*visibility)(PF_InData*) = nullptr;
+    // UPDATE_PARAMS_UI runs visibility only once per instance, not on every update.
+    bool visibilityOnce = false;
     PF_Err (*userChangedParam)(PF_InData*, PF_OutData*, PF_ParamDef*[], void* extra) = nullptr;
     PF_Err (*updateParamsUI)(PF_InData*, PF_OutData*, PF_ParamDef*[]) = nullptr;
     PF_Err (*event)(PF_InData*, PF_OutData*, PF_ParamDef*[], void* extra) = nullptr;

@@ -103,6 +103,10 @@ PF_Err CurveArbCallback(PF_InData* in_data, PF_ArbParamsExtra& extra) {
     return Arb_Curve_Handler(in_data).handle(extra);
 }
 
+PF_Err CurveArbitraryCommand(PF_InData* in_data, PF_OutData*, void* extra) {
+    return extra ? CurveArbCallback(in_data, *static_cast<PF_ArbParamsExtra*>(extra)) : PF_Err_NONE;
+}
+
 PF_Err GradientArbCallback(PF_InData* in_data, PF_ArbParamsExtra& extra, uint64_t declaredSize) {
     if (!IsOurTag(extra)) return PF_Err_NONE;
     return Arb_Gradient_Handler(in_data, declaredSize).handle(extra);

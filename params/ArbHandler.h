@@ -53,4 +53,8 @@ class Arb_Curve_Handler : public Arb_Generic_Handler {
 PF_Err CurveArbCallback(PF_InData* in_data, PF_ArbParamsExtra& extra);
 PF_Err GradientArbCallback(PF_InData* in_data, PF_ArbParamsExtra& extra, uint64_t declaredSize);
 
+// The ARBITRARY_CALLBACK handler of an effect whose only arbitrary parameters are curves: hands
+// the command's extra, when there is one, to CurveArbCallback.
+PF_Err CurveArbitraryCommand(PF_InData* in_data, PF_OutData* out_data, void* extra);
+
 }  // namespace tv

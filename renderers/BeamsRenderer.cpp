@@ -4,6 +4,8 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamValues.h"
+#include "host/ParamVisibility.h"
 #include "host/RenderPayloads.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
@@ -110,7 +112,7 @@ bool OldThicknessControl(PF_InData* in) {
 
 BeamsRecord Read(PF_InData* in) {
     auto popup = [in](int32_t i) { return CheckoutParam(in, i).u.popup; };
-    auto on = [in](int32_t i) { return CheckoutParam(in, i).u.checkbox != 0; };
+    auto on = [in](int32_t i) { return CheckedParam(in, i); };
     auto number = [in](int32_t i) { return CheckoutParam(in, i).u.floatValue; };
     BeamsRecord r;
     r.beamsType = popup(kBeamsType);
@@ -140,13 +142,13 @@ BeamsRecord Read(PF_InData* in) {
     r.color[0] = c.red / 255.0f;
     r.color[1] = c.green / 255.0f;
     r.color[2] = c.blue / 255.0f;
-    r.color[3] = float(CheckoutParam(in, kOpacity).u.fixed / 65536.0 / 100.0);
+    r.color[3] = float(PercentParam(in, kOpacity));
     r.group = popup(kGroup);
     r.bezier = r.linesType == 2;
     return r;
 }
 
-PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
     const BeamsRecord r = Read(in);
     const BeamSet set = BuildBeams(r, *m.geometry);
     RenderItem item;
@@ -156,28 +158,17 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
     return PF_Err_NONE;
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(int16_t(CheckoutParam(in, kGroup).u.popup));
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
-        case kObjMixHash:
-            MixHashInto(m, BeamsHash(Read(in)));
-            return PF_Err_NONE;
-        default:
-            return Contribute(in, m);
-    }
+uint64_t Hash(PF_InData* in, ObjectMessage&) {
+    return BeamsHash(Read(in));
 }
 
-PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &Hash};
+
+PF_Err Visibility(PF_InData* in) {
     const BeamsRecord r = Read(in);
     const bool objects = r.beamsType != kBeamsGroups;
     const bool old = OldThicknessControl(in);
-    const std::pair<int32_t, bool> rules[] = {
+    const ParamRule rules[] = {
         {kOpacity, r.getOpacity},
         {kColor, r.getColors},
         {kSeed, !r.randomize},
@@ -192,23 +183,14 @@ PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
         {kEndThickness, old},
         {kEndThicknessOld, !old},
     };
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, rules);
 }
 
-PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
-    return Visibility(in, out, params, nullptr);
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.userChangedParam = &Visibility;
-    h.updateParamsUI = &UpdateUI;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &Visibility,
+};
 
 }  // namespace
 

@@ -5,7 +5,9 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/RenderPayloads.h"
 #include "host/SuiteCache.h"
 #include "params/ArbHandler.h"
@@ -57,15 +59,15 @@ constexpr ParamSpec kTable[] = {
 
 FacetsSettings Read(PF_InData* in) {
     FacetsSettings s;
-    s.getColors = CheckoutParam(in, kColorsFromVertices).u.checkbox != 0;
+    s.getColors = CheckedParam(in, kColorsFromVertices);
     s.colorMode = CheckoutParam(in, kColorMode).u.popup;
     const PF_Pixel8 c = CheckoutParam(in, kFacetsColor).u.color;
     s.color[0] = c.red / 255.0f;
     s.color[1] = c.green / 255.0f;
     s.color[2] = c.blue / 255.0f;
-    s.color[3] = float(FixedToDouble(CheckoutParam(in, kFacetsOpacity).u.fixed) / 100.0);
-    s.getOpacity = CheckoutParam(in, kOpacityFromVertices).u.checkbox != 0;
-    s.limitByDistance = CheckoutParam(in, kLimitByDistance).u.checkbox != 0;
+    s.color[3] = float(PercentParam(in, kFacetsOpacity));
+    s.getOpacity = CheckedParam(in, kOpacityFromVertices);
+    s.limitByDistance = CheckedParam(in, kLimitByDistance);
     s.maxDistance = CheckoutParam(in, kMaxDistance).u.floatValue;
     s.opacityCurve = ReadCurveParam(in, kOpacityCurve, DistanceCurve::DefaultOpacity());
     s.group = CheckoutParam(in, kEffectGroup).u.popup;
@@ -82,60 +84,41 @@ uint64_t Hash(const FacetsSettings& s) {
     return h.value();
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(12);
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kEffectGroup], m.payloadGroup());
-        case kObjMixHash:
-            MixHashInto(m, Hash(Read(in)));
-            return PF_Err_NONE;
-        default: {
-            RenderItem item;
-            item.kind = kRenderFacets;
-            BuildFacets(Read(in), *m.geometry, item.as<FacetsPayload>());
-            m.pushRenderItem(m.renders, &item);
-            return PF_Err_NONE;
-        }
-    }
+uint64_t MessageHash(PF_InData* in, ObjectMessage&) {
+    return Hash(Read(in));
 }
 
-PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
-    const bool colorsFromVertices = CheckoutParam(in, kColorsFromVertices).u.checkbox != 0;
-    const bool limit = CheckoutParam(in, kLimitByDistance).u.checkbox != 0;
-    const std::pair<int32_t, bool> rules[] = {
-        {kFacetsOpacity, CheckoutParam(in, kOpacityFromVertices).u.checkbox != 0},
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
+    RenderItem item;
+    item.kind = kRenderFacets;
+    BuildFacets(Read(in), *m.geometry, item.as<FacetsPayload>());
+    m.pushRenderItem(m.renders, &item);
+    return PF_Err_NONE;
+}
+
+// The renderer takes every group; SetGroup writes its group popup.
+const GroupHooks kGroupHooks{
+    .groupPopup = &kTable[kEffectGroup], .takesAllGroups = true, .hash = &MessageHash};
+
+PF_Err Visibility(PF_InData* in) {
+    const bool colorsFromVertices = CheckedParam(in, kColorsFromVertices);
+    const bool limit = CheckedParam(in, kLimitByDistance);
+    const ParamRule rules[] = {
+        {kFacetsOpacity, CheckedParam(in, kOpacityFromVertices)},
         {kFacetsColor, colorsFromVertices},
         {kColorMode, !colorsFromVertices},
         {kMaxDistance, !limit},
         {kOpacityCurve, !limit},
     };
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, rules);
 }
 
-PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
-    return Visibility(in, out, params, nullptr);
-}
-
-PF_Err ArbCallback(PF_InData* in, PF_OutData*, void* extra) {
-    return extra ? CurveArbCallback(in, *static_cast<PF_ArbParamsExtra*>(extra)) : PF_Err_NONE;
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.arbitraryCallback = &ArbCallback;
-    h.userChangedParam = &Visibility;
-    h.updateParamsUI = &UpdateUI;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &Visibility,
+    .arbitraryCallback = &CurveArbitraryCommand,
+};
 
 }  // namespace
 

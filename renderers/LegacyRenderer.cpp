@@ -6,6 +6,8 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamValues.h"
+#include "host/ParamVisibility.h"
 #include "host/RenderPayloads.h"
 #include "host/SuiteCache.h"
 #include "renderers/HeldFrames.h"
@@ -72,11 +74,8 @@ constexpr ParamSpec kTable[] = {
     Popup(25, 36, "Render Order", "Points After Lines|Lines After Points", 1, kParamFlagsSup),
 };
 
-bool Checked(PF_InData* in, int32_t index) {
-    return CheckoutParam(in, index).u.checkbox != 0;
-}
 float Percent(PF_InData* in, int32_t index) {
-    return float(CheckoutParam(in, index).u.fixed / 65536.0);
+    return float(FixedParam(in, index));
 }
 float FloatValue(PF_InData* in, int32_t index) {
     return float(CheckoutParam(in, index).u.floatValue);
@@ -91,25 +90,25 @@ void Bytes(PF_InData* in, int32_t index, uint8_t (&rgb)[3]) {
 LegacyValues Read(PF_InData* in) {
     LegacyValues v;
     v.spriteLayer = CheckoutParam(in, kSprite).u.layerId;
-    v.overridePointsColor = Checked(in, kOverridePointsColor);
+    v.overridePointsColor = CheckedParam(in, kOverridePointsColor);
     Bytes(in, kPointsColor, v.pointsColor);
-    v.overridePointsOpacity = Checked(in, kOverridePointsOpacity);
+    v.overridePointsOpacity = CheckedParam(in, kOverridePointsOpacity);
     v.pointsOpacity = Percent(in, kPointsOpacity);
     v.pointsSize = FloatValue(in, kPointsSize);
-    v.pointsPerspective = Checked(in, kPointsPerspective);
+    v.pointsPerspective = CheckedParam(in, kPointsPerspective);
     v.maxDistance = FloatValue(in, kMaxDistance);
     v.fadeOutDistance = FloatValue(in, kFadeOutDistance);
     v.maxPoints = CheckoutParam(in, kMaxPoints).u.slider;
-    v.linesColorsFromPoints = Checked(in, kColorsFromPoints);
+    v.linesColorsFromPoints = CheckedParam(in, kColorsFromPoints);
     Bytes(in, kLinesColor, v.linesColor);
-    v.linesOpacityFromPoints = Checked(in, kOpacityFromPoints);
+    v.linesOpacityFromPoints = CheckedParam(in, kOpacityFromPoints);
     v.linesOpacity = Percent(in, kLinesOpacity);
-    v.linesScaleFromPoints = Checked(in, kScaleFromPoints);
+    v.linesScaleFromPoints = CheckedParam(in, kScaleFromPoints);
     v.lineThickness = FloatValue(in, kThickness);
-    v.linesPerspective = Checked(in, kLinesPerspective);
+    v.linesPerspective = CheckedParam(in, kLinesPerspective);
     v.draw = CheckoutParam(in, kDraw).u.popup;
     v.drawBetween = CheckoutParam(in, kDrawBetween).u.popup;
-    v.onlyConnected = Checked(in, kOnlyConnected);
+    v.onlyConnected = CheckedParam(in, kOnlyConnected);
     v.renderOrder = CheckoutParam(in, kRenderOrder).u.popup;
     return v;
 }
@@ -180,31 +179,21 @@ PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
     return Contribute(in, m);
 }
 
-PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
-    const std::pair<int32_t, bool> rules[] = {
-        {kPointsOpacity, !Checked(in, kOverridePointsOpacity)},
-        {kPointsColor, !Checked(in, kOverridePointsColor)},
-        {kLinesOpacity, Checked(in, kOpacityFromPoints)},
-        {kLinesColor, Checked(in, kColorsFromPoints)},
+PF_Err Visibility(PF_InData* in) {
+    const ParamRule rules[] = {
+        {kPointsOpacity, !CheckedParam(in, kOverridePointsOpacity)},
+        {kPointsColor, !CheckedParam(in, kOverridePointsColor)},
+        {kLinesOpacity, CheckedParam(in, kOpacityFromPoints)},
+        {kLinesColor, CheckedParam(in, kColorsFromPoints)},
     };
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, rules);
 }
 
-PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
-    return Visibility(in, out, params, nullptr);
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.userChangedParam = &Visibility;
-    h.updateParamsUI = &UpdateUI;
-    h.queryDynamicFlags = false;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Message,
+    .visibility = &Visibility,
+    .queryDynamicFlags = false,
+};
 
 }  // namespace
 

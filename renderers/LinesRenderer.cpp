@@ -10,7 +10,9 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/RenderPayloads.h"
 #include "host/SuiteCache.h"
 #include "params/ArbHandler.h"
@@ -118,11 +120,11 @@ LinesParams Read(PF_InData* in) {
     p.color[0] = c.red / 255.0f;
     p.color[1] = c.green / 255.0f;
     p.color[2] = c.blue / 255.0f;
-    p.color[3] = float(CheckoutParam(in, kLinesOpacity).u.fixed / 65536.0 / 100.0);
-    p.getOpacity = CheckoutParam(in, kOpacityFromVertices).u.checkbox != 0;
-    p.getColors = CheckoutParam(in, kColorsFromVertices).u.checkbox != 0;
-    p.getScale = CheckoutParam(in, kScaleFromPoints).u.checkbox != 0;
-    p.perspective = CheckoutParam(in, kPerspective).u.checkbox != 0;
+    p.color[3] = float(PercentParam(in, kLinesOpacity));
+    p.getOpacity = CheckedParam(in, kOpacityFromVertices);
+    p.getColors = CheckedParam(in, kColorsFromVertices);
+    p.getScale = CheckedParam(in, kScaleFromPoints);
+    p.perspective = CheckedParam(in, kPerspective);
     p.calcMode = CheckoutParam(in, kCalcMode).u.popup;
     p.frameNum = CheckoutParam(in, kFrameNum).u.slider;
     p.interval = float(CheckoutParam(in, kInterval).u.floatValue);
@@ -208,64 +210,47 @@ PF_Err Contribute(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
     return PF_Err_NONE;
 }
 
-PF_Err Message(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(12);
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            // Meant for effects with "Effect Only Group"; here it lands on "Draw Lines Between".
-            return WriteGroupPopup(in, kTable[kDrawBetween], m.payloadGroup());
-        case kObjMixHash: {
-            const LinesParams p = Read(in);
-            MixHashInto(m, Hash(p));
-            if (p.calcMode != kLinesEveryFrame) AddHeldFrameDependencies(in, m, FrameList(in, p));
-            return PF_Err_NONE;
-        }
-        default:
-            return Contribute(in, out, m);
-    }
+uint64_t MessageHash(PF_InData* in, ObjectMessage&) {
+    return Hash(Read(in));
 }
 
-PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+// Frames held from other times are part of what this frame shows.
+void HeldFrameDependencies(PF_InData* in, ObjectMessage& m) {
+    const LinesParams p = Read(in);
+    if (p.calcMode != kLinesEveryFrame) AddHeldFrameDependencies(in, m, FrameList(in, p));
+}
+
+// The renderer takes every group. SetGroup is meant for effects with "Effect Only Group"; here it
+// lands on "Draw Lines Between".
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kDrawBetween],
+                             .takesAllGroups = true,
+                             .hash = &MessageHash,
+                             .dependencies = &HeldFrameDependencies};
+
+PF_Err Visibility(PF_InData* in) {
     const int32_t calc = CheckoutParam(in, kCalcMode).u.popup;
     if (const PF_Err err =
             UpdateFrameButton(in, kTable[kFrameButton], kTable[kFrameNum], calc == kLinesOneFrame))
         return err;
     const int32_t between = CheckoutParam(in, kDrawBetween).u.popup;
-    const std::pair<int32_t, bool> rules[] = {
-        {kLinesOpacity, CheckoutParam(in, kOpacityFromVertices).u.checkbox != 0},
-        {kLinesColor, CheckoutParam(in, kColorsFromVertices).u.checkbox != 0},
+    const ParamRule rules[] = {
+        {kLinesOpacity, CheckedParam(in, kOpacityFromVertices)},
+        {kLinesColor, CheckedParam(in, kColorsFromVertices)},
         {kFrameNum, true},
         {kFrameButton, calc != kLinesOneFrame},
         {kFirstGroup, between != kOneGroup && between != kTwoGroups},
         {kSecondGroup, between != kTwoGroups},
         {kInterval, calc != kLinesOverInterval},
     };
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, rules);
 }
 
-PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
-    return Visibility(in, out, params, nullptr);
-}
-
-PF_Err ArbCallback(PF_InData* in, PF_OutData*, void* extra) {
-    return extra ? CurveArbCallback(in, *static_cast<PF_ArbParamsExtra*>(extra)) : PF_Err_NONE;
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.arbitraryCallback = &ArbCallback;
-    h.userChangedParam = &Visibility;
-    h.updateParamsUI = &UpdateUI;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &Visibility,
+    .arbitraryCallback = &CurveArbitraryCommand,
+};
 
 }  // namespace
 

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <numeric>
 
+#include "renderers/JitterShift.h"
 #include "renderers/PositionsKdTree.h"
 
 namespace tv {
@@ -260,31 +261,12 @@ bool ValidRange(const GroupRange& r) {
     return r.start != GroupRange::kUnsetStart && r.count >= 1;
 }
 
-// Each vertex on its own, so blocks of them may run at once.
-void Shift(GeometryStore& store, float factor, const ParallelFor& parallel) {
-    constexpr size_t kBlock = 16384;
-    const size_t n = std::min(store.positions.size(), store.jitter.size());
-    auto shift = [&store, factor, n](int32_t block) {
-        const size_t last = std::min(n, (size_t(block) + 1) * kBlock);
-        for (size_t i = size_t(block) * kBlock; i < last; ++i) {
-            store.positions[i].x += store.jitter[i].x * factor;
-            store.positions[i].y += store.jitter[i].y * factor;
-            store.positions[i].z += store.jitter[i].z * factor;
-        }
-    };
-    const auto blocks = int32_t((n + kBlock - 1) / kBlock);
-    if (parallel && blocks > 1)
-        parallel(blocks, shift);
-    else
-        for (int32_t b = 0; b < blocks; ++b) shift(b);
-}
-
 }  // namespace
 
 void ConnectionsOfGeometry(const SearchSettings& s, GeometryStore& store, ConnectionSet& out,
                            const ParallelFor& parallel) {
     const auto n = uint32_t(store.positions.size());
-    Shift(store, 1.0f, parallel);
+    const JitterShift jittered(store, parallel);
     const std::vector<Vec3f>& pos = store.positions;
     switch (s.drawBetween) {
         case kAllGroupsLines:
@@ -323,7 +305,6 @@ void ConnectionsOfGeometry(const SearchSettings& s, GeometryStore& store, Connec
         default:
             break;
     }
-    Shift(store, -1.0f, parallel);
 }
 
 bool BlendConnections(const ConnectionSet& a, const ConnectionSet& b, float factorA, float factorB,

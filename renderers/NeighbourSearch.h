@@ -8,6 +8,7 @@
 
 #include "host/GeometryStore.h"
 #include "params/DistanceCurve.h"
+#include "renderers/ParallelFor.h"
 
 namespace tv {
 
@@ -35,9 +36,6 @@ struct SearchSettings {
     DistanceCurve opacityCurve = DistanceCurve::DefaultOpacity();
     DistanceCurve thicknessCurve = DistanceCurve::DefaultThickness();
 };
-
-// Runs `count` jobs, possibly in parallel; the host's iteration in the effects.
-using ParallelFor = std::function<void(int32_t count, const std::function<void(int32_t)>& job)>;
 
 // One search: the queries [queryStart, +queryCount) against the points [searchStart,
 // +searchCount), appended to `out` in the order of the queries and, for each, of increasing

@@ -4,7 +4,9 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/RenderPayloads.h"
 #include "host/SuiteCache.h"
 #include "renderers/PointsSamples.h"
@@ -72,18 +74,18 @@ struct PointsParams {
 
 PointsParams Read(PF_InData* in) {
     PointsParams p{};
-    p.perspective = CheckoutParam(in, kPerspective).u.checkbox != 0;
-    p.overrideColor = CheckoutParam(in, kColorFromVertices).u.checkbox == 0;
-    p.overrideOpacity = CheckoutParam(in, kOpacityFromVertices).u.checkbox == 0;
-    p.onlyConnected = CheckoutParam(in, kOnlyConnected).u.checkbox != 0;
+    p.perspective = CheckedParam(in, kPerspective);
+    p.overrideColor = !CheckedParam(in, kColorFromVertices);
+    p.overrideOpacity = !CheckedParam(in, kOpacityFromVertices);
+    p.onlyConnected = CheckedParam(in, kOnlyConnected);
     p.spriteLayer = CheckoutParam(in, kSprite).u.layerId;
     p.hasSprite = p.spriteLayer != 0;
-    p.overrideScale = CheckoutParam(in, kScaleFromVertices).u.checkbox == 0;
+    p.overrideScale = !CheckedParam(in, kScaleFromVertices);
     const PF_Pixel8 c = CheckoutParam(in, kColor).u.color;
     p.color[0] = c.red / 255.0f;
     p.color[1] = c.green / 255.0f;
     p.color[2] = c.blue / 255.0f;
-    p.color[3] = float(CheckoutParam(in, kOpacity).u.fixed / 65536.0 / 100.0);
+    p.color[3] = float(PercentParam(in, kOpacity));
     p.size = float(CheckoutParam(in, kSize).u.floatValue);
     p.offset[0] = float(CheckoutParam(in, kXOffset).u.floatValue);
     p.offset[1] = float(CheckoutParam(in, kYOffset).u.floatValue);
@@ -190,39 +192,26 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& m, const PointsParams& p) {
     return PF_Err_NONE;
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(int16_t(CheckoutParam(in, kGroup).u.popup));
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
-        case kObjMixHash:
-            MixHashInto(m, Hash(in, Read(in)));
-            return PF_Err_NONE;
-        default:
-            return Contribute(in, m, Read(in));
-    }
+uint64_t MessageHash(PF_InData* in, ObjectMessage&) {
+    return Hash(in, Read(in));
 }
 
-PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
+    return Contribute(in, m, Read(in));
+}
+
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &MessageHash};
+
+PF_Err Visibility(PF_InData* in) {
     const PointsParams p = Read(in);
-    const std::pair<int32_t, bool> rules[] = {
+    const ParamRule rules[] = {
         {kOpacity, !p.overrideOpacity},
         {kColor, !p.overrideColor},
         {kLoopType, p.timeSampling != kSampleRandomLoop},
         {kSeed, p.timeSampling == kSampleCurrent},
         {kSpriteGroup, !p.hasSprite},
     };
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
-}
-
-PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
-    return Visibility(in, out, params, nullptr);
+    return ShowParameters(in, rules);
 }
 
 // Random sprite samples do not follow the parameters alone: the frame varies without them.
@@ -236,15 +225,12 @@ PF_Err DynamicFlags(PF_InData* in, PF_OutData* out) {
     return PF_Err_NONE;
 }
 
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.dynamicFlags = &DynamicFlags;
-    h.userChangedParam = &Visibility;
-    h.updateParamsUI = &UpdateUI;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Message,
+    .group = &kGroupHooks,
+    .visibility = &Visibility,
+    .dynamicFlags = &DynamicFlags,
+};
 
 }  // namespace
 

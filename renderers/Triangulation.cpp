@@ -11,6 +11,7 @@
 #include <ostream>
 #include <string>
 
+#include "renderers/JitterShift.h"
 #include "renderers/PositionsKdTree.h"
 #include "renderers/QhullTriangulate.h"
 
@@ -48,25 +49,6 @@ void AppendSorted(std::vector<int32_t>& out, int32_t a, int32_t b, int32_t c) {
     if (b > c) std::swap(b, c);
     if (a > b) std::swap(a, b);
     out.insert(out.end(), {a, b, c});
-}
-
-// Each vertex on its own, so blocks of them may run at once.
-void Shift(GeometryStore& store, float factor, const ParallelFor& parallel) {
-    constexpr size_t kBlock = 16384;
-    const size_t n = std::min(store.positions.size(), store.jitter.size());
-    auto shift = [&store, factor, n](int32_t block) {
-        const size_t last = std::min(n, (size_t(block) + 1) * kBlock);
-        for (size_t i = size_t(block) * kBlock; i < last; ++i) {
-            store.positions[i].x += store.jitter[i].x * factor;
-            store.positions[i].y += store.jitter[i].y * factor;
-            store.positions[i].z += store.jitter[i].z * factor;
-        }
-    };
-    const auto blocks = int32_t((n + kBlock - 1) / kBlock);
-    if (parallel && blocks > 1)
-        parallel(blocks, shift);
-    else
-        for (int32_t b = 0; b < blocks; ++b) shift(b);
 }
 
 bool ValidRange(const GroupRange& r, size_t n) {
@@ -278,7 +260,7 @@ void TrianglesOfGeometry(const TriangulationSettings& s, GeometryStore& store, T
         return;
     }
     if (s.renderMode != kNearestTriangles || int64_t(s.maxTriangles) * 3 < 3) return;
-    Shift(store, 1.0f, parallel);
+    const JitterShift jittered(store, parallel);
     const std::vector<Vec3f>& pos = store.positions;
     // The candidates are kept over the searches, and after each search all of them go through
     // the filter: with several groups the earlier groups' triangles are emitted again.
@@ -328,7 +310,6 @@ void TrianglesOfGeometry(const TriangulationSettings& s, GeometryStore& store, T
         default:
             break;
     }
-    Shift(store, -1.0f, parallel);
 }
 
 namespace {

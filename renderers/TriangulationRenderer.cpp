@@ -7,7 +7,9 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/RenderPayloads.h"
 #include "host/SuiteCache.h"
 #include "params/ArbHandler.h"
@@ -117,9 +119,9 @@ TriangleParams Read(PF_InData* in) {
     p.color[0] = c.red / 255.0f;
     p.color[1] = c.green / 255.0f;
     p.color[2] = c.blue / 255.0f;
-    p.color[3] = float(CheckoutParam(in, kTrianglesOpacity).u.fixed / 65536.0 / 100.0);
-    p.getOpacity = CheckoutParam(in, kOpacityFromVertices).u.checkbox != 0;
-    p.getColors = CheckoutParam(in, kColorsFromVertices).u.checkbox != 0;
+    p.color[3] = float(PercentParam(in, kTrianglesOpacity));
+    p.getOpacity = CheckedParam(in, kOpacityFromVertices);
+    p.getColors = CheckedParam(in, kColorsFromVertices);
     p.calcMode = CheckoutParam(in, kCalcMode).u.popup;
     p.frameNum = CheckoutParam(in, kFrameNum).u.slider;
     p.interval = float(CheckoutParam(in, kInterval).u.floatValue);
@@ -218,27 +220,23 @@ PF_Err Contribute(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
     return PF_Err_NONE;
 }
 
-PF_Err Message(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(12);
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kEffectGroup], m.payloadGroup());
-        case kObjMixHash: {
-            const TriangleParams p = Read(in);
-            MixHashInto(m, Hash(p));
-            if (p.calcMode != kLinesEveryFrame) AddHeldFrameDependencies(in, m, FrameList(in, p));
-            return PF_Err_NONE;
-        }
-        default:
-            return Contribute(in, out, m);
-    }
+uint64_t MessageHash(PF_InData* in, ObjectMessage&) {
+    return Hash(Read(in));
 }
 
-PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
+// Frames held from other times are part of what this frame shows.
+void HeldFrameDependencies(PF_InData* in, ObjectMessage& m) {
+    const TriangleParams p = Read(in);
+    if (p.calcMode != kLinesEveryFrame) AddHeldFrameDependencies(in, m, FrameList(in, p));
+}
+
+// The renderer takes every group; SetGroup writes its group popup.
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kEffectGroup],
+                             .takesAllGroups = true,
+                             .hash = &MessageHash,
+                             .dependencies = &HeldFrameDependencies};
+
+PF_Err Visibility(PF_InData* in) {
     const int32_t calc = CheckoutParam(in, kCalcMode).u.popup;
     if (const PF_Err err =
             UpdateFrameButton(in, kTable[kFrameButton], kTable[kFrameNum], calc == kLinesOneFrame))
@@ -250,10 +248,10 @@ PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
     const char* firstName = nearest && between == kOneGroup ? "Object Group" : "First Object Group";
     if (const PF_Err err = SuiteCache(in)->setParamName(in->effect_ref, kFirstGroup, firstName))
         return err;
-    const bool colorsFromVertices = CheckoutParam(in, kColorsFromVertices).u.checkbox != 0;
-    const std::pair<int32_t, bool> rules[] = {
+    const bool colorsFromVertices = CheckedParam(in, kColorsFromVertices);
+    const ParamRule rules[] = {
         {kMaxTriangles, !nearest},
-        {kTrianglesOpacity, CheckoutParam(in, kOpacityFromVertices).u.checkbox != 0},
+        {kTrianglesOpacity, CheckedParam(in, kOpacityFromVertices)},
         {kTrianglesColor, colorsFromVertices},
         {kColorMode, !colorsFromVertices},
         {kEffectGroup, nearest},
@@ -264,31 +262,18 @@ PF_Err Visibility(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
         {kFrameButton, calc != kLinesOneFrame},
         {kInterval, calc != kLinesOverInterval},
     };
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, rules);
 }
 
-PF_Err UpdateUI(PF_InData* in, PF_OutData* out, PF_ParamDef* params[]) {
-    return Visibility(in, out, params, nullptr);
-}
-
-PF_Err ArbCallback(PF_InData* in, PF_OutData*, void* extra) {
-    return extra ? CurveArbCallback(in, *static_cast<PF_ArbParamsExtra*>(extra)) : PF_Err_NONE;
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.arbitraryCallback = &ArbCallback;
-    h.userChangedParam = &Visibility;
-    h.updateParamsUI = &UpdateUI;
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &Visibility,
+    .arbitraryCallback = &CurveArbitraryCommand,
     // The about box deliberately reuses the lines renderer's name and description.
-    h.aboutName = "Tavrin Lines Renderer";
-    h.aboutDescription = "Lines Renderer, Renders 3D Lines.";
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+    .aboutName = "Tavrin Lines Renderer",
+    .aboutDescription = "Lines Renderer, Renders 3D Lines.",
+};
 
 }  // namespace
 

@@ -8,7 +8,9 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/SuiteCache.h"
 #include "sources/SourceEntries.h"
 #include "sources/PrimitivesGenerate.h"
@@ -103,14 +105,14 @@ InstancesSettings Read(PF_InData* in) {
     InstancesSettings s;
     s.layer = CheckoutParam(in, kLayer).u.layerId;
     s.count = std::max(1, CheckoutParam(in, kCount).u.slider);
-    s.getColor = CheckoutParam(in, kGetColor).u.checkbox != 0;
+    s.getColor = CheckedParam(in, kGetColor);
     const PF_Pixel8 c = CheckoutParam(in, kColor).u.color;
     s.color[0] = c.red / 255.0f, s.color[1] = c.green / 255.0f, s.color[2] = c.blue / 255.0f;
-    s.getOpacity = CheckoutParam(in, kGetOpacity).u.checkbox != 0;
-    s.color[3] = float(FixedToDouble(CheckoutParam(in, kOpacity).u.fixed) / 100.0);
-    s.getScale = CheckoutParam(in, kGetScale).u.checkbox != 0;
+    s.getOpacity = CheckedParam(in, kGetOpacity);
+    s.color[3] = float(PercentParam(in, kOpacity));
+    s.getScale = CheckedParam(in, kGetScale);
     s.scale = float(CheckoutParam(in, kScale).u.floatValue);
-    s.reAlign = CheckoutParam(in, kReAlign).u.checkbox != 0;
+    s.reAlign = CheckedParam(in, kReAlign);
     s.r.copies = s.count;
     s.r.depth = CheckoutParam(in, kDepth).u.floatValue;
     s.r.axis = std::clamp(CheckoutParam(in, kAxis).u.popup, 1, 3) - 1;
@@ -123,10 +125,10 @@ InstancesSettings Read(PF_InData* in) {
     s.r.center[2] = float(CheckoutParam(in, kCenterZ).u.floatValue);
     const int32_t starts[3] = {kXStart, kYStart, kZStart}, ends[3] = {kXEnd, kYEnd, kZEnd};
     for (int a = 0; a < 3; ++a) {
-        s.r.start[a] = float(FixedToDouble(CheckoutParam(in, starts[a]).u.fixed));
-        s.r.end[a] = float(FixedToDouble(CheckoutParam(in, ends[a]).u.fixed));
+        s.r.start[a] = float(FixedParam(in, starts[a]));
+        s.r.end[a] = float(FixedParam(in, ends[a]));
     }
-    s.echo = CheckoutParam(in, kEcho).u.checkbox != 0;
+    s.echo = CheckedParam(in, kEcho);
     s.echoDelay = CheckoutParam(in, kEchoDelay).u.floatValue;
     s.facetMode = CheckoutParam(in, kFacetMode).u.popup;
     s.group = CheckoutParam(in, kGroup).u.popup;
@@ -333,51 +335,23 @@ uint64_t Hash(PF_InData* in, ObjectMessage& m) {
     return h.value();
 }
 
-PF_Err Message(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(static_cast<int16_t>(CheckoutParam(in, kGroup).u.popup));
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
-        case kObjMixHash:
-            MixHashInto(m, Hash(in, m));
-            return PF_Err_NONE;
-        default:
-            return Contribute(in, out, m);
-    }
-}
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &Hash};
 
 PF_Err Visibility(PF_InData* in) {
-    const std::pair<int32_t, bool> rules[] = {
-        {kColor, CheckoutParam(in, kGetColor).u.checkbox != 0},
-        {kOpacity, CheckoutParam(in, kGetOpacity).u.checkbox != 0},
-        {kScale, CheckoutParam(in, kGetScale).u.checkbox != 0},
-        {kEchoDelay, CheckoutParam(in, kEcho).u.checkbox == 0},
+    const ParamRule rules[] = {
+        {kColor, CheckedParam(in, kGetColor)},
+        {kOpacity, CheckedParam(in, kGetOpacity)},
+        {kScale, CheckedParam(in, kGetScale)},
+        {kEchoDelay, !CheckedParam(in, kEcho)},
     };
-    for (const auto& [index, hidden] : rules)
-        if (const PF_Err err = ShowParameter(in, index, hidden)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, rules);
 }
 
-PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
-    return Visibility(in);
-}
-
-PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
-    return Visibility(in);
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.userChangedParam = &UserChanged;
-    h.updateParamsUI = &UpdateUI;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &Visibility,
+};
 
 }  // namespace
 

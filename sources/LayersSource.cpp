@@ -7,6 +7,8 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamValues.h"
+#include "host/ParamVisibility.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "host/TextParam.h"
@@ -106,7 +108,7 @@ static_assert(sizeof kTable / sizeof kTable[0] == 35);
 const std::vector<std::string> kNameWords = {"Light", "Tavrin", "Network"};
 
 float Degrees(PF_InData* in, int32_t index) {
-    return float(CheckoutParam(in, index).u.fixed / 65536.0);
+    return float(FixedParam(in, index));
 }
 
 LayersSettings ReadSettings(PF_InData* in) {
@@ -116,7 +118,7 @@ LayersSettings ReadSettings(PF_InData* in) {
     s.objectType = CheckoutParam(in, kObjectType).u.popup;
     s.lightType = CheckoutParam(in, kLightType).u.popup;
     s.layerType = CheckoutParam(in, kLayerType).u.popup;
-    s.getColor = CheckoutParam(in, kGetColor).u.checkbox != 0;
+    s.getColor = CheckedParam(in, kGetColor);
     s.getOpacity = CheckoutParam(in, s.objectType == kLayersLights ? kOpacityFromIntensity
                                                                    : kOpacityFromOpacity)
                        .u.checkbox != 0;
@@ -124,21 +126,21 @@ LayersSettings ReadSettings(PF_InData* in) {
     s.color[0] = color.red / 255.0f;
     s.color[1] = color.green / 255.0f;
     s.color[2] = color.blue / 255.0f;
-    s.color[3] = float(CheckoutParam(in, kOpacity).u.fixed / 65536.0 / 100.0);
-    s.betweenLights = CheckoutParam(in, kBetweenLights).u.checkbox != 0;
+    s.color[3] = float(PercentParam(in, kOpacity));
+    s.betweenLights = CheckedParam(in, kBetweenLights);
     s.betweenCount = CheckoutParam(in, kBetweenCount).u.slider;
     ReplicationSettings& r = s.replication;
     r.copies = CheckoutParam(in, kCopies).u.slider;
     r.depth = CheckoutParam(in, kExtrudeDepth).u.floatValue;
     r.direction = CheckoutParam(in, kDirection).u.popup;
     const PF_ParamDef center = CheckoutParam(in, kCenterXY);
-    r.center[0] = float(center.u.point[0] / 65536.0 * in->downsample_x.den / in->downsample_x.num);
-    r.center[1] = float(center.u.point[1] / 65536.0 * in->downsample_y.den / in->downsample_y.num);
+    r.center[0] = float(FullResolutionX(in, center.u.point[0]));
+    r.center[1] = float(FullResolutionY(in, center.u.point[1]));
     r.center[2] = float(CheckoutParam(in, kCenterZ).u.floatValue);
     r.start[0] = Degrees(in, kXStart), r.end[0] = Degrees(in, kXEnd);
     r.start[1] = Degrees(in, kYStart), r.end[1] = Degrees(in, kYEnd);
     r.start[2] = Degrees(in, kZStart), r.end[2] = Degrees(in, kZEnd);
-    s.generateFacets = CheckoutParam(in, kFacets).u.checkbox != 0;
+    s.generateFacets = CheckedParam(in, kFacets);
     s.group = CheckoutParam(in, kGroup).u.popup;
     return s;
 }
@@ -164,29 +166,20 @@ GatheredLayers Gather(PF_InData* in, const LayersSettings& s) {
     return g;
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(static_cast<int16_t>(CheckoutParam(in, kGroup).u.popup));
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
-        case kObjMixHash: {
-            const LayersSettings s = ReadSettings(in);
-            MixHashInto(m, LayersHash(s, Gather(in, s).base));
-            return PF_Err_NONE;
-        }
-        default: {
-            const LayersSettings s = ReadSettings(in);
-            m.setPayloadInt(0);
-            m.setPayloadGroup(static_cast<int16_t>(s.group));
-            AppendLayers(s, BuildLayers(s, Gather(in, s).base), *m.geometry);
-            return PF_Err_NONE;
-        }
-    }
+uint64_t Hash(PF_InData* in, ObjectMessage&) {
+    const LayersSettings s = ReadSettings(in);
+    return LayersHash(s, Gather(in, s).base);
 }
+
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
+    const LayersSettings s = ReadSettings(in);
+    m.setPayloadInt(0);
+    m.setPayloadGroup(static_cast<int16_t>(s.group));
+    AppendLayers(s, BuildLayers(s, Gather(in, s).base), *m.geometry);
+    return PF_Err_NONE;
+}
+
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &Hash};
 
 // The legacy text kept after the sequence record, for the popup's Custom row.
 std::string RecordText(PF_InData* in) {
@@ -202,20 +195,18 @@ PF_Err UpdateVisibility(PF_InData* in) {
     const int32_t object = CheckoutParam(in, kObjectType).u.popup;
     const bool lights = object == kLayersLights, layers = object == kLayers3D;
     const bool spot = lights && CheckoutParam(in, kLightType).u.popup == kLayersSpotLights;
-    const bool getColor = CheckoutParam(in, kGetColor).u.checkbox != 0;
+    const bool getColor = CheckedParam(in, kGetColor);
     const bool opacityOn =
         CheckoutParam(in, lights ? kOpacityFromIntensity : kOpacityFromOpacity).u.checkbox != 0;
-    const bool between = CheckoutParam(in, kBetweenLights).u.checkbox != 0;
-    const std::pair<int32_t, bool> hidden[] = {
+    const bool between = CheckedParam(in, kBetweenLights);
+    const ParamRule hidden[] = {
         {kColor, getColor},      {kOpacity, opacityOn},
         {kBetweenLights, !spot}, {kBetweenCount, !(spot && between)},
         {kLightType, !lights},   {kOpacityFromIntensity, !lights},
         {kLayerType, !layers},   {kOpacityFromOpacity, !layers},
         {kNamePopup, true},
     };
-    for (const auto& [index, hide] : hidden)
-        if (const PF_Err err = ShowParameter(in, index, hide)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, hidden);
 }
 
 // Until flag 8 marks it done, the text parameter takes the word of the hidden name popup.
@@ -257,15 +248,11 @@ PF_Err UserChanged(PF_InData* in, PF_OutData* out, PF_ParamDef*[], void* extra) 
         if ((index == kObjectType || index == kLayerType || index == kOpacityFromOpacity) &&
             CheckoutParam(in, kObjectType).u.popup == kLayers3D &&
             (layerType == kLayersNulls || layerType == kLayersAll3D) &&
-            CheckoutParam(in, kOpacityFromOpacity).u.checkbox != 0)
+            CheckedParam(in, kOpacityFromOpacity))
             SetReturnMessage(
                 out, index == kOpacityFromOpacity ? kNullOpacityNote : kNullOpacitySelectedNote);
     }
     return Upkeep(in);
-}
-
-PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
-    return MarkOnce(in, kSeqFlagVisibilityCurrent) ? Upkeep(in) : PF_Err_NONE;
 }
 
 // With 3D layers the result depends on layers other than the effect's own; hosts that hash the
@@ -299,16 +286,15 @@ std::string NameLabel(PF_InData* in, const std::string& text) {
     return LayersNameLabel(objectType, text);
 }
 
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.nameLabel = &NameLabel;
-    h.userChangedParam = &UserChanged;
-    h.updateParamsUI = &UpdateUI;
-    h.dynamicFlags = &DynamicFlags;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &Upkeep,
+    .visibilityOnce = true,
+    .userChangedParam = &UserChanged,
+    .nameLabel = &NameLabel,
+    .dynamicFlags = &DynamicFlags,
+};
 
 }  // namespace
 

@@ -6,6 +6,8 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamValues.h"
+#include "host/ParamVisibility.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "sources/SourceEntries.h"
@@ -89,10 +91,6 @@ constexpr ParamSpec kTable[] = {
 };
 static_assert(sizeof kTable / sizeof kTable[0] == 24);
 
-bool Checked(PF_InData* in, int32_t index) {
-    return CheckoutParam(in, index).u.checkbox != 0;
-}
-
 // The file of this frame: the footage of the chosen layer, or one file of its sequence. Empty
 // when no layer is chosen, it has no files, or the sequence has ended ("Do Nothing").
 std::string FrameFile(PF_InData* in, uint32_t layerId, int32_t afterSequence) {
@@ -119,26 +117,26 @@ std::string FrameFile(PF_InData* in, uint32_t layerId, int32_t afterSequence) {
 
 ObjSettings ReadSettings(PF_InData* in) {
     ObjSettings s;
-    s.uniformScale = Checked(in, kUniformScale);
-    s.invert[0] = Checked(in, kInvertX);
-    s.invert[1] = Checked(in, kInvertY);
-    s.invert[2] = Checked(in, kInvertZ);
+    s.uniformScale = CheckedParam(in, kUniformScale);
+    s.invert[0] = CheckedParam(in, kInvertX);
+    s.invert[1] = CheckedParam(in, kInvertY);
+    s.invert[2] = CheckedParam(in, kInvertZ);
     const int32_t scaleParams[3] = {kScaleX, kScaleY, kScaleZ};
     for (int a = 0; a < 3; ++a) {
         s.scale[a] =
             CheckoutParam(in, s.uniformScale ? kScaleX : scaleParams[a]).u.floatValue / 100.0;
         if (s.invert[a]) s.scale[a] = -s.scale[a];
     }
-    s.rotation[0] = CheckoutParam(in, kRotateX).u.fixed / 65536.0;
-    s.rotation[1] = CheckoutParam(in, kRotateY).u.fixed / 65536.0;
-    s.rotation[2] = CheckoutParam(in, kRotateZ).u.fixed / 65536.0;
+    s.rotation[0] = FixedParam(in, kRotateX);
+    s.rotation[1] = FixedParam(in, kRotateY);
+    s.rotation[2] = FixedParam(in, kRotateZ);
     const PF_ParamDef center = CheckoutParam(in, kCenterXY);
-    s.center[0] = float(center.u.point[0] / 65536.0 * in->downsample_x.den / in->downsample_x.num);
-    s.center[1] = float(center.u.point[1] / 65536.0 * in->downsample_y.den / in->downsample_y.num);
+    s.center[0] = float(FullResolutionX(in, center.u.point[0]));
+    s.center[1] = float(FullResolutionY(in, center.u.point[1]));
     s.center[2] = float(CheckoutParam(in, kCenterZ).u.floatValue);
-    s.resolution = CheckoutParam(in, kResolution).u.fixed / 65536.0 / 100.0;
-    s.importFacets = Checked(in, kImportFacets);
-    s.isSequence = Checked(in, kIsSequence);
+    s.resolution = PercentParam(in, kResolution);
+    s.importFacets = CheckedParam(in, kImportFacets);
+    s.isSequence = CheckedParam(in, kIsSequence);
     s.afterSequence = CheckoutParam(in, kAfterSequence).u.popup;
     s.textureMode = CheckoutParam(in, kTextureMode).u.popup;
     s.group = CheckoutParam(in, kGroup).u.popup;
@@ -146,7 +144,7 @@ ObjSettings ReadSettings(PF_InData* in) {
     s.color[0] = color.red / 255.0f;
     s.color[1] = color.green / 255.0f;
     s.color[2] = color.blue / 255.0f;
-    s.color[3] = float(CheckoutParam(in, kOpacity).u.fixed / 65536.0 / 100.0);
+    s.color[3] = float(PercentParam(in, kOpacity));
     s.layerId = uint32_t(CheckoutParam(in, kLayer).u.layerId);
     s.path = FrameFile(in, s.layerId, s.afterSequence);
     return s;
@@ -166,49 +164,31 @@ ObjMesh Build(PF_InData* in, const ObjSettings& s) {
     return mesh;
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(static_cast<int16_t>(CheckoutParam(in, kGroup).u.popup));
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
-        case kObjMixHash:
-            MixHashInto(m, ObjHash(ReadSettings(in)));
-            return PF_Err_NONE;
-        default: {
-            const ObjSettings s = ReadSettings(in);
-            m.setPayloadInt(0);
-            m.setPayloadGroup(static_cast<int16_t>(s.group));
-            AppendObj(s, Build(in, s), *m.geometry);
-            return PF_Err_NONE;
-        }
-    }
+uint64_t Hash(PF_InData* in, ObjectMessage&) {
+    return ObjHash(ReadSettings(in));
 }
+
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
+    const ObjSettings s = ReadSettings(in);
+    m.setPayloadInt(0);
+    m.setPayloadGroup(static_cast<int16_t>(s.group));
+    AppendObj(s, Build(in, s), *m.geometry);
+    return PF_Err_NONE;
+}
+
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &Hash};
 
 // With a uniform scale the first scale reads "OBJ Scale" and the other two are hidden; the
 // sequence box stays hidden (the import sets it) and its end behaviour shown.
 PF_Err UpdateVisibility(PF_InData* in) {
-    const bool uniform = Checked(in, kUniformScale);
+    const bool uniform = CheckedParam(in, kUniformScale);
     SuiteCache suites(in);
     if (const PF_Err err =
             suites->setParamName(in->effect_ref, kScaleX, uniform ? "OBJ Scale" : "OBJ X Scale"))
         return err;
-    const std::pair<int32_t, bool> hidden[] = {
+    const ParamRule hidden[] = {
         {kScaleY, uniform}, {kScaleZ, uniform}, {kIsSequence, true}, {kAfterSequence, false}};
-    for (const auto& [index, hide] : hidden)
-        if (const PF_Err err = ShowParameter(in, index, hide)) return err;
-    return PF_Err_NONE;
-}
-
-PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
-    return UpdateVisibility(in);
-}
-
-PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
-    return MarkOnce(in, kSeqFlagVisibilityCurrent) ? UpdateVisibility(in) : PF_Err_NONE;
+    return ShowParameters(in, hidden);
 }
 
 PF_Err DoDialog(PF_InData* in, PF_OutData* out) {
@@ -219,16 +199,14 @@ PF_Err Resetup(PF_InData* in, PF_OutData* out) {
     return ObjSequenceResetup(in, out, kLayer);
 }
 
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.doDialog = &DoDialog;
-    h.sequenceResetup = &Resetup;
-    h.userChangedParam = &UserChanged;
-    h.updateParamsUI = &UpdateUI;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &UpdateVisibility,
+    .visibilityOnce = true,
+    .sequenceResetup = &Resetup,
+    .doDialog = &DoDialog,
+};
 
 }  // namespace
 

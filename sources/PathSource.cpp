@@ -5,6 +5,8 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamValues.h"
+#include "host/ParamVisibility.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "host/TextParam.h"
@@ -109,7 +111,7 @@ static_assert(sizeof kTable / sizeof kTable[0] == 35);
 const std::vector<std::string> kNameWords = {"Mask", "Tavrin", "Network"};
 
 float Degrees(PF_InData* in, int32_t index) {
-    return float(CheckoutParam(in, index).u.fixed / 65536.0);
+    return float(FixedParam(in, index));
 }
 
 PathSettings ReadSettings(PF_InData* in) {
@@ -117,33 +119,33 @@ PathSettings ReadSettings(PF_InData* in) {
     SuiteCache suites(in);
     HostServices& host = suites.host();
     s.namePrefix = ReadTextParam(host, CheckoutParam(in, kNameText).u.arbData);
-    s.eachMaskSeparate = CheckoutParam(in, kSeparate).u.checkbox != 0;
-    s.subdivide = CheckoutParam(in, kSubdivide).u.checkbox != 0;
+    s.eachMaskSeparate = CheckedParam(in, kSeparate);
+    s.subdivide = CheckedParam(in, kSubdivide);
     s.pointsPerMask = CheckoutParam(in, kPoints).u.slider;
-    s.getText = CheckoutParam(in, kFromText).u.checkbox != 0;
-    s.getColor = CheckoutParam(in, kGetColor).u.checkbox != 0;
-    s.getOpacity = CheckoutParam(in, kGetOpacity).u.checkbox != 0;
+    s.getText = CheckedParam(in, kFromText);
+    s.getColor = CheckedParam(in, kGetColor);
+    s.getOpacity = CheckedParam(in, kGetOpacity);
     const PF_Pixel8 color = CheckoutParam(in, kColor).u.color;
     s.color[0] = color.red / 255.0f;
     s.color[1] = color.green / 255.0f;
     s.color[2] = color.blue / 255.0f;
-    s.color[3] = float(CheckoutParam(in, kOpacity).u.fixed / 65536.0 / 100.0);
+    s.color[3] = float(PercentParam(in, kOpacity));
     s.copies = CheckoutParam(in, kCopies).u.slider;
     s.extrudeDepth = CheckoutParam(in, kExtrudeDepth).u.floatValue;
     s.direction = CheckoutParam(in, kDirection).u.popup;
     s.scaleX = double(in->downsample_x.num) / double(in->downsample_x.den);
     s.scaleY = double(in->downsample_y.num) / double(in->downsample_y.den);
     const PF_ParamDef center = CheckoutParam(in, kCenterXY);
-    s.rotationCenter[0] = center.u.point[0] / 65536.0 / s.scaleX;
-    s.rotationCenter[1] = center.u.point[1] / 65536.0 / s.scaleY;
+    s.rotationCenter[0] = FixedToDouble(center.u.point[0]) / s.scaleX;
+    s.rotationCenter[1] = FixedToDouble(center.u.point[1]) / s.scaleY;
     s.rotationCenter[2] = CheckoutParam(in, kCenterZ).u.floatValue;
     s.startAngle[0] = Degrees(in, kXStart), s.endAngle[0] = Degrees(in, kXEnd);
     s.startAngle[1] = Degrees(in, kYStart), s.endAngle[1] = Degrees(in, kYEnd);
     s.startAngle[2] = Degrees(in, kZStart), s.endAngle[2] = Degrees(in, kZEnd);
     s.startScale = float(CheckoutParam(in, kStartScale).u.floatValue);
     s.endScale = float(CheckoutParam(in, kEndScale).u.floatValue);
-    s.generateFacets = CheckoutParam(in, kFacets).u.checkbox != 0;
-    s.generateCaps = CheckoutParam(in, kCaps).u.checkbox != 0;
+    s.generateFacets = CheckedParam(in, kFacets);
+    s.generateCaps = CheckedParam(in, kCaps);
     s.group = CheckoutParam(in, kGroup).u.popup;
     try {
         const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
@@ -186,32 +188,25 @@ std::vector<PathInput> ReadPaths(PF_InData* in, const PathSettings& s) {
     return paths;
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(static_cast<int16_t>(CheckoutParam(in, kGroup).u.popup));
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
-        case kObjMixHash: {
-            const PathSettings s = ReadSettings(in);
-            PathSettings points = s;
-            points.generateCaps = false;  // the points decide the hash; the caps follow them
-            MixHashInto(m, PathHash(s, BuildPathObject(points, ReadPaths(in, s))));
-            return PF_Err_NONE;
-        }
-        default: {
-            const PathSettings s = ReadSettings(in);
-            const PathObject o = BuildPathObject(s, ReadPaths(in, s));
-            SuiteCache suites(in);
-            for (const std::string& line : o.messages) suites.host().diagnostic(line);
-            m.setPayloadInt(0);
-            m.setPayloadGroup(static_cast<int16_t>(s.group));
-            AppendPathObject(s, o, *m.geometry);
-            return PF_Err_NONE;
-        }
-    }
+uint64_t Hash(PF_InData* in, ObjectMessage&) {
+    const PathSettings s = ReadSettings(in);
+    PathSettings points = s;
+    points.generateCaps = false;  // the points decide the hash; the caps follow them
+    return PathHash(s, BuildPathObject(points, ReadPaths(in, s)));
 }
+
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
+    const PathSettings s = ReadSettings(in);
+    const PathObject o = BuildPathObject(s, ReadPaths(in, s));
+    SuiteCache suites(in);
+    for (const std::string& line : o.messages) suites.host().diagnostic(line);
+    m.setPayloadInt(0);
+    m.setPayloadGroup(static_cast<int16_t>(s.group));
+    AppendPathObject(s, o, *m.geometry);
+    return PF_Err_NONE;
+}
+
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &Hash};
 
 // The legacy text kept after the sequence record, for the popup's Custom row.
 std::string RecordText(PF_InData* in) {
@@ -224,16 +219,14 @@ std::string RecordText(PF_InData* in) {
 }
 
 PF_Err UpdateVisibility(PF_InData* in) {
-    const std::pair<int32_t, bool> hidden[] = {
-        {kColor, CheckoutParam(in, kGetColor).u.checkbox != 0},
-        {kOpacity, CheckoutParam(in, kGetOpacity).u.checkbox != 0},
-        {kPoints, CheckoutParam(in, kSubdivide).u.checkbox == 0},
+    const ParamRule hidden[] = {
+        {kColor, CheckedParam(in, kGetColor)},
+        {kOpacity, CheckedParam(in, kGetOpacity)},
+        {kPoints, !CheckedParam(in, kSubdivide)},
         {kNamePopup, true},
         {kSeparate, true},
     };
-    for (const auto& [index, hide] : hidden)
-        if (const PF_Err err = ShowParameter(in, index, hide)) return err;
-    return PF_Err_NONE;
+    return ShowParameters(in, hidden);
 }
 
 // Until flag 8 marks it done, the text parameter takes the word of the hidden name popup.
@@ -251,28 +244,18 @@ PF_Err Upkeep(PF_InData* in) {
     return err ? err : hide;
 }
 
-PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
-    return Upkeep(in);
-}
-
-PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
-    return MarkOnce(in, kSeqFlagVisibilityCurrent) ? Upkeep(in) : PF_Err_NONE;
-}
-
 // An empty name takes every mask, and shows so.
 std::string NameLabel(PF_InData*, const std::string& text) {
     return text.empty() ? "<All Masks>" : text;
 }
 
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.nameLabel = &NameLabel;
-    h.userChangedParam = &UserChanged;
-    h.updateParamsUI = &UpdateUI;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &Upkeep,
+    .visibilityOnce = true,
+    .nameLabel = &NameLabel,
+};
 
 }  // namespace
 

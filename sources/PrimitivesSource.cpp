@@ -4,6 +4,8 @@
 
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
+#include "host/ParamValues.h"
+#include "host/ParamVisibility.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "sources/SourceEntries.h"
@@ -84,17 +86,17 @@ PrimitiveSettings ReadSettings(PF_InData* in) {
     s.sphereLayers = CheckoutParam(in, kLayers).u.slider;
     s.primitiveType = static_cast<uint16_t>(CheckoutParam(in, kType).u.popup);
     const PF_ParamDef center = CheckoutParam(in, kCenterXY);
-    s.center[0] = float(center.u.point[0] / 65536.0 * in->downsample_x.den / in->downsample_x.num);
-    s.center[1] = float(center.u.point[1] / 65536.0 * in->downsample_y.den / in->downsample_y.num);
+    s.center[0] = float(FullResolutionX(in, center.u.point[0]));
+    s.center[1] = float(FullResolutionY(in, center.u.point[1]));
     s.center[2] = float(CheckoutParam(in, kCenterZ).u.floatValue);
-    s.rotation[0] = float(CheckoutParam(in, kRotateX).u.fixed / 65536.0);
-    s.rotation[1] = float(CheckoutParam(in, kRotateY).u.fixed / 65536.0);
-    s.rotation[2] = float(CheckoutParam(in, kRotateZ).u.fixed / 65536.0);
+    s.rotation[0] = float(FixedParam(in, kRotateX));
+    s.rotation[1] = float(FixedParam(in, kRotateY));
+    s.rotation[2] = float(FixedParam(in, kRotateZ));
     const PF_Pixel8 color = CheckoutParam(in, kColor).u.color;
     s.color[0] = color.red / 255.0f;
     s.color[1] = color.green / 255.0f;
     s.color[2] = color.blue / 255.0f;
-    s.color[3] = float(CheckoutParam(in, kOpacity).u.fixed / 65536.0 / 100.0);
+    s.color[3] = float(PercentParam(in, kOpacity));
     s.group = static_cast<uint16_t>(CheckoutParam(in, kGroup).u.popup);
     s.faceMode = CheckoutParam(in, kFaces).u.popup;
     // Records converted from the older format (flag 2) keep the old sphere size.
@@ -107,50 +109,32 @@ PrimitiveSettings ReadSettings(PF_InData* in) {
     return s;
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(static_cast<int16_t>(CheckoutParam(in, kGroup).u.popup));
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
-        case kObjMixHash:
-            MixHashInto(m, PrimitiveHash(ReadSettings(in)));
-            return PF_Err_NONE;
-        default: {
-            const PrimitiveSettings s = ReadSettings(in);
-            m.setPayloadInt(0);
-            m.setPayloadGroup(static_cast<int16_t>(s.group));
-            AppendPrimitive(s, GeneratePrimitive(s), *m.geometry);
-            return PF_Err_NONE;
-        }
-    }
+uint64_t Hash(PF_InData* in, ObjectMessage&) {
+    return PrimitiveHash(ReadSettings(in));
 }
+
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
+    const PrimitiveSettings s = ReadSettings(in);
+    m.setPayloadInt(0);
+    m.setPayloadGroup(static_cast<int16_t>(s.group));
+    AppendPrimitive(s, GeneratePrimitive(s), *m.geometry);
+    return PF_Err_NONE;
+}
+
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &Hash};
 
 PF_Err UpdateVisibility(PF_InData* in) {
     const bool sphere = CheckoutParam(in, kType).u.popup == kPrimitiveSphere;
-    if (const PF_Err err = ShowParameter(in, kCubeGroup, sphere)) return err;
-    return ShowParameter(in, kSphereGroup, !sphere);
+    const ParamRule rules[] = {{kCubeGroup, sphere}, {kSphereGroup, !sphere}};
+    return ShowParameters(in, rules);
 }
 
-PF_Err UserChanged(PF_InData* in, PF_OutData*, PF_ParamDef*[], void*) {
-    return UpdateVisibility(in);
-}
-
-PF_Err UpdateUI(PF_InData* in, PF_OutData*, PF_ParamDef*[]) {
-    return MarkOnce(in, kSeqFlagVisibilityCurrent) ? UpdateVisibility(in) : PF_Err_NONE;
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    h.userChangedParam = &UserChanged;
-    h.updateParamsUI = &UpdateUI;
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .visibility = &UpdateVisibility,
+    .visibilityOnce = true,
+};
 
 }  // namespace
 

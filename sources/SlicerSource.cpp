@@ -10,6 +10,7 @@
 #include "host/EffectTemplate.h"
 #include "host/ParamBuilders.h"
 #include "host/ParamHash.h"
+#include "host/ParamValues.h"
 #include "host/SuiteCache.h"
 #include "sources/SourceEntries.h"
 
@@ -52,11 +53,11 @@ SlicerSettings Read(PF_InData* in) {
     SlicerSettings s;
     s.from = CheckoutParam(in, kFromLayer).u.layerId;
     s.to = CheckoutParam(in, kToLayer).u.layerId;
-    s.flip = CheckoutParam(in, kFlip).u.checkbox != 0;
+    s.flip = CheckedParam(in, kFlip);
     s.maxDistance = float(CheckoutParam(in, kMaxDistance).u.floatValue);
     const PF_Pixel8 c = CheckoutParam(in, kColor).u.color;
     s.color[0] = c.red / 255.0f, s.color[1] = c.green / 255.0f, s.color[2] = c.blue / 255.0f;
-    s.color[3] = float(FixedToDouble(CheckoutParam(in, kOpacity).u.fixed) / 100.0);
+    s.color[3] = float(PercentParam(in, kOpacity));
     s.group = CheckoutParam(in, kGroup).u.popup;
     return s;
 }
@@ -84,7 +85,7 @@ AABBTreePoly MeshTree(const GeometryStore& g) {
     return BuildAABBTree(std::move(points), polys);
 }
 
-PF_Err Contribute(PF_InData* in, ObjectMessage& m) {
+PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
     SuiteCache suites(in);
     HostServices& host = suites.host();
     const SlicerSettings s = Read(in);
@@ -196,32 +197,13 @@ uint64_t Hash(PF_InData* in, ObjectMessage& m) {
     return h.value();
 }
 
-PF_Err Message(PF_InData* in, PF_OutData*, ObjectMessage& m) {
-    switch (m.command) {
-        case kObjGetGroup:
-            m.setPayloadGroup(static_cast<int16_t>(CheckoutParam(in, kGroup).u.popup));
-            return PF_Err_NONE;
-        case kObjGetTarget:
-            return PF_Err_NONE;
-        case kObjSetGroup:
-            return WriteGroupPopup(in, kTable[kGroup], m.payloadGroup());
-        case kObjMixHash:
-            MixHashInto(m, Hash(in, m));
-            return PF_Err_NONE;
-        default:
-            return Contribute(in, m);
-    }
-}
-
-SubEffectHandlers MakeHandlers() {
-    SubEffectHandlers h;
-    h.message = &Message;
-    // The slicer's about box reuses the instances source's name and description.
-    h.aboutName = "Tavrin Instances Object";
-    h.aboutDescription = "Creates Instances from Existing Tavrin Objects";
-    return h;
-}
-const SubEffectHandlers kHandlers = MakeHandlers();
+const GroupHooks kGroupHooks{.groupPopup = &kTable[kGroup], .hash = &Hash};
+// The slicer's about box reuses the instances source's name and description.
+const SubEffectHandlers kHandlers{
+    .message = &Contribute,
+    .group = &kGroupHooks,
+    .aboutName = "Tavrin Instances Object",
+    .aboutDescription = "Creates Instances from Existing Tavrin Objects"};
 
 }  // namespace
 
