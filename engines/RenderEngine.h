@@ -145,6 +145,32 @@ class TV_Base_Render : public AEBase {
         return PF_Err_NONE;
     }
 
+    // The tiled draw of one call, the same for every software engine: the world cut into
+    // kTileGrid x kTileGrid tiles, the records projected once and handed to the tiles they reach
+    // (projectIntoTiles, with `project`, `inColumn` and `inRow` as there), then every tile on the
+    // host's threads calling `drawTile(tile, forEach)`, where forEach(fn) calls fn with each of
+    // the tile's records in order. Both stages are timed when a caller asked.
+    template <class Record, class Project, class InColumn, class InRow, class DrawTile>
+    PF_Err drawTiled(const std::vector<Record>& records, const Project& project,
+                     const InColumn& inColumn, const InRow& inRow, const DrawTile& drawTile) const {
+        if (records.empty()) return PF_Err_NONE;
+        Clock::time_point start = Clock::now();
+        std::vector<ScanTile> tiles;
+        splitIntoTiles(*world_, kTileGrid, tiles);
+        if (tiles.empty()) return PF_Err_NONE;
+        TiledRecords<Record> tiled;
+        const PF_Err projectErr =
+            projectIntoTiles(records, tiles, kTileGrid, project, inColumn, inRow, tiled);
+        if (projectErr) return projectErr;
+        start = addTime(&EngineTimes::projectSeconds, start);
+        const PF_Err err = runTiles(tiles, [&](const ScanTile& tile) {
+            const auto t = size_t(&tile - tiles.data());
+            drawTile(tile, [&](const auto& fn) { tiled.forEachInTile(t, fn); });
+        });
+        addTime(&EngineTimes::tileSeconds, start);
+        return err;
+    }
+
     HostServices* host_;
     PF_EffectWorld* world_;
     int32_t bitDepth_;
