@@ -88,19 +88,18 @@ PF_Err RunStack(PF_InData* in, PF_OutData* out, HostServices& host, const MainPa
         host.convertEffectToCompTime(in->effect_ref, in->current_time, in->time_scale);
     PF_Err drawErr = PF_Err_NONE;
     for (AEGP_LayerH l : layers) {
-        ObjectMessage message;
-        if (const PF_Err e = InitObjectMessage(message)) return e;
-        const PF_Err status = Gather(host, l, time, message);
+        ScopedObjectMessage message;
+        if (const PF_Err e = message.status()) return e;
+        const PF_Err status = Gather(host, l, time, *message);
         if (status == kLoopGuardStatus)
             AppendMessage(out, kInfiniteLoopMessage);
         else if (status && gatherError && !*gatherError)
             *gatherError = status;
-        if (!drawErr) drawErr = DrawMessage(in, host, message, v, engines);
+        if (!drawErr) drawErr = DrawMessage(in, host, *message, v, engines);
         for (TV_Base_Render* engine : {engines.points, engines.lines, engines.triangles}) {
             if (!engine->pendingError().empty()) AppendMessage(out, engine->pendingError());
             engine->pendingError().clear();
         }
-        DisposeObjectMessage(message);
     }
     return drawErr;
 }
