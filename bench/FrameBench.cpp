@@ -5,6 +5,7 @@
 #include <tbb/info.h>
 
 #include "host/Gather.h"
+#include "host/ObjectMessage.h"
 #include "standalone/CompRenderer.h"
 #include "standalone/Document.h"
 
@@ -55,11 +56,9 @@ void GatherWithNoise(benchmark::State& state) {
     tv::standalone::LoadDocumentText(doc, "bench.json", host);
     const auto& layer = *host.project().comps[0]->layers[0];
     for (auto _ : state) {
-        tv::ObjectMessage m;
-        tv::InitObjectMessage(m);
-        tv::Gather(host, layer.uid, tv::A_Time{0, 30000}, m);
-        benchmark::DoNotOptimize(m.geometry->positions.data());
-        tv::DisposeObjectMessage(m);
+        tv::ScopedObjectMessage m;
+        tv::Gather(host, layer.uid, tv::A_Time{0, 30000}, *m);
+        benchmark::DoNotOptimize(m->geometry->positions.data());
     }
     state.counters["vertices"] = double(n) * 10000;
 }

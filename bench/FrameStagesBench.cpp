@@ -1,12 +1,14 @@
 // The bundled network example at several vertex counts (the sphere's slices and stacks raised),
 // optionally with one position noise effector. "NetworkFrame" is a whole frame through the comp
 // renderer, as `tavrin render` draws it (no file written). "NetworkStages" drives the same frame
-// step by step the way the main effect's frame driver does, through the same functions, and
-// times each stage where it runs (the counters, in ms per frame):
+// step by step the way the main effect's frame driver does, through the same functions (its
+// engine factory and its draw of a gathered message), and times each stage where it runs (the
+// counters, in ms per frame):
 //   gather      sources, the derived arrays and the jitter (the layer's gather less its effectors)
 //   effectors   the effectors' calls during the gather, timed by the host as it makes them
 //   renderers   the renderers' calls (the lines renderer's neighbour search is here)
-//   feed+sort   draw records from the render items, the depth sort, blurs and usage masks
+//   feed+sort   the camera, draw records from the render items, the depth sort, blurs and usage
+//               masks
 //   projection  the engines projecting the records and finding the tiles each one touches
 //   raster      the engines drawing their tiles
 //   output      unpremultiply, "over" into the comp frame, PNG written to the temp directory
@@ -19,13 +21,12 @@
 #include <cmath>
 #include <filesystem>
 
-#include "engines/AGGEngine.h"
-#include "engines/Feeding.h"
-#include "engines/KDLRender.h"
-#include "host/CameraSnapshot.h"
+#include "engines/EngineFactory.h"
 #include "host/Gather.h"
-#include "main/MainParams.h"
+#include "host/ObjectMessage.h"
 #include "host/Unpremultiply.h"
+#include "main/FrameDraw.h"
+#include "main/MainParams.h"
 #include "standalone/BundledExample.h"
 #include "standalone/CompRenderer.h"
 #include "standalone/ImageOutput.h"
@@ -78,24 +79,25 @@ struct StageTimes {
     double gather = 0, effectors = 0, renderers = 0, feed = 0, project = 0, raster = 0, output = 0;
 };
 
-// One frame the way the main effect's frame driver draws it, with each stage timed.
+// One frame the way the main effect's frame driver draws it, with each stage timed: the gather
+// split into its sources and its renderers, then the driver's own draw of the message into the
+// software engines the driver's factory makes.
 void RunStages(StageHost& host, standalone::Comp& comp, const std::string& png, StageTimes& t) {
     standalone::Layer& layer = *comp.layers.front();
     standalone::EffectInstance& main = *layer.effects.front();
     const A_Time time = comp.frameTime(0);
     standalone::LayerWorld world(layer.width, layer.height, 8);
 
-    ObjectMessage message;
-    InitObjectMessage(message);
+    ScopedObjectMessage message;
     GatherContext root;
     root.host = &host;
     root.layer = layer.uid;
     root.time = time;
     host.effectorSeconds = 0;
     const Clock::time_point t0 = Clock::now();
-    GatherById(root, message, host.layerId(layer.uid), time);
+    GatherById(root, *message, host.layerId(layer.uid), time);
     const Clock::time_point t1 = Clock::now();
-    RunRenderers(root, layer.uid, time, message);
+    RunRenderers(root, layer.uid, time, *message);
     const Clock::time_point t2 = Clock::now();
     t.effectors += host.effectorSeconds;
     t.gather += Seconds(t0, t1) - host.effectorSeconds;
@@ -109,39 +111,19 @@ void RunStages(StageHost& host, standalone::Comp& comp, const std::string& png, 
     in.width = layer.width;
     in.height = layer.height;
     in.sequence_data = main.sequenceData;
-    const CameraSnapshot camera =
-        MakeCameraSnapshot(&in, main.params[kMainNearVanish].value.u.floatValue,
-                           main.params[kMainFarVanish].value.u.floatValue, kLeftHanded);
-    float mv[16], proj[16];
-    for (int i = 0; i < 16; ++i) {
-        mv[i] = float(camera.modelView.m[i]);
-        proj[i] = float(camera.projection.m[i]);
-    }
-    const double scale[3] = {camera.normalizeX, camera.normalizeY, camera.normalizeZ};
-    const double viewport[4] = {0, 0, camera.width, camera.height};
-    KDLRender points(&host, &world.world, 8);
-    AGGEngine lines(&host, &world.world, 8);
+    MainParamValues params;
+    CheckoutMainParams(&in, host, params);
+    const FrameEngines engines = MakeFrameEngines(
+        EngineRequest{EnginePath::kSoftware, &host, &world.world, 8, 0, 0, nullptr});
     EngineTimes engineTimes;
-    for (TV_Base_Render* e :
-         {static_cast<TV_Base_Render*>(&points), static_cast<TV_Base_Render*>(&lines)}) {
-        e->setRenderParams(scale, viewport, mv, proj, camera.forward);
-        e->times = &engineTimes;
-    }
+    for (const auto& engine : engines.owned) engine->times = &engineTimes;
     const Clock::time_point t3 = Clock::now();
-    GeometryStore& store = *message.geometry;
-    store.blurs.assign(store.positions.size(), 0.0f);
-    std::vector<RenderItem>& items = message.renders->items;
-    const UsageMasks masks = BuildUsageMasks(items, store.positions.size());
-    for (RenderItem& item : items) {
-        FeedItem(points, lines, lines, item, store, masks);
-        FreeRenderItem(item);
-    }
-    items.clear();
+    DrawMessage(&in, host, *message, params, engines);
     const Clock::time_point t4 = Clock::now();
+    CheckinMainParams(&in, host, params);
     t.project += engineTimes.projectSeconds;
     t.raster += engineTimes.tileSeconds;
     t.feed += Seconds(t3, t4) - engineTimes.projectSeconds - engineTimes.tileSeconds;
-    DisposeObjectMessage(message);
 
     const Clock::time_point t5 = Clock::now();
     UnpremultiplyWorld(&host, world.world);

@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "host/Gather.h"
+#include "host/ObjectMessage.h"
 #include "standalone/Document.h"
 #include "standalone/GeometryExport.h"
 
@@ -38,15 +39,15 @@ int RunGeometryCommand(const GeometryOptions& o) {
         if (o.frame < 0 || o.frame >= std::max<int64_t>(frames, 1))
             throw std::runtime_error(
                 fmt::format("--frame {} is outside the comp's frames 0-{}", o.frame, frames - 1));
-        ObjectMessage message;
-        InitObjectMessage(message);
-        const PF_Err status = Gather(host, layer->uid, comp->frameTime(o.frame), message);
-        if (status == kLoopGuardStatus) fmt::print(stderr, "note: {}\n", kInfiniteLoopMessage);
         std::ostringstream text;
-        if (o.format == "json") standalone::WriteGeometryJson(text, message);
-        if (o.format == "ply") standalone::WriteGeometryPly(text, *message.geometry);
-        if (o.format == "csv") standalone::WriteGeometryCsv(text, *message.geometry);
-        DisposeObjectMessage(message);
+        {
+            ScopedObjectMessage message;
+            const PF_Err status = Gather(host, layer->uid, comp->frameTime(o.frame), *message);
+            if (status == kLoopGuardStatus) fmt::print(stderr, "note: {}\n", kInfiniteLoopMessage);
+            if (o.format == "json") standalone::WriteGeometryJson(text, *message);
+            if (o.format == "ply") standalone::WriteGeometryPly(text, *message->geometry);
+            if (o.format == "csv") standalone::WriteGeometryCsv(text, *message->geometry);
+        }
         if (o.output.empty()) {
             std::cout << text.str();
             return 0;

@@ -402,50 +402,25 @@ void AGGEngine::drawTrianglesInTile(const std::vector<DrawTriangle>& triangles,
 }
 
 PF_Err AGGEngine::drawLines(std::vector<DrawLine>& lines) {
-    if (lines.empty()) return PF_Err_NONE;
     if (bitDepth_ != 8 && bitDepth_ != 32) return PF_Err_NONE;
-    Clock::time_point start = Clock::now();
-    std::vector<ScanTile> tiles;
-    splitIntoTiles(*world_, kTileGrid, tiles);
-    if (tiles.empty()) return PF_Err_NONE;
-    // Project once, and hand each tile only the lines that reach into it (the test every tile
-    // makes first); every tile then draws its lines in order.
-    TiledRecords<DrawLine> tiled;
-    const PF_Err projectErr = projectIntoTiles(
-        lines, tiles, kTileGrid, [this](DrawLine& l) { return projectLine(l); },
-        &LineTouchesColumns, &LineTouchesRows, tiled);
-    if (projectErr) return projectErr;
-    start = addTime(&EngineTimes::projectSeconds, start);
-    const PF_Err err = runTiles(tiles, [&](const ScanTile& tile) {
-        const auto t = size_t(&tile - tiles.data());
-        DrawLinesInTile(
-            *world_, bitDepth_, perspectiveSizes,
-            [&](const auto& fn) { tiled.forEachInTile(t, fn); }, tile);
-    });
-    addTime(&EngineTimes::tileSeconds, start);
-    return err;
+    // Each tile gets only the lines that reach into it (the test every tile makes first) and
+    // draws them in order.
+    return drawTiled(
+        lines, [this](DrawLine& l) { return projectLine(l); }, &LineTouchesColumns,
+        &LineTouchesRows,
+        [&](const ScanTile& tile, const auto& forEach) {
+            DrawLinesInTile(*world_, bitDepth_, perspectiveSizes, forEach, tile);
+        });
 }
 
 PF_Err AGGEngine::drawTriangles(std::vector<DrawTriangle>& triangles) {
-    if (triangles.empty()) return PF_Err_NONE;
     if (bitDepth_ != 8 && bitDepth_ != 32) return PF_Err_NONE;
-    Clock::time_point start = Clock::now();
-    std::vector<ScanTile> tiles;
-    splitIntoTiles(*world_, kTileGrid, tiles);
-    if (tiles.empty()) return PF_Err_NONE;
-    TiledRecords<DrawTriangle> tiled;
-    const PF_Err projectErr = projectIntoTiles(
-        triangles, tiles, kTileGrid, [this](DrawTriangle& t) { return projectTriangle(t); },
-        &TriangleTouchesColumns, &TriangleTouchesRows, tiled);
-    if (projectErr) return projectErr;
-    start = addTime(&EngineTimes::projectSeconds, start);
-    const PF_Err err = runTiles(tiles, [&](const ScanTile& tile) {
-        const auto t = size_t(&tile - tiles.data());
-        DrawTrianglesInTile(
-            *world_, bitDepth_, [&](const auto& fn) { tiled.forEachInTile(t, fn); }, tile);
-    });
-    addTime(&EngineTimes::tileSeconds, start);
-    return err;
+    return drawTiled(
+        triangles, [this](DrawTriangle& t) { return projectTriangle(t); }, &TriangleTouchesColumns,
+        &TriangleTouchesRows,
+        [&](const ScanTile& tile, const auto& forEach) {
+            DrawTrianglesInTile(*world_, bitDepth_, forEach, tile);
+        });
 }
 
 }  // namespace tv

@@ -235,16 +235,10 @@ void KDLRender::drawPointInTile(const DrawPoint& p, const ScanTile& tile) const 
 }
 
 PF_Err KDLRender::drawPoints(std::vector<DrawPoint>& points) {
-    if (points.empty()) return PF_Err_NONE;
-    Clock::time_point start = Clock::now();
-    std::vector<ScanTile> tiles;
-    splitIntoTiles(*world_, kTileGrid, tiles);
-    if (tiles.empty()) return PF_Err_NONE;
-    // Project once, and hand each tile only the discs that reach into it (the tests
-    // drawPointInTile starts with); every tile then draws its discs in order.
-    TiledRecords<DrawPoint> tiled;
-    const PF_Err projectErr = projectIntoTiles(
-        points, tiles, kTileGrid, [this](DrawPoint& p) { return projectPoint(p); },
+    // Each tile gets only the discs that reach into it (the tests drawPointInTile starts with)
+    // and draws them in order.
+    return drawTiled(
+        points, [this](DrawPoint& p) { return projectPoint(p); },
         [this](const DrawPoint& p, const ScanTile& tile) {
             return p.color[3] > 0 &&
                    !DiscColumns(p, DiscOf(p, cameraScale).outer, tile, world_->width).empty();
@@ -252,15 +246,9 @@ PF_Err KDLRender::drawPoints(std::vector<DrawPoint>& points) {
         [this](const DrawPoint& p, const ScanTile& tile) {
             return !DiscRows(p, DiscOf(p, cameraScale).outer, tile, world_->height).empty();
         },
-        tiled);
-    if (projectErr) return projectErr;
-    start = addTime(&EngineTimes::projectSeconds, start);
-    const PF_Err err = runTiles(tiles, [&](const ScanTile& tile) {
-        const auto t = size_t(&tile - tiles.data());
-        tiled.forEachInTile(t, [&](const DrawPoint& p) { drawPointInTile(p, tile); });
-    });
-    addTime(&EngineTimes::tileSeconds, start);
-    return err;
+        [this](const ScanTile& tile, const auto& forEach) {
+            forEach([&](const DrawPoint& p) { drawPointInTile(p, tile); });
+        });
 }
 
 void KDLRender::drawLineInTile(const DrawLine& l, const ScanTile& tile) const {
@@ -306,29 +294,17 @@ void KDLRender::drawLineInTile(const DrawLine& l, const ScanTile& tile) const {
 }
 
 PF_Err KDLRender::drawLines(std::vector<DrawLine>& lines) {
-    if (lines.empty()) return PF_Err_NONE;
-    Clock::time_point start = Clock::now();
-    std::vector<ScanTile> tiles;
-    splitIntoTiles(*world_, kTileGrid, tiles);
-    if (tiles.empty()) return PF_Err_NONE;
-    TiledRecords<DrawLine> tiled;
-    const PF_Err projectErr = projectIntoTiles(
-        lines, tiles, kTileGrid, [this](DrawLine& l) { return projectLine(l); },
+    return drawTiled(
+        lines, [this](DrawLine& l) { return projectLine(l); },
         [this](const DrawLine& l, const ScanTile& tile) {
             return l.startSize > 0 && l.endSize > 0 && !LineColumns(l, tile, world_->width).empty();
         },
         [this](const DrawLine& l, const ScanTile& tile) {
             return !LineRows(l, tile, world_->height).empty();
         },
-        tiled);
-    if (projectErr) return projectErr;
-    start = addTime(&EngineTimes::projectSeconds, start);
-    const PF_Err err = runTiles(tiles, [&](const ScanTile& tile) {
-        const auto t = size_t(&tile - tiles.data());
-        tiled.forEachInTile(t, [&](const DrawLine& l) { drawLineInTile(l, tile); });
-    });
-    addTime(&EngineTimes::tileSeconds, start);
-    return err;
+        [this](const ScanTile& tile, const auto& forEach) {
+            forEach([&](const DrawLine& l) { drawLineInTile(l, tile); });
+        });
 }
 
 void ReorderRowsRgbaToArgb(PF_EffectWorld& world, int32_t rowBegin, int32_t rowEnd) {

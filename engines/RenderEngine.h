@@ -1,5 +1,5 @@
 // TV_Base_Render: the abstract engine every back end derives from, with the projection, depth
-// sort and tiling they share.
+// sort and tiling they share; TV_Pass_Render: an engine that draws a frame in passes.
 #pragma once
 
 #include <algorithm>
@@ -145,6 +145,32 @@ class TV_Base_Render : public AEBase {
         return PF_Err_NONE;
     }
 
+    // The tiled draw of one call, the same for every software engine: the world cut into
+    // kTileGrid x kTileGrid tiles, the records projected once and handed to the tiles they reach
+    // (projectIntoTiles, with `project`, `inColumn` and `inRow` as there), then every tile on the
+    // host's threads calling `drawTile(tile, forEach)`, where forEach(fn) calls fn with each of
+    // the tile's records in order. Both stages are timed when a caller asked.
+    template <class Record, class Project, class InColumn, class InRow, class DrawTile>
+    PF_Err drawTiled(const std::vector<Record>& records, const Project& project,
+                     const InColumn& inColumn, const InRow& inRow, const DrawTile& drawTile) const {
+        if (records.empty()) return PF_Err_NONE;
+        Clock::time_point start = Clock::now();
+        std::vector<ScanTile> tiles;
+        splitIntoTiles(*world_, kTileGrid, tiles);
+        if (tiles.empty()) return PF_Err_NONE;
+        TiledRecords<Record> tiled;
+        const PF_Err projectErr =
+            projectIntoTiles(records, tiles, kTileGrid, project, inColumn, inRow, tiled);
+        if (projectErr) return projectErr;
+        start = addTime(&EngineTimes::projectSeconds, start);
+        const PF_Err err = runTiles(tiles, [&](const ScanTile& tile) {
+            const auto t = size_t(&tile - tiles.data());
+            drawTile(tile, [&](const auto& fn) { tiled.forEachInTile(t, fn); });
+        });
+        addTime(&EngineTimes::tileSeconds, start);
+        return err;
+    }
+
     HostServices* host_;
     PF_EffectWorld* world_;
     int32_t bitDepth_;
@@ -155,6 +181,39 @@ class TV_Base_Render : public AEBase {
     float combined_[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
     double viewDirection_[3] = {0, 0, 1};
     std::string pendingError_;
+};
+
+// An engine that draws a frame in passes over its samples into render targets of its own, then
+// composites them and reads the result back into a world: the GL engine. The frame driver's
+// unified path runs it through these calls only.
+class TV_Pass_Render : public TV_Base_Render {
+  public:
+    using TV_Base_Render::TV_Base_Render;
+
+    // The frame's targets: passes accumulated (or multisampled), width x height.
+    virtual void allocateTargets(bool accumulate, int32_t width, int32_t height) = 0;
+    // "Polygon Visibility": 1 both sides, 2 front facing (cull back), 3 back facing (cull front).
+    virtual void setCullMode(int32_t popup) = 0;
+    // A layer's pixels as depth, white at depthNear and dark at depthFar (world units); null
+    // world: no depth map.
+    virtual void prepareDepthLayer(const PF_EffectWorld* layer, float depthNear,
+                                   float depthFar) = 0;
+    // The frame's sample count and blur factor, and each sample's offsets.
+    virtual void prepareSamples(const CameraSnapshot& camera, int32_t sampleCount,
+                                float blurFactor) = 0;
+    // The samples [start, end) that the next renderPasses draws, with the time sample's camera.
+    virtual void setPassRange(const CameraSnapshot& camera, int32_t sampleCount, float blurFactor,
+                              int32_t start, int32_t end) = 0;
+    // Forgets what the last time sample drew, before the next one's records arrive.
+    virtual void clearDrawables() = 0;
+    virtual void renderPasses() = 0;
+    virtual void compositeFrame() = 0;
+    virtual void readBack(PF_EffectWorld& world) = 0;
+
+    // Fades and clip distances in view units (world / the camera's scale).
+    float nearFade = 0, farFade = 0, zNear = 0, zFar = 0;
+    bool applyDof = false;  // lens offsets in the samples (read by prepareSamples)
+    int32_t passesRun = 0;  // passes drawn so far in this frame
 };
 
 // Cuts a segment at the near plane given its two ends' 1/w. Returns 1 when both are in front,

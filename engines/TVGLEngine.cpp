@@ -18,7 +18,7 @@ constexpr float kZero[4] = {0, 0, 0, 0};
 
 TVGLEngine::TVGLEngine(HostServices* host, PF_EffectWorld* world, int32_t bitDepth,
                        const gl::GlGlobals* globals)
-    : TV_Base_Render(host, world, bitDepth), globals_(globals) {
+    : TV_Pass_Render(host, world, bitDepth), globals_(globals) {
     perspectiveSizes = true;
     if (!globals_) return;
     hostContext_ = gl::WrapCurrent();

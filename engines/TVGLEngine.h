@@ -18,7 +18,7 @@
 
 namespace tv {
 
-class TVGLEngine : public TV_Base_Render {
+class TVGLEngine : public TV_Pass_Render {
   public:
     TVGLEngine(HostServices* host, PF_EffectWorld* world, int32_t bitDepth,
                const gl::GlGlobals* globals);
@@ -38,26 +38,20 @@ class TVGLEngine : public TV_Base_Render {
     bool wantsDepthSort() const override { return false; }
     bool isGpu() const override { return true; }
 
-    void allocateTargets(bool accumulate, int32_t width, int32_t height);
-    // "Polygon Visibility": 1 both sides, 2 front facing (cull back), 3 back facing (cull front).
-    void setCullMode(int32_t popup);
-    // A layer's pixels as depth, white at depthNear and dark at depthFar (world units); null
-    // world: no depth map.
-    void prepareDepthLayer(const PF_EffectWorld* layer, float depthNear, float depthFar);
-    void prepareSamples(const CameraSnapshot& camera, int32_t sampleCount, float blurFactor);
+    void allocateTargets(bool accumulate, int32_t width, int32_t height) override;
+    void setCullMode(int32_t popup) override;
+    void prepareDepthLayer(const PF_EffectWorld* layer, float depthNear, float depthFar) override;
+    void prepareSamples(const CameraSnapshot& camera, int32_t sampleCount,
+                        float blurFactor) override;
     void setPassRange(const CameraSnapshot& camera, int32_t sampleCount, float blurFactor,
-                      int32_t start, int32_t end);
-    void clearDrawables();
-    void renderPasses();
-    void compositeFrame();
-    void readBack(PF_EffectWorld& world);
+                      int32_t start, int32_t end) override;
+    void clearDrawables() override;
+    void renderPasses() override;
+    void compositeFrame() override;
+    void readBack(PF_EffectWorld& world) override;
     void releaseTargets();
 
-    // Fades and clip distances in view units (world / the camera's scale).
-    float nearFade = 0, farFade = 0, zNear = 0, zFar = 0;
-    bool applyDof = false;
     bool alphaCorrection = true;
-    int32_t passesRun = 0;  // passes drawn so far in this frame
 
   private:
     // A world size (perspective) or a pixel size at the view depth of `p`, in world units.

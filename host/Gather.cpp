@@ -118,34 +118,32 @@ PF_Err SendMessage(HostServices& host, AEGP_LayerH layer, const A_Time& time,
 
 PF_Err QueryGroups(HostServices& host, AEGP_LayerH layer, const A_Time& time,
                    const std::vector<int32_t>& indices, std::vector<int16_t>& groups) {
-    ObjectMessage message;
-    if (const PF_Err err = InitObjectMessage(message)) return err;
+    ScopedObjectMessage message;
+    if (const PF_Err err = message.status()) return err;
     PF_Err err = PF_Err_NONE;
     for (int32_t index : indices) {
-        message.command = kObjGetGroup;
-        message.setPayloadGroup(-1);
-        const PF_Err e = SendMessage(host, layer, time, message, index, AEGP_EffectFlags_ACTIVE);
+        message->command = kObjGetGroup;
+        message->setPayloadGroup(-1);
+        const PF_Err e = SendMessage(host, layer, time, *message, index, AEGP_EffectFlags_ACTIVE);
         if (!err) err = e;
-        groups.push_back(message.payloadGroup());
+        groups.push_back(message->payloadGroup());
     }
-    DisposeObjectMessage(message);
     return err;
 }
 
 PF_Err QueryInstanceIds(HostServices& host, AEGP_LayerH layer, const A_Time& time,
                         const std::vector<int32_t>& indices, std::vector<std::string>& ids) {
-    ObjectMessage message;
-    if (const PF_Err err = InitObjectMessage(message)) return err;
+    ScopedObjectMessage message;
+    if (const PF_Err err = message.status()) return err;
     PF_Err err = PF_Err_NONE;
     for (int32_t index : indices) {
-        message.command = kObjGetInstanceId;
-        std::memset(message.payload, 0, sizeof message.payload);
+        message->command = kObjGetInstanceId;
+        std::memset(message->payload, 0, sizeof message->payload);
         // Required flags 0: switched-off effects answer too.
-        const PF_Err e = SendMessage(host, layer, time, message, index, 0);
+        const PF_Err e = SendMessage(host, layer, time, *message, index, 0);
         if (!err) err = e;
-        ids.push_back(InstanceIdText(message.payload));
+        ids.push_back(InstanceIdText(message->payload));
     }
-    DisposeObjectMessage(message);
     return err;
 }
 
@@ -160,13 +158,11 @@ PF_Err SetGroupById(HostServices& host, AEGP_LayerH layer, const A_Time& time,
         if (ids[i].size() != instanceId.size() ||
             std::memcmp(ids[i].data(), instanceId.data(), ids[i].size()) != 0)
             continue;
-        ObjectMessage message;
-        if (const PF_Err err = InitObjectMessage(message)) return err;
-        message.command = kObjSetGroup;
-        message.setPayloadGroup(group);
-        const PF_Err err = SendMessage(host, layer, time, message, all[i], 0);
-        DisposeObjectMessage(message);
-        return err;
+        ScopedObjectMessage message;
+        if (const PF_Err err = message.status()) return err;
+        message->command = kObjSetGroup;
+        message->setPayloadGroup(group);
+        return SendMessage(host, layer, time, *message, all[i], 0);
     }
     return PF_Err_NONE;
 }
@@ -276,14 +272,14 @@ PF_Err MixStackHash(HostServices& host, AEGP_LayerH layer, const A_Time& time, P
     host.layerId(layer);
     PF_Err err = PF_Err_NONE;
     for (int32_t i = 0; i < count; ++i) {
-        ObjectMessage message;
-        if (const PF_Err e = InitObjectMessage(message)) return e;
-        message.command = kObjMixHash;
-        message.hash->effectRef = effectRef;
-        message.hash->mixInCallback = mixIn;
-        const PF_Err e = SendMessage(host, layer, time, message, i, AEGP_EffectFlags_ACTIVE);
+        ScopedObjectMessage message;
+        if (const PF_Err e = message.status()) return e;
+        message->command = kObjMixHash;
+        message->hash->effectRef = effectRef;
+        message->hash->mixInCallback = mixIn;
+        const PF_Err e = SendMessage(host, layer, time, *message, i, AEGP_EffectFlags_ACTIVE);
         if (!err) err = e;
-        for (const HashDependency& dep : message.hash->dependencies) {
+        for (const HashDependency& dep : message->hash->dependencies) {
             const AEGP_LayerH other = dep.layer;
             if (!other) continue;
             const uint32_t otherId = host.layerId(other);
@@ -296,7 +292,6 @@ PF_Err MixStackHash(HostServices& host, AEGP_LayerH layer, const A_Time& time, P
                 MixStackHash(host, other, UnpackTime(dep.time), effectRef, mixIn, deeper);
             if (!err) err = r;
         }
-        DisposeObjectMessage(message);
     }
     return err;
 }

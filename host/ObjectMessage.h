@@ -91,6 +91,26 @@ void DisposeObjectMessage(ObjectMessage& message);
 ObjectMessage* NewObjectMessage();
 void DeleteObjectMessage(ObjectMessage* message);
 
+// An ObjectMessage made ready on construction and disposed when it goes out of scope, so that a
+// throw between the two frees its records. `status()` is InitObjectMessage's answer; when it is
+// an error the message holds no records and must not be sent.
+class ScopedObjectMessage {
+  public:
+    ScopedObjectMessage() : status_(InitObjectMessage(message_)) {}
+    ~ScopedObjectMessage() { DisposeObjectMessage(message_); }
+    ScopedObjectMessage(const ScopedObjectMessage&) = delete;
+    ScopedObjectMessage& operator=(const ScopedObjectMessage&) = delete;
+
+    PF_Err status() const { return status_; }
+    ObjectMessage& get() { return message_; }
+    ObjectMessage& operator*() { return message_; }
+    ObjectMessage* operator->() { return &message_; }
+
+  private:
+    ObjectMessage message_;
+    PF_Err status_;
+};
+
 // A time packed into the u64 of requestLayer and addDependency: value in the low word, scale in
 // the high word.
 uint64_t PackTime(const A_Time& t);

@@ -7,56 +7,22 @@
 #include <mutex>
 #include <string>
 
-#include "engines/AGGEngine.h"
-#include "engines/Feeding.h"
-#include "engines/KDLRender.h"
-#include "engines/SVGEngine.h"
+#include "engines/EngineFactory.h"
 #include "engines/SampleCameras.h"
-#include "engines/TVGLEngine.h"
-#include "engines/gl/GlLog.h"
 #include "host/CameraSnapshot.h"
 #include "host/Gather.h"
-#include "main/MainParams.h"
+#include "host/ObjectMessage.h"
 #include "host/ParamHash.h"
 #include "host/SampleTimes.h"
-#include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
 #include "host/TextParam.h"
 #include "host/Unpremultiply.h"
+#include "main/FrameDraw.h"
+#include "main/MainParams.h"
 
 namespace tv {
 
 namespace {
-
-// The parameters of one command, slot 26 (the depth map layer) left out.
-struct MainParamValues {
-    PF_ParamDef p[kMainParamCount];
-    bool checkedOut[kMainParamCount] = {};
-};
-
-// Stops at the first failure; the slots after it stay as they were.
-PF_Err CheckoutAll(PF_InData* in, HostServices& host, MainParamValues& v) {
-    for (int32_t i = 1; i < kMainParamCount; ++i) {
-        if (i == kMainDepthMap) continue;
-        if (host.checkoutParam(in->effect_ref, i, in->current_time, in->time_step, in->time_scale,
-                               &v.p[i]))
-            return PF_Err_OUT_OF_MEMORY;
-        v.checkedOut[i] = true;
-    }
-    return PF_Err_NONE;
-}
-
-// Checks in every slot that was checked out; the first error is kept and the rest still run.
-PF_Err CheckinAll(PF_InData* in, HostServices& host, MainParamValues& v) {
-    PF_Err err = PF_Err_NONE;
-    for (int32_t i = 1; i < kMainParamCount; ++i) {
-        if (!v.checkedOut[i]) continue;
-        const PF_Err e = host.checkinParam(in->effect_ref, &v.p[i]);
-        if (!err) err = e;
-        v.checkedOut[i] = false;
-    }
-    return err;
-}
 
 void AppendMessage(PF_OutData* out, const std::string& text) {
     std::strncat(out->return_msg, text.c_str(), 255 - std::strlen(out->return_msg));
@@ -97,85 +63,11 @@ uint64_t FrameHash(PF_InData* in, HostServices& host, const MainParamValues& v) 
     return h.value();
 }
 
-// The three engine slots of a frame: points and sprites, lines and beams, triangles and facets.
-struct EngineSlots {
-    TV_Base_Render& points;
-    TV_Base_Render& lines;
-    TV_Base_Render& triangles;
-};
-
-// Draws one gathered message with the frame's camera into the engines.
-PF_Err DrawMessage(PF_InData* in, HostServices& host, ObjectMessage& message,
-                   const MainParamValues& v, const EngineSlots& engines) {
-    const CameraSnapshot camera = MakeCameraSnapshot(in, v.p[kMainNearVanish].u.floatValue,
-                                                     v.p[kMainFarVanish].u.floatValue, kLeftHanded);
-    float mv[16], proj[16];
-    for (int i = 0; i < 16; ++i) {
-        mv[i] = float(camera.modelView.m[i]);
-        proj[i] = float(camera.projection.m[i]);
-    }
-    const double scale[3] = {camera.normalizeX, camera.normalizeY, camera.normalizeZ};
-    const double viewport[4] = {0, 0, camera.width, camera.height};
-    bool legacy = false;
-    if (auto* record = static_cast<const SequenceRecord*>(host.lockHandle(in->sequence_data))) {
-        legacy = record->flags & (kSeqFlagFromV1 | kSeqFlagFromV2);
-        host.unlockHandle(in->sequence_data);
-    }
-    if (legacy) host.diagnostic("Legacy Project");
-    for (TV_Base_Render* e : {&engines.points, &engines.lines, &engines.triangles}) {
-        e->setRenderParams(scale, viewport, mv, proj, camera.forward);
-        e->legacyProjection = legacy;
-        e->effectRef = in->effect_ref;
-    }
-
-    // The shading record: the lights that the name filter selects, point lights first, then spot
-    // lights, at this time.
-    ShadingRecord shading;
-    shading.radius = v.p[kMainShadingRadius].u.floatValue;
-    shading.falloff = v.p[kMainShadingFalloff].u.floatValue;
-    shading.bothSides = v.p[kMainShadingMode].u.popup == 2;
-    if (v.p[kMainUseLights].u.checkbox) {
-        shading.enabled = true;
-        const std::string names = ReadTextParam(host, v.p[kMainLightNames].u.arbData);
-        std::vector<SceneLight> lights;
-        CollectLights(in, lights, names, 0.0, AEGP_LightType_POINT);
-        CollectLights(in, lights, names, 0.0, AEGP_LightType_SPOT);
-        for (const SceneLight& l : lights) {
-            ShadingLight s;
-            std::copy(l.position, l.position + 3, s.position);
-            std::copy(l.color, l.color + 3, s.color);
-            s.intensity = l.intensity;
-            shading.lights.push_back(s);
-        }
-    }
-
-    GeometryStore& store = *message.geometry;
-    store.blurs.assign(store.positions.size(), 0.0f);
-    if (v.p[kMainDof].u.popup == 2)
-        camera.fillBlurs(v.p[kMainBlurFactor].u.floatValue, store.positions, store.blurs);
-
-    std::vector<RenderItem>& items = message.renders->items;
-    const UsageMasks masks = BuildUsageMasks(items, store.positions.size());
-    PF_Err err = PF_Err_NONE;
-    for (RenderItem& item : items) {
-        if (item.kind == kRenderFacets && !engines.triangles.isGpu())
-            host.renderNote("facets-skipped",
-                            "facets are drawn only by the unified GL path; the software path "
-                            "leaves them out");
-        if (!err)
-            err = FeedItem(engines.points, engines.lines, engines.triangles, item, store, masks,
-                           &shading);
-        FreeRenderItem(item);
-    }
-    items.clear();
-    return err;
-}
-
 // Gathers and draws each layer of the stack. A frame draws what the gather found even when an
 // effect failed; `gatherError`, when given, receives the first such failure (the export pass
 // stops on it).
 PF_Err RunStack(PF_InData* in, PF_OutData* out, HostServices& host, const MainParamValues& v,
-                const EngineSlots& engines, PF_Err* gatherError = nullptr) {
+                const FrameEngines& engines, PF_Err* gatherError = nullptr) {
     const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
     const AEGP_LayerH layer = host.effectLayer(self);
     host.disposeEffect(self);
@@ -196,19 +88,18 @@ PF_Err RunStack(PF_InData* in, PF_OutData* out, HostServices& host, const MainPa
         host.convertEffectToCompTime(in->effect_ref, in->current_time, in->time_scale);
     PF_Err drawErr = PF_Err_NONE;
     for (AEGP_LayerH l : layers) {
-        ObjectMessage message;
-        if (const PF_Err e = InitObjectMessage(message)) return e;
-        const PF_Err status = Gather(host, l, time, message);
+        ScopedObjectMessage message;
+        if (const PF_Err e = message.status()) return e;
+        const PF_Err status = Gather(host, l, time, *message);
         if (status == kLoopGuardStatus)
             AppendMessage(out, kInfiniteLoopMessage);
         else if (status && gatherError && !*gatherError)
             *gatherError = status;
-        if (!drawErr) drawErr = DrawMessage(in, host, message, v, engines);
-        for (TV_Base_Render* engine : {&engines.points, &engines.lines, &engines.triangles}) {
+        if (!drawErr) drawErr = DrawMessage(in, host, *message, v, engines);
+        for (TV_Base_Render* engine : {engines.points, engines.lines, engines.triangles}) {
             if (!engine->pendingError().empty()) AppendMessage(out, engine->pendingError());
             engine->pendingError().clear();
         }
-        DisposeObjectMessage(message);
     }
     return drawErr;
 }
@@ -247,12 +138,13 @@ bool RenderUnified(PF_InData* in, PF_OutData* out, HostServices& host, const Mai
     // Recursive: a sprite's precomp may hold a GL frame of its own, drawn within this one.
     static std::recursive_mutex oneFrameAtATime;
     std::lock_guard lock(oneFrameAtATime);
-    gl::ScopedLogSink sink([&host](const std::string& line) { host.diagnostic(line); });
-    TVGLEngine engine(&host, &output, bitDepth, &globals);
-    if (!engine.valid()) {
+    const FrameEngines engines = MakeFrameEngines(
+        EngineRequest{EnginePath::kUnified, &host, &output, bitDepth, 0, 0, &globals});
+    if (engines.empty()) {
         host.renderNote("no-gpu", "this render thread could not make a GL context");
         return false;
     }
+    TV_Pass_Render& engine = *engines.passes;
     const auto count = int32_t(f.times.size());
     const int32_t total = SampleBudget(f.quality, f.dof, count, true);
     const CameraSnapshot camera = MakeCameraSnapshot(in, f.nearVanish, f.farVanish, kRightHanded);
@@ -276,7 +168,6 @@ bool RenderUnified(PF_InData* in, PF_OutData* out, HostServices& host, const Mai
     const AEGP_LayerH layer = host.effectLayer(self);
     host.disposeEffect(self);
     const int32_t perPass = total / count;
-    const EngineSlots slots{engine, engine, engine};
     for (int32_t i = 0; i < count && !err; ++i) {
         const A_Time layerTime = host.convertCompToLayerTime(layer, f.times[size_t(i)]);
         PF_InData sample = *in;
@@ -287,7 +178,7 @@ bool RenderUnified(PF_InData* in, PF_OutData* out, HostServices& host, const Mai
         engine.setPassRange(passCamera, total, f.blur, perPass * i, perPass * (i + 1));
         engine.clearDrawables();
         const auto start = std::chrono::steady_clock::now();
-        err = RunStack(&sample, out, host, v, slots);
+        err = RunStack(&sample, out, host, v, engines);
         engine.renderPasses();
         const double secs =
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -296,8 +187,7 @@ bool RenderUnified(PF_InData* in, PF_OutData* out, HostServices& host, const Mai
     }
     engine.compositeFrame();
     engine.readBack(output);
-    host.renderNote("path", "unified GL path (OpenGL " + std::to_string(globals.glVersion / 10) +
-                                "." + std::to_string(globals.glVersion % 10) + ", " +
+    host.renderNote("path", "unified GL path (" + engines.api + ", " +
                                 std::to_string(engine.passesRun) + " passes of " +
                                 std::to_string(total) + " samples)");
     return true;
@@ -309,9 +199,9 @@ uint64_t MainFrameHash(PF_InData* in_data, bool& ok) {
     SuiteCache suites(in_data);
     HostServices& host = suites.host();
     MainParamValues v;
-    ok = !CheckoutAll(in_data, host, v);
+    ok = !CheckoutMainParams(in_data, host, v);
     const uint64_t key = ok ? FrameHash(in_data, host, v) : 0;
-    CheckinAll(in_data, host, v);
+    CheckinMainParams(in_data, host, v);
     return key;
 }
 
@@ -319,21 +209,21 @@ PF_Err MainSvgPass(PF_InData* in_data, PF_OutData* out_data, SvgPass& pass) {
     SuiteCache suites(in_data);
     HostServices& host = suites.host();
     MainParamValues v;
-    if (const PF_Err err = CheckoutAll(in_data, host, v)) {
-        CheckinAll(in_data, host, v);
+    if (const PF_Err err = CheckoutMainParams(in_data, host, v)) {
+        CheckinMainParams(in_data, host, v);
         return err;
     }
     const int32_t w =
         int32_t(double(in_data->width) * in_data->downsample_x.num / in_data->downsample_x.den);
     const int32_t h =
         int32_t(double(in_data->height) * in_data->downsample_y.num / in_data->downsample_y.den);
-    SVGEngine engine(&host, w, h);
+    const FrameEngines engines =
+        MakeFrameEngines(EngineRequest{EnginePath::kSvg, &host, nullptr, 8, w, h, nullptr});
     PF_Err gatherError = PF_Err_NONE;
-    PF_Err err =
-        RunStack(in_data, out_data, host, v, EngineSlots{engine, engine, engine}, &gatherError);
+    PF_Err err = RunStack(in_data, out_data, host, v, engines, &gatherError);
     if (!err) err = gatherError;  // a sub-effect's failure ends the export
-    pass.shapes += engine.shapes();
-    const PF_Err checkin = CheckinAll(in_data, host, v);
+    pass.shapes += *engines.shapes;
+    const PF_Err checkin = CheckinMainParams(in_data, host, v);
     return err ? err : checkin;
 }
 
@@ -347,7 +237,7 @@ PF_Err MainPreRender(PF_InData* in_data, PF_OutData* /*out_data*/, PF_PreRenderE
         int32_t(double(in_data->height) * in_data->downsample_y.num / in_data->downsample_y.den);
     const PF_LRect rect{0, 0, w, h};
     MainParamValues v;
-    const PF_Err checkout = CheckoutAll(in_data, host, v);
+    const PF_Err checkout = CheckoutMainParams(in_data, host, v);
     if (!checkout && in_data->version.major >= 13 && in_data->version.minor >= 8) {
         const uint64_t key = FrameHash(in_data, host, v);
         if (extra->guid_mix_in) extra->guid_mix_in(in_data->effect_ref, 8, &key);
@@ -357,7 +247,7 @@ PF_Err MainPreRender(PF_InData* in_data, PF_OutData* /*out_data*/, PF_PreRenderE
         for (const A_Time& t : SampleTimesOf(in_data, host, v))
             MixStackHash(host, layer, t, in_data->effect_ref, extra->guid_mix_in, {});
     }
-    const PF_Err checkin = CheckinAll(in_data, host, v);
+    const PF_Err checkin = CheckinMainParams(in_data, host, v);
     if (checkout) return PF_Err_OUT_OF_MEMORY;
     auto unite = [&rect](PF_LRect& r) {
         if (r.left >= r.right || r.top >= r.bottom) {
@@ -384,11 +274,11 @@ PF_Err MainSmartRender(PF_InData* in_data, PF_OutData* out_data, PF_SmartRenderE
                              : output->format == PF_PixelFormat_ARGB128 ? 32
                                                                         : 16;
     MainParamValues v;
-    if (const PF_Err err = CheckoutAll(in_data, host, v)) {
-        CheckinAll(in_data, host, v);
+    if (const PF_Err err = CheckoutMainParams(in_data, host, v)) {
+        CheckinMainParams(in_data, host, v);
         return err;
     }
-    if (bitDepth == 16) return CheckinAll(in_data, host, v);  // no pixel path: left as it is
+    if (bitDepth == 16) return CheckinMainParams(in_data, host, v);  // no pixel path: left as it is
 
     const auto start = std::chrono::steady_clock::now();
     std::memset(output->data, 0, size_t(output->rowbytes) * size_t(output->height));
@@ -406,16 +296,16 @@ PF_Err MainSmartRender(PF_InData* in_data, PF_OutData* out_data, PF_SmartRenderE
     if (!unified) {
         // The software path runs the stack once, whatever the quality and motion-blur settings
         // ask: two engines draw into the output in the order of the render items.
-        KDLRender points(&host, output, bitDepth);
-        AGGEngine lines(&host, output, bitDepth);
-        err = RunStack(in_data, out_data, host, v, EngineSlots{points, lines, lines});
+        const FrameEngines engines = MakeFrameEngines(
+            EngineRequest{EnginePath::kSoftware, &host, output, bitDepth, 0, 0, nullptr});
+        err = RunStack(in_data, out_data, host, v, engines);
         host.renderNote("path", "software path");
     }
     UnpremultiplyWorld(&host, *output);
     const double ms =
         std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
     host.diagnostic("Total Render Time: " + std::to_string(ms) + " ms");
-    const PF_Err checkin = CheckinAll(in_data, host, v);
+    const PF_Err checkin = CheckinMainParams(in_data, host, v);
     return err ? err : checkin;
 }
 

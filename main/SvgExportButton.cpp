@@ -40,16 +40,17 @@ std::vector<A_Time> ExportTimes(HostServices& host, const PF_InData* in, AEGP_La
 bool FrameShapes(HostServices& host, AEGP_EffectRefH self, const A_Time& time,
                  std::string& shapes) {
     SvgPass pass;
-    ObjectMessage m;
-    if (InitObjectMessage(m)) return false;
-    m.svgContext = reinterpret_cast<uint64_t>(&pass);
     PF_Err err = PF_Err_NONE;
-    try {
-        err = host.effectCallGeneric(0, self, time, PF_Cmd_COMPLETELY_GENERAL, &m);
-    } catch (const HostErrorCode& e) {
-        err = e.code;
+    {
+        ScopedObjectMessage m;
+        if (m.status()) return false;
+        m->svgContext = reinterpret_cast<uint64_t>(&pass);
+        try {
+            err = host.effectCallGeneric(0, self, time, PF_Cmd_COMPLETELY_GENERAL, &*m);
+        } catch (const HostErrorCode& e) {
+            err = e.code;
+        }
     }
-    DisposeObjectMessage(m);
     shapes = std::move(pass.shapes);
     return err == PF_Err_NONE;
 }

@@ -1,11 +1,13 @@
 // Writing finished frames: 8 bits to PNG with straight alpha, 32-bit float to EXR premultiplied.
-// A file is written under a temporary name and renamed, so a failed or interrupted render never
-// leaves a half-written frame.
+// A file is written whole (standalone/WholeFile.h: under a temporary name, then renamed), so a
+// failed or interrupted render never leaves a half-written frame.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include "standalone/WholeFile.h"
 
 namespace tv::standalone {
 
@@ -36,13 +38,5 @@ std::vector<uint8_t> ToStraight8(const FloatImage& image);
 // Writes PNG (8-bit) or EXR (32-bit float) by the path's extension; throws std::runtime_error
 // with the reason on failure, leaving no file behind.
 void WriteImage(const std::string& path, const FloatImage& image, int32_t bitDepth);
-
-// The hidden name a frame is written under before its rename: ".NAME.tmp<pid>_<n>" in the
-// frame's folder.
-std::string TemporaryFrameName(const std::string& fileName, long pid, int serial);
-
-// Removes the temporary files of `framePath` that processes no longer running left (a render
-// killed mid-frame); a file of a live process is kept. Returns how many were removed.
-size_t RemoveStaleTemporaries(const std::string& framePath);
 
 }  // namespace tv::standalone

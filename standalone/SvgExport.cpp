@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <atomic>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -12,6 +11,7 @@
 
 #include "main/MainParams.h"
 #include "standalone/Document.h"
+#include "standalone/WholeFile.h"
 #include "resources/EffectTable.h"
 
 namespace tv::standalone {
@@ -59,19 +59,6 @@ EffectInstance& ExportingInstance(EmbeddedHost& host, const Comp& comp, const st
     return *chosen;
 }
 
-// A hidden name beside the target that still ends in "svg", so the dialog's rule keeps it.
-fs::path TemporaryPath(const fs::path& target) {
-    static std::atomic<int> serial{0};
-    std::string name(".");
-    name.append(target.filename().string())
-        .append(".tmp")
-        .append(std::to_string(getpid()))
-        .append("_")
-        .append(std::to_string(serial++))
-        .append(".svg");
-    return target.parent_path() / name;
-}
-
 }  // namespace
 
 bool CompCarriesExport(EmbeddedHost& host, const Comp& comp) {
@@ -99,36 +86,32 @@ SvgExportReport ExportSvgFile(EmbeddedHost& host, const Comp& comp, const SvgExp
         throw std::runtime_error("--frame " + std::to_string(o.frame) +
                                  " is outside the comp, which has frames 0-" +
                                  std::to_string(frameCount - 1));
-    const fs::path target(path);
-    if (target.has_parent_path()) fs::create_directories(target.parent_path());
-    const fs::path temp = TemporaryPath(target);
-    // The dialog's answer: the path alone, or path, range and frames per second.
-    std::string answer = temp.string();
-    if (o.sequence) {
-        const int32_t fps = o.fps > 0 ? o.fps : std::max<int32_t>(1, int32_t(std::lround(compFps)));
-        answer += std::string("\n") + (o.workArea ? "1" : "0") + "\n" + std::to_string(fps);
-    }
-    host.queueDialogAnswer("Export SVG", answer);
-    const A_Time time =
-        host.convertCompToLayerTime(layer->uid, comp.frameTime(o.sequence ? 0 : o.frame));
-    PF_UserChangedParamExtra extra;
-    extra.param_index = kMainExportSvg;
-    const PF_Err err = host.callEffect(instance, PF_Cmd_USER_CHANGED_PARAM, time, &extra);
-    std::error_code ec;
-    if (host.pendingDialogAnswers()) {
-        fs::remove(temp, ec);
-        throw std::runtime_error("the \"Export SVG\" button of layer \"" + report.layer +
-                                 "\" asked no question (host code " + std::to_string(err) + ")");
-    }
-    if (!fs::is_regular_file(temp)) {
-        fs::remove(temp, ec);
-        throw std::runtime_error("the export could not write " + temp.string());
-    }
-    fs::rename(temp, target, ec);
-    if (ec) {
-        fs::remove(temp, ec);
-        throw std::runtime_error("cannot write " + path + ": " + ec.message());
-    }
+    // The effect writes the file whole through its dialog: the temporary's name ends in "svg",
+    // so the dialog's rule keeps it.
+    WriteWholeFile(
+        path,
+        [&](const std::string& temp) {
+            // The dialog's answer: the path alone, or path, range and frames per second.
+            std::string answer = temp;
+            if (o.sequence) {
+                const int32_t fps =
+                    o.fps > 0 ? o.fps : std::max<int32_t>(1, int32_t(std::lround(compFps)));
+                answer += std::string("\n") + (o.workArea ? "1" : "0") + "\n" + std::to_string(fps);
+            }
+            host.queueDialogAnswer("Export SVG", answer);
+            const A_Time time =
+                host.convertCompToLayerTime(layer->uid, comp.frameTime(o.sequence ? 0 : o.frame));
+            PF_UserChangedParamExtra extra;
+            extra.param_index = kMainExportSvg;
+            const PF_Err err = host.callEffect(instance, PF_Cmd_USER_CHANGED_PARAM, time, &extra);
+            if (host.pendingDialogAnswers())
+                throw std::runtime_error("the \"Export SVG\" button of layer \"" + report.layer +
+                                         "\" asked no question (host code " + std::to_string(err) +
+                                         ")");
+            if (!fs::is_regular_file(temp))
+                throw std::runtime_error("the export could not write " + temp);
+        },
+        ".svg");
     return report;
 }
 
@@ -145,21 +128,13 @@ std::string ExportSvg(EmbeddedHost& host, const Comp& comp, const SvgExportOptio
 }
 
 void WriteFileWhole(const std::string& path, const std::string& text) {
-    const fs::path target(path);
-    if (target.has_parent_path()) fs::create_directories(target.parent_path());
-    const fs::path temp = fs::path(path + ".tmp");
-    {
+    WriteWholeFile(path, [&text](const std::string& temp) {
         std::ofstream out(temp, std::ios::binary);
-        if (!out) throw std::runtime_error("cannot write " + temp.string());
+        if (!out) throw std::runtime_error("cannot write " + temp);
         out << text;
-        if (!out) throw std::runtime_error("cannot write " + temp.string());
-    }
-    std::error_code ec;
-    fs::rename(temp, target, ec);
-    if (ec) {
-        fs::remove(temp);
-        throw std::runtime_error("cannot write " + path + ": " + ec.message());
-    }
+        out.close();
+        if (!out) throw std::runtime_error("cannot write " + temp);
+    });
 }
 
 }  // namespace tv::standalone
