@@ -12,11 +12,14 @@
 //   projection  the engines projecting the records and finding the tiles each one touches
 //   raster      the engines drawing their tiles
 //   output      unpremultiply, "over" into the comp frame, PNG written to the temp directory
-// "_Ours" runs on all threads and "_Peer" on one, so each ratio is the threads' gain.
+// "_Ours" runs on all threads and "_Peer" on one, so each ratio is the threads' gain. Each
+// stage's row also gives the process's resident peak during that stage (bench/PeakMemory.h),
+// and each case's row the peak over its frames. Frames are 1280x720 and 1920x1080.
 #include <benchmark/benchmark.h>
 #include <tbb/global_control.h>
 #include <tbb/info.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <filesystem>
@@ -27,6 +30,7 @@
 #include "host/Unpremultiply.h"
 #include "main/FrameDraw.h"
 #include "main/MainParams.h"
+#include "PeakMemory.h"
 #include "standalone/BundledExample.h"
 #include "standalone/CompRenderer.h"
 #include "standalone/ImageOutput.h"
@@ -58,8 +62,9 @@ class StageHost : public standalone::EmbeddedHost {
 
 // The sphere as close to `vertices` as slices x stacks at 3:2 allow; `made` is how many it has.
 standalone::Comp& BuildScene(standalone::EmbeddedHost& host, int64_t vertices, bool noise,
-                             int64_t* made = nullptr) {
-    standalone::Comp& comp = standalone::BuildBundledExample(host, 1280, 720);
+                             int64_t height, int64_t* made = nullptr) {
+    const auto width = int32_t(height * 16 / 9);
+    standalone::Comp& comp = standalone::BuildBundledExample(host, width, int32_t(height));
     standalone::Layer& layer = *comp.layers.front();
     const auto stacks = int32_t(std::lround(std::sqrt(double(vertices) / 1.5)));
     const auto slices = int32_t(std::lround(double(vertices) / stacks));
@@ -77,7 +82,16 @@ standalone::Comp& BuildScene(standalone::EmbeddedHost& host, int64_t vertices, b
 
 struct StageTimes {
     double gather = 0, effectors = 0, renderers = 0, feed = 0, project = 0, raster = 0, output = 0;
+    // The resident peak in MB while each part ran: gather with its effectors, renderers, the
+    // draw (feed, projection, raster), output.
+    double gatherMB = 0, renderersMB = 0, drawMB = 0, outputMB = 0;
 };
+
+// Keeps the largest of the peaks seen so far and starts the next stage's.
+void NotePeak(double& mb) {
+    mb = std::max(mb, bench::PeakMemoryMB());
+    bench::ResetPeakMemory();
+}
 
 // One frame the way the main effect's frame driver draws it, with each stage timed: the gather
 // split into its sources and its renderers, then the driver's own draw of the message into the
@@ -94,11 +108,14 @@ void RunStages(StageHost& host, standalone::Comp& comp, const std::string& png, 
     root.layer = layer.uid;
     root.time = time;
     host.effectorSeconds = 0;
+    bench::ResetPeakMemory();
     const Clock::time_point t0 = Clock::now();
     GatherById(root, *message, host.layerId(layer.uid), time);
     const Clock::time_point t1 = Clock::now();
+    NotePeak(t.gatherMB);
     RunRenderers(root, layer.uid, time, *message);
     const Clock::time_point t2 = Clock::now();
+    NotePeak(t.renderersMB);
     t.effectors += host.effectorSeconds;
     t.gather += Seconds(t0, t1) - host.effectorSeconds;
     t.renderers += Seconds(t1, t2);
@@ -117,9 +134,11 @@ void RunStages(StageHost& host, standalone::Comp& comp, const std::string& png, 
         EngineRequest{EnginePath::kSoftware, &host, &world.world, 8, 0, 0, nullptr});
     EngineTimes engineTimes;
     for (const auto& engine : engines.owned) engine->times = &engineTimes;
+    bench::ResetPeakMemory();
     const Clock::time_point t3 = Clock::now();
     DrawMessage(&in, host, *message, params, engines);
     const Clock::time_point t4 = Clock::now();
+    NotePeak(t.drawMB);
     CheckinMainParams(&in, host, params);
     t.project += engineTimes.projectSeconds;
     t.raster += engineTimes.tileSeconds;
@@ -134,13 +153,15 @@ void RunStages(StageHost& host, standalone::Comp& comp, const std::string& png, 
     standalone::CompositeOver(frame, world.world, 0, 0, 1.0f);
     standalone::WriteImage(png, frame, 8);
     t.output += Seconds(t5, Clock::now());
+    NotePeak(t.outputMB);
 }
 
 void Stages(benchmark::State& state, size_t threads) {
     tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
     StageHost host;
     int64_t vertices = 0;
-    standalone::Comp& comp = BuildScene(host, state.range(0), state.range(1) != 0, &vertices);
+    standalone::Comp& comp =
+        BuildScene(host, state.range(0), state.range(1) != 0, state.range(2), &vertices);
     const std::string png =
         (std::filesystem::temp_directory_path() / "tavrin_bench_stages.png").string();
     StageTimes t;
@@ -157,18 +178,27 @@ void Stages(benchmark::State& state, size_t threads) {
     state.counters["6 raster"] = perFrameMs(t.raster);
     state.counters["7 output"] = perFrameMs(t.output);
     state.counters["vertices"] = double(vertices);
+    // Peaks (MB, not averaged): the table puts them in its memory columns.
+    state.counters["1 gather MB"] = t.gatherMB;
+    state.counters["3 renderers MB"] = t.renderersMB;
+    state.counters["4-6 draw MB"] = t.drawMB;
+    state.counters["7 output MB"] = t.outputMB;
+    state.counters["MB"] = std::max({t.gatherMB, t.renderersMB, t.drawMB, t.outputMB});
 }
 
 // The whole frame through the comp renderer (no file output), as `tavrin render` draws it.
 void Frame(benchmark::State& state, size_t threads) {
     tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
     standalone::EmbeddedHost host;
-    const standalone::Comp& comp = BuildScene(host, state.range(0), state.range(1) != 0);
+    const standalone::Comp& comp =
+        BuildScene(host, state.range(0), state.range(1) != 0, state.range(2));
+    bench::ResetPeakMemory();
     for (auto _ : state) {
         standalone::CompRenderer renderer(host);  // a fresh cache: every frame is drawn
         std::vector<std::string> messages;
         benchmark::DoNotOptimize(renderer.renderFrame(comp, 0, 8, messages).rgba.data());
     }
+    state.counters["MB"] = bench::PeakMemoryMB();
 }
 
 void NetworkStages_Ours(benchmark::State& s) {
@@ -184,18 +214,21 @@ void NetworkFrame_Peer(benchmark::State& s) {
     Frame(s, 1);
 }
 
-// The example as it ships (1536 vertices), then 10k and 100k, and 100k with a noise effector.
+// The example as it ships (1536 vertices), then 10k and 100k, and 100k with a noise effector,
+// at 720 and 1080 lines.
 void Sizes(benchmark::internal::Benchmark* b) {
-    b->ArgNames({"vertices", "noise"});
-    for (int64_t n : {1536, 10000, 100000}) b->Args({n, 0});
-    b->Args({100000, 1});
+    b->ArgNames({"vertices", "noise", "lines"});
+    for (int64_t lines : {720, 1080}) {
+        for (int64_t n : {1536, 10000, 100000}) b->Args({n, 0, lines});
+        b->Args({100000, 1, lines});
+    }
     b->Unit(benchmark::kMillisecond)->UseRealTime();
 }
 
 // A million vertices on all threads only: one frame takes seconds.
 void SizesWithMillion(benchmark::internal::Benchmark* b) {
     Sizes(b);
-    b->Args({1000000, 0});
+    for (int64_t lines : {720, 1080}) b->Args({1000000, 0, lines});
 }
 
 BENCHMARK(NetworkStages_Ours)->Apply(SizesWithMillion);

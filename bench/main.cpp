@@ -17,6 +17,7 @@ namespace {
 struct Row {
     double ours = -1;  // nanoseconds per iteration
     double peer = -1;
+    double oursMB = -1, peerMB = -1;  // resident peak, where the case reports it
 };
 
 // Splits "Name_Ours/arg" into ("Name/arg", true).
@@ -56,40 +57,60 @@ class TableReporter : public benchmark::ConsoleReporter {
                               benchmark::GetTimeUnitMultiplier(benchmark::kNanosecond) /
                               benchmark::GetTimeUnitMultiplier(run.time_unit);
             record(key, ours, ns);
-            for (const auto& [name, counter] : run.counters)
+            for (const auto& [name, counter] : run.counters) {
                 if (counter.flags & benchmark::Counter::kAvgIterations)
                     record(key + "  " + name, ours, counter.value * 1e6);  // ms to ns
+                // Peaks: "MB" for the case, "<stage> MB" for the stage's row.
+                const std::string suffix = " MB";
+                if (name == "MB")
+                    recordMB(key, ours, counter.value);
+                else if (name.size() > suffix.size() &&
+                         name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0)
+                    recordMB(key + "  " + name.substr(0, name.size() - suffix.size()), ours,
+                             counter.value);
+            }
         }
     }
 
     void Finalize() override {
         ConsoleReporter::Finalize();
-        std::printf("\n%-52s %14s %14s %8s\n", "case", "ours (ms)", "peer (ms)", "ratio");
+        std::printf("\n%-60s %12s %12s %8s %9s %9s\n", "case", "ours (ms)", "peer (ms)", "ratio",
+                    "ours MB", "peer MB");
+        const auto mb = [](double v) { return v >= 0 ? std::to_string(int(v + 0.5)) : "-"; };
         for (const std::string& key : keys_) {
             const Row& r = rows_[key];
             if (r.ours >= 0)
-                std::printf("%-52s %14.3f ", key.c_str(), r.ours / 1e6);
+                std::printf("%-60s %12.3f ", key.c_str(), r.ours / 1e6);
             else
-                std::printf("%-52s %14s ", key.c_str(), "-");
+                std::printf("%-60s %12s ", key.c_str(), "-");
             if (r.peer >= 0 && r.ours > 0)
-                std::printf("%14.3f %7.2fx\n", r.peer / 1e6, r.peer / r.ours);
+                std::printf("%12.3f %7.2fx", r.peer / 1e6, r.peer / r.ours);
             else if (r.peer >= 0)
-                std::printf("%14.3f %8s\n", r.peer / 1e6, "-");
+                std::printf("%12.3f %8s", r.peer / 1e6, "-");
             else
-                std::printf("%14s %8s\n", "-", "-");
+                std::printf("%12s %8s", "-", "-");
+            std::printf(" %9s %9s\n", mb(r.oursMB).c_str(), mb(r.peerMB).c_str());
         }
         std::printf(
             "\nratio = peer time / our time: above 1 means we are faster (for the frames and\n"
-            "their stages, the peer is the same code on one thread).\n");
+            "their stages, the peer is the same code on one thread). MB: the process's resident\n"
+            "peak while the case (or the stage) ran.\n");
     }
 
   private:
     void record(const std::string& key, bool ours, double ns) {
+        remember(key);
+        (ours ? rows_[key].ours : rows_[key].peer) = ns;
+    }
+    void recordMB(const std::string& key, bool ours, double mb) {
+        remember(key);
+        (ours ? rows_[key].oursMB : rows_[key].peerMB) = mb;
+    }
+    void remember(const std::string& key) {
         if (order_.find(key) == order_.end()) {
             order_[key] = keys_.size();
             keys_.push_back(key);
         }
-        (ours ? rows_[key].ours : rows_[key].peer) = ns;
     }
 
     std::vector<std::string> keys_;
