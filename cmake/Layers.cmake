@@ -62,6 +62,17 @@ tavrin_layer(tavrin_main FOLDERS main resources
 # The embedded host: composition model, documents, I/O; implements HostServices.
 tavrin_layer(tavrin_standalone FOLDERS standalone
   SEES host params engines sources effectors renderers main resources
-  LINKS tavrin_main TBB::tbb nlohmann_json::nlohmann_json fmt::fmt OpenImageIO::OpenImageIO
+  LINKS tavrin_main TBB::tbb nlohmann_json::nlohmann_json fmt::fmt PNG::PNG ${CMAKE_DL_LIBS}
   PkgConfig::SNDFILE Freetype::Freetype PkgConfig::HARFBUZZ PkgConfig::FONTCONFIG PkgConfig::AGG)
 target_compile_definitions(tavrin_standalone PUBLIC TAVRIN_SOURCE_DIR="${CMAKE_SOURCE_DIR}")
+
+# OpenImageIO brings some 260 shared libraries, most of a second at every start: it lives in a
+# module of its own (imageio/), which the embedded host loads the first time it reads an image or
+# writes a frame in a format other than 8-bit PNG (standalone/ImageModule.cpp).
+add_library(tavrin_image MODULE imageio/OiioModule.cpp)
+target_compile_options(tavrin_image PRIVATE ${TAVRIN_WARNINGS})
+target_link_libraries(tavrin_image PRIVATE OpenImageIO::OpenImageIO)
+set_target_properties(tavrin_image PROPERTIES CXX_VISIBILITY_PRESET hidden)
+add_dependencies(tavrin_standalone tavrin_image)
+target_compile_definitions(tavrin_standalone PRIVATE
+  TAVRIN_IMAGE_MODULE_PATH="$<TARGET_FILE:tavrin_image>")

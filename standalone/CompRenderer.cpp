@@ -2,14 +2,15 @@
 
 #include "standalone/TextOutlines.h"
 
-#include <OpenImageIO/imageio.h>
 #include <tbb/parallel_for.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <stdexcept>
 
 #include "host/ParamHash.h"
+#include "standalone/ImageModule.h"
 #include "standalone/WorkEstimate.h"
 
 namespace tv::standalone {
@@ -141,21 +142,16 @@ void CompRenderer::fillSource(const Layer& layer, const A_Time& compTime, int32_
             });
             break;
         case LayerKind::Image: {
-            auto in = OIIO::ImageInput::open(layer.imagePath);
-            if (!in)
-                throw std::runtime_error("cannot read the image " + layer.imagePath + ": " +
-                                         OIIO::geterror());
-            const OIIO::ImageSpec& spec = in->spec();
-            std::vector<float> pixels(size_t(spec.width) * size_t(spec.height) *
-                                      size_t(spec.nchannels));
-            in->read_image(0, 0, 0, spec.nchannels, OIIO::TypeDesc::FLOAT, pixels.data());
-            for (int32_t y = 0; y < std::min(w.height, spec.height); ++y)
-                for (int32_t x = 0; x < std::min(w.width, spec.width); ++x) {
-                    const float* p = &pixels[(size_t(y) * size_t(spec.width) + size_t(x)) *
-                                             size_t(spec.nchannels)];
-                    const float g = spec.nchannels > 1 ? p[1] : p[0];
-                    const float b = spec.nchannels > 2 ? p[2] : p[0];
-                    const float a = spec.nchannels > 3 ? p[3] : 1.0f;
+            // A file that opens but does not read whole leaves zeros where it failed.
+            const ImagePixels<float> image = ReadImageFloat(layer.imagePath);
+            const std::vector<float>& pixels = image.values;
+            for (int32_t y = 0; y < std::min(w.height, image.height); ++y)
+                for (int32_t x = 0; x < std::min(w.width, image.width); ++x) {
+                    const float* p = &pixels[(size_t(y) * size_t(image.width) + size_t(x)) *
+                                             size_t(image.channels)];
+                    const float g = image.channels > 1 ? p[1] : p[0];
+                    const float b = image.channels > 2 ? p[2] : p[0];
+                    const float a = image.channels > 3 ? p[3] : 1.0f;
                     put(x, y, a, p[0], g, b);
                 }
             break;

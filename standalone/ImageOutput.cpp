@@ -1,12 +1,15 @@
 #include "standalone/ImageOutput.h"
 
-#include <OpenImageIO/imageio.h>
+#include <png.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <stdexcept>
 
+#include "standalone/ImageModule.h"
 #include "standalone/WholeFile.h"
 
 namespace tv::standalone {
@@ -59,30 +62,47 @@ std::string SafeFileName(const std::string& name) {
     return out.empty() ? "_" : out;
 }
 
+namespace {
+
+bool IsPngName(const std::string& path) {
+    std::string ext = std::filesystem::path(path).extension().string();
+    for (char& c : ext) c = char(std::tolower(static_cast<unsigned char>(c)));
+    return ext == ".png";
+}
+
+// 8-bit RGBA of straight alpha as a PNG, through libpng's own writer: the common case needs no
+// image module.
+void WritePng8(const std::string& path, const std::string& temp, int32_t width, int32_t height,
+               const std::vector<uint8_t>& rgba) {
+    png_image png{};
+    png.version = PNG_IMAGE_VERSION;
+    png.width = png_uint_32(width);
+    png.height = png_uint_32(height);
+    png.format = PNG_FORMAT_RGBA;
+    const bool ok = png_image_write_to_file(&png, temp.c_str(), 0, rgba.data(), 0, nullptr);
+    const std::string why = png.message;
+    png_image_free(&png);
+    if (!ok) throw std::runtime_error("cannot write " + path + ": " + why);
+}
+
+}  // namespace
+
 void WriteImage(const std::string& path, const FloatImage& image, int32_t bitDepth) {
     WriteWholeFile(
         path,
         [&](const std::string& temp) {
-            auto out = OIIO::ImageOutput::create(path);
-            if (!out)
-                throw std::runtime_error("cannot write " + path +
-                                         ": no image format for its extension (" +
-                                         OIIO::geterror() + "); use .png or .exr");
             const bool asFloat = bitDepth == 32;
-            OIIO::ImageSpec spec(image.width, image.height, 4,
-                                 asFloat ? OIIO::TypeDesc::FLOAT : OIIO::TypeDesc::UINT8);
-            spec.attribute("oiio:UnassociatedAlpha", asFloat ? 0 : 1);
-            bool ok = out->open(temp, spec);
-            if (ok) {
-                if (asFloat) {
-                    ok = out->write_image(OIIO::TypeDesc::FLOAT, image.rgba.data());
-                } else {
-                    const std::vector<uint8_t> bytes = ToStraight8(image);
-                    ok = out->write_image(OIIO::TypeDesc::UINT8, bytes.data());
-                }
-                ok = out->close() && ok;
+            if (asFloat) {
+                WriteImageThroughModule(path, temp, image.width, image.height, true, 0,
+                                        image.rgba.data());
+                return;
             }
-            if (!ok) throw std::runtime_error("cannot write " + path + ": " + out->geterror());
+            const std::vector<uint8_t> bytes = ToStraight8(image);
+            if (IsPngName(path))
+                WritePng8(path, temp, image.width, image.height, bytes);
+            else
+                WriteImageThroughModule(path, temp, image.width, image.height, false, 1,
+                                        bytes.data());
         },
         "", "cannot move the finished frame to ");
 }

@@ -4,7 +4,6 @@
 // PNG files) through the embedded host, or hand-made worlds where a format needs it.
 #include <gtest/gtest.h>
 
-#include <OpenImageIO/imageio.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -15,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "standalone/ImageModule.h"
 #include "host/Gather.h"
 #include "host/ParamTable.h"
 #include "resources/EffectTable.h"
@@ -47,13 +47,7 @@ fs::path TempDir() {
 // Writes straight 8-bit RGBA rows as a PNG and returns its path.
 std::string WritePng(const std::string& name, int w, int h, const std::vector<uint8_t>& rgba) {
     const std::string path = (TempDir() / name).string();
-    auto out = OIIO::ImageOutput::create(path);
-    EXPECT_TRUE(out);
-    OIIO::ImageSpec spec(w, h, 4, OIIO::TypeDesc::UINT8);
-    spec.attribute("oiio:UnassociatedAlpha", 1);
-    EXPECT_TRUE(out->open(path, spec));
-    EXPECT_TRUE(out->write_image(OIIO::TypeDesc::UINT8, rgba.data()));
-    out->close();
+    EXPECT_NO_THROW(standalone::WriteImageThroughModule(path, path, w, h, false, 1, rgba.data()));
     return path;
 }
 

@@ -3,7 +3,6 @@
 // the temporary files a killed run left. Also the frame budget of --memory-limit.
 #include <gtest/gtest.h>
 
-#include <OpenImageIO/imageio.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
@@ -18,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "standalone/ImageModule.h"
 #include "standalone/ImageOutput.h"
 
 extern char** environ;
@@ -110,13 +110,12 @@ class Interruption : public ::testing::Test {
     }
     // A frame file that reads back as a whole 160x120 image.
     static bool IsWholeFrame(const fs::path& p) {
-        auto in = OIIO::ImageInput::open(p.string());
-        if (!in) return false;
-        std::vector<unsigned char> pixels(160 * 120 * 4);
-        const bool ok = in->spec().width == 160 && in->spec().height == 120 &&
-                        in->read_image(0, 0, 0, 4, OIIO::TypeDesc::UINT8, pixels.data());
-        in->close();
-        return ok;
+        try {
+            const auto image = standalone::ReadImageBytes(p.string(), 4);
+            return image.width == 160 && image.height == 120 && image.complete;
+        } catch (const std::runtime_error&) {
+            return false;
+        }
     }
     std::vector<std::string> RenderArgs() const {
         return {"render",    doc_, "--frames", "0-299",

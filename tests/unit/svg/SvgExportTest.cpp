@@ -1,7 +1,6 @@
 // SVG export: shapes as elements, one frame and animated sequences as the file format asks, and
 // the file rasterised by a real renderer (rsvg-convert) against the software frame.
 #include <gtest/gtest.h>
-#include <OpenImageIO/imageio.h>
 
 #include <cmath>
 #include <cstdlib>
@@ -10,6 +9,7 @@
 #include <sstream>
 #include <string>
 
+#include "standalone/ImageModule.h"
 #include "engines/SVGEngine.h"
 #include "engines/svg/SvgShapes.h"
 #include "standalone/CompRenderer.h"
@@ -162,12 +162,13 @@ TEST(SvgShapes, SpritesLeaveNothing) {
 
 // Reads an image as RGB floats.
 std::vector<float> ReadRgb(const std::string& path, int& w, int& h) {
-    auto in = OIIO::ImageInput::open(path);
-    if (!in) return {};
-    w = in->spec().width, h = in->spec().height;
-    std::vector<float> rgb(size_t(w) * size_t(h) * 3);
-    in->read_image(0, 0, 0, 3, OIIO::TypeDesc::FLOAT, rgb.data());
-    return rgb;
+    try {
+        const auto image = standalone::ReadImageFloat(path, 3);
+        w = image.width, h = image.height;
+        return image.values;
+    } catch (const std::runtime_error&) {
+        return {};
+    }
 }
 
 TEST(SvgExport, ARealRendererDrawsItLikeTheSoftwareFrame) {

@@ -1,0 +1,88 @@
+// The image module: every use of OpenImageIO, built as a shared module that the embedded host
+// loads the first time it reads an image or writes a frame in a format other than 8-bit PNG.
+// OpenImageIO brings some 260 shared libraries whose loading costs most of a second at every
+// start; commands that never touch such images no longer pay it. A plain C interface keeps the
+// module apart from the rest of the program (it links nothing else of ours).
+#include <OpenImageIO/imageio.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace {
+
+void Say(const std::string& text, char* error, size_t errorSize) {
+    if (!error || errorSize == 0) return;
+    const size_t n = std::min(text.size(), errorSize - 1);
+    std::memcpy(error, text.data(), n);
+    error[n] = '\0';
+}
+
+}  // namespace
+
+extern "C" {
+
+// Writes width x height RGBA pixels (floats, or bytes of straight alpha) to `temp` in the format
+// `path`'s extension names. 0: written; 1: no format for the extension; 2: the writer failed.
+// The error text is OpenImageIO's.
+__attribute__((visibility("default"))) int tavrin_image_write(const char* path, const char* temp,
+                                                              int width, int height, int asFloat,
+                                                              int unassociatedAlpha,
+                                                              const void* pixels, char* error,
+                                                              size_t errorSize) {
+    auto out = OIIO::ImageOutput::create(path);
+    if (!out) {
+        Say(OIIO::geterror(), error, errorSize);
+        return 1;
+    }
+    const OIIO::TypeDesc type = asFloat ? OIIO::TypeDesc::FLOAT : OIIO::TypeDesc::UINT8;
+    OIIO::ImageSpec spec(width, height, 4, type);
+    if (unassociatedAlpha >= 0) spec.attribute("oiio:UnassociatedAlpha", unassociatedAlpha);
+    bool ok = out->open(temp, spec);
+    if (ok) {
+        ok = out->write_image(type, pixels);
+        ok = out->close() && ok;
+    }
+    if (!ok) {
+        Say(out->geterror(), error, errorSize);
+        return 2;
+    }
+    return 0;
+}
+
+// Reads channels [0, channelEnd) (all when channelEnd < 1) of an image's first subimage as floats
+// or bytes into a buffer the caller frees with tavrin_image_free. 0: read; 1: the file did not
+// open (no buffer); 2: it opened but reading failed (the buffer holds zeros).
+__attribute__((visibility("default"))) int tavrin_image_read(const char* path, int asBytes,
+                                                             int channelEnd, void** pixels,
+                                                             int* width, int* height, int* channels,
+                                                             char* error, size_t errorSize) {
+    *pixels = nullptr;
+    auto in = OIIO::ImageInput::open(path);
+    if (!in) {
+        Say(OIIO::geterror(), error, errorSize);
+        return 1;
+    }
+    const OIIO::ImageSpec& spec = in->spec();
+    *width = spec.width;
+    *height = spec.height;
+    *channels = channelEnd >= 1 ? channelEnd : spec.nchannels;
+    const size_t count = size_t(spec.width) * size_t(spec.height) * size_t(*channels);
+    *pixels = std::calloc(count ? count : 1, asBytes ? 1 : sizeof(float));
+    if (!*pixels) {
+        Say("out of memory", error, errorSize);
+        return 2;
+    }
+    const bool ok = in->read_image(
+        0, 0, 0, *channels, asBytes ? OIIO::TypeDesc::UINT8 : OIIO::TypeDesc::FLOAT, *pixels);
+    if (!ok) {
+        Say(in->geterror(), error, errorSize);
+        return 2;
+    }
+    return 0;
+}
+
+__attribute__((visibility("default"))) void tavrin_image_free(void* pixels) {
+    std::free(pixels);
+}
+}

@@ -1,0 +1,102 @@
+#include "standalone/ImageModule.h"
+
+#include <dlfcn.h>
+
+#include <cstdlib>
+#include <mutex>
+#include <stdexcept>
+
+namespace tv::standalone {
+
+namespace {
+
+using WriteFn = int (*)(const char*, const char*, int, int, int, int, const void*, char*, size_t);
+using ReadFn = int (*)(const char*, int, int, void**, int*, int*, int*, char*, size_t);
+using FreeFn = void (*)(void*);
+
+struct Module {
+    WriteFn write = nullptr;
+    ReadFn read = nullptr;
+    FreeFn free = nullptr;
+    std::string failure;  // why it did not load
+};
+
+// The module's file: TAVRIN_IMAGE_MODULE when set, else the one this build made.
+std::string ModulePath() {
+    if (const char* given = std::getenv("TAVRIN_IMAGE_MODULE"); given && *given) return given;
+    return TAVRIN_IMAGE_MODULE_PATH;
+}
+
+Module Load() {
+    Module m;
+    const std::string path = ModulePath();
+    void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (!handle) {
+        const char* why = dlerror();
+        m.failure = "cannot load the image module " + path + " (" + (why ? why : "unknown") +
+                    "); set TAVRIN_IMAGE_MODULE to its file";
+        return m;
+    }
+    // Kept loaded for the process: the library's caches live until exit.
+    m.write = reinterpret_cast<WriteFn>(dlsym(handle, "tavrin_image_write"));
+    m.read = reinterpret_cast<ReadFn>(dlsym(handle, "tavrin_image_read"));
+    m.free = reinterpret_cast<FreeFn>(dlsym(handle, "tavrin_image_free"));
+    if (!m.write || !m.read || !m.free)
+        m.failure = "the image module " + path + " lacks its functions; rebuild it";
+    return m;
+}
+
+const Module& TheModule() {
+    static std::once_flag once;
+    static Module module;
+    std::call_once(once, [] { module = Load(); });
+    if (!module.failure.empty()) throw std::runtime_error(module.failure);
+    return module;
+}
+
+template <typename T>
+ImagePixels<T> Read(const std::string& path, int32_t channelEnd, bool asBytes) {
+    const Module& m = TheModule();
+    ImagePixels<T> image;
+    void* pixels = nullptr;
+    char error[1024] = "";
+    const int code = m.read(path.c_str(), asBytes ? 1 : 0, channelEnd, &pixels, &image.width,
+                            &image.height, &image.channels, error, sizeof error);
+    if (code == 1) throw std::runtime_error("cannot read the image " + path + ": " + error);
+    if (pixels) {
+        const auto* values = static_cast<const T*>(pixels);
+        image.values.assign(
+            values, values + size_t(image.width) * size_t(image.height) * size_t(image.channels));
+        m.free(pixels);
+    } else {
+        image.values.assign(size_t(image.width) * size_t(image.height) * size_t(image.channels),
+                            T{});
+    }
+    image.complete = code == 0;
+    return image;
+}
+
+}  // namespace
+
+ImagePixels<float> ReadImageFloat(const std::string& path, int32_t channelEnd) {
+    return Read<float>(path, channelEnd, false);
+}
+
+ImagePixels<uint8_t> ReadImageBytes(const std::string& path, int32_t channelEnd) {
+    return Read<uint8_t>(path, channelEnd, true);
+}
+
+void WriteImageThroughModule(const std::string& path, const std::string& temp, int32_t width,
+                             int32_t height, bool asFloat, int32_t unassociatedAlpha,
+                             const void* pixels) {
+    const Module& m = TheModule();
+    char error[1024] = "";
+    const int code = m.write(path.c_str(), temp.c_str(), width, height, asFloat ? 1 : 0,
+                             unassociatedAlpha, pixels, error, sizeof error);
+    if (code == 1)
+        throw std::runtime_error("cannot write " + path + ": no image format for its extension (" +
+                                 error + "); use .png or .exr");
+    if (code != 0) throw std::runtime_error("cannot write " + path + ": " + error);
+}
+
+}  // namespace tv::standalone

@@ -1,0 +1,30 @@
+// Images through the image module (imageio/OiioModule.cpp, OpenImageIO), loaded on first use:
+// reading any image, writing any format but 8-bit PNG. Every failure is a std::runtime_error
+// whose text names the file.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace tv::standalone {
+
+template <typename T>
+struct ImagePixels {
+    int32_t width = 0, height = 0, channels = 0;
+    std::vector<T> values;  // row after row, `channels` values a pixel
+    bool complete = true;   // false when the file opened but its pixels did not all read
+};
+
+// Channels [0, channelEnd) of an image (all of them when channelEnd < 1), as floats (bytes read
+// as value / 255) or as bytes. A file that does not open throws "cannot read the image PATH: ...".
+ImagePixels<float> ReadImageFloat(const std::string& path, int32_t channelEnd = 0);
+ImagePixels<uint8_t> ReadImageBytes(const std::string& path, int32_t channelEnd = 0);
+
+// Writes RGBA pixels (floats, or bytes) to `temp` in the format `path`'s extension names.
+// unassociatedAlpha: 1 bytes of straight alpha, 0 associated, -1 the format's default.
+void WriteImageThroughModule(const std::string& path, const std::string& temp, int32_t width,
+                             int32_t height, bool asFloat, int32_t unassociatedAlpha,
+                             const void* pixels);
+
+}  // namespace tv::standalone
