@@ -70,6 +70,23 @@ void CopyColor(const float in[4], float out[4]) {
     std::memcpy(out, in, sizeof(float) * 4);
 }
 
+// Billboards (discs, beams, sprites): strips of corner vertices with their offsets from the
+// centre and texture coordinates of `texComponents`, drawn by `family` with one texture.
+GlDrawable MakeBillboards(const std::vector<BillboardVertex>& vertices,
+                          const std::vector<uint32_t>& indices, int32_t family,
+                          int32_t texComponents, const char* textureName,
+                          const GlUniform& texture) {
+    GlDrawable d = MakeDrawable(vertices, indices, GL_TRIANGLE_STRIP, family);
+    const auto stride = int32_t(sizeof(BillboardVertex));
+    const uint32_t vb = d.ownedBuffers.front();
+    d.attributes["offset"] =
+        GlAttribute{vb, 2, GL_FLOAT, stride, offsetof(BillboardVertex, offset)};
+    d.attributes["texCoord"] =
+        GlAttribute{vb, texComponents, GL_FLOAT, stride, offsetof(BillboardVertex, tex)};
+    d.uniforms[textureName] = texture;
+    return d;
+}
+
 }  // namespace
 
 void TVGLEngine::viewOf(const double p[3], double out[3]) const {
@@ -118,14 +135,9 @@ PF_Err TVGLEngine::drawPoints(std::vector<DrawPoint>& points) {
         }
         indices.push_back(kRestartIndex);
     }
-    GlDrawable d = MakeDrawable(vertices, indices, GL_TRIANGLE_STRIP, gl::kFamilyCircle);
-    const auto stride = int32_t(sizeof(BillboardVertex));
-    const uint32_t vb = d.ownedBuffers.front();
-    d.attributes["offset"] =
-        GlAttribute{vb, 2, GL_FLOAT, stride, offsetof(BillboardVertex, offset)};
-    d.attributes["texCoord"] = GlAttribute{vb, 2, GL_FLOAT, stride, offsetof(BillboardVertex, tex)};
-    d.uniforms["circle_tex"] = GlUniform::Texture(UniformKind::Texture2D, thread_->circleTexture);
-    drawables_.push_back(std::move(d));
+    drawables_.push_back(
+        MakeBillboards(vertices, indices, gl::kFamilyCircle, 2, "circle_tex",
+                       GlUniform::Texture(UniformKind::Texture2D, thread_->circleTexture)));
     return PF_Err_NONE;
 }
 
@@ -163,14 +175,9 @@ PF_Err TVGLEngine::drawSprites(std::vector<DrawSprite>& sprites) {
         }
         indices.push_back(kRestartIndex);
     }
-    GlDrawable d = MakeDrawable(vertices, indices, GL_TRIANGLE_STRIP, gl::kFamilySprite);
-    const auto stride = int32_t(sizeof(BillboardVertex));
-    const uint32_t vb = d.ownedBuffers.front();
-    d.attributes["offset"] =
-        GlAttribute{vb, 2, GL_FLOAT, stride, offsetof(BillboardVertex, offset)};
-    d.attributes["texCoord"] = GlAttribute{vb, 3, GL_FLOAT, stride, offsetof(BillboardVertex, tex)};
-    d.uniforms["sprite_tex"] = GlUniform::Texture(UniformKind::Texture2DArray, spriteTexture_);
-    drawables_.push_back(std::move(d));
+    drawables_.push_back(
+        MakeBillboards(vertices, indices, gl::kFamilySprite, 3, "sprite_tex",
+                       GlUniform::Texture(UniformKind::Texture2DArray, spriteTexture_)));
     spriteTexture_ = 0;  // the next draw needs its own prepareSprites
     return PF_Err_NONE;
 }
@@ -230,14 +237,9 @@ PF_Err TVGLEngine::drawLines(std::vector<DrawLine>& lines) {
         for (uint32_t k = 0; k < 8; ++k) indices.push_back(base + k);
         indices.push_back(kRestartIndex);
     }
-    GlDrawable d = MakeDrawable(vertices, indices, GL_TRIANGLE_STRIP, gl::kFamilyCircle);
-    const auto stride = int32_t(sizeof(BillboardVertex));
-    const uint32_t vb = d.ownedBuffers.front();
-    d.attributes["offset"] =
-        GlAttribute{vb, 2, GL_FLOAT, stride, offsetof(BillboardVertex, offset)};
-    d.attributes["texCoord"] = GlAttribute{vb, 2, GL_FLOAT, stride, offsetof(BillboardVertex, tex)};
-    d.uniforms["circle_tex"] = GlUniform::Texture(UniformKind::Texture2D, thread_->circleTexture);
-    drawables_.push_back(std::move(d));
+    drawables_.push_back(
+        MakeBillboards(vertices, indices, gl::kFamilyCircle, 2, "circle_tex",
+                       GlUniform::Texture(UniformKind::Texture2D, thread_->circleTexture)));
     return PF_Err_NONE;
 }
 
