@@ -165,6 +165,7 @@ void Stages(benchmark::State& state, size_t threads) {
     const std::string png =
         (std::filesystem::temp_directory_path() / "tavrin_bench_stages.png").string();
     StageTimes t;
+    bench::StartCaseMemory();
     for (auto _ : state) RunStages(host, comp, png, t);
     std::filesystem::remove(png);
     const auto perFrameMs = [](double s) {
@@ -192,7 +193,7 @@ void Frame(benchmark::State& state, size_t threads) {
     standalone::EmbeddedHost host;
     const standalone::Comp& comp =
         BuildScene(host, state.range(0), state.range(1) != 0, state.range(2));
-    bench::ResetPeakMemory();
+    bench::StartCaseMemory();
     for (auto _ : state) {
         standalone::CompRenderer renderer(host);  // a fresh cache: every frame is drawn
         std::vector<std::string> messages;

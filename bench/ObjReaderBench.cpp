@@ -7,7 +7,6 @@
 // and normals carry six decimals and are compared as the floats our reader hands out. The
 // comparison runs with the peer's case.
 #include <benchmark/benchmark.h>
-#include <sys/resource.h>
 #include <tiny_obj_loader.h>
 #include <unistd.h>
 
@@ -19,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "PeakMemory.h"
 #include "sources/ObjReader.h"
 
 namespace {
@@ -197,29 +197,8 @@ std::string Compare(const OursResult& ours, const PeerResult& peer) {
 }
 
 // The process's peak resident size is reset before a case's timing loop and read after it
-// (Linux: clear_refs 5 and VmHWM), so the figure is the case's own: the mapped or read file,
-// the reader's arrays and its result, with the benchmark's few megabytes.
-void ResetPeak() {
-    if (FILE* f = std::fopen("/proc/self/clear_refs", "w")) {
-        std::fputs("5", f);
-        std::fclose(f);
-    }
-}
-
-double PeakMegabytes() {
-    if (FILE* f = std::fopen("/proc/self/status", "r")) {
-        char line[256];
-        long kb = -1;
-        while (std::fgets(line, sizeof line, f))
-            if (std::sscanf(line, "VmHWM: %ld kB", &kb) == 1) break;
-        std::fclose(f);
-        if (kb >= 0) return double(kb) / 1024.0;
-    }
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return double(usage.ru_maxrss) / 1024.0;
-}
-
+// (bench/PeakMemory.h), so the figure is the case's own: the mapped or read file, the reader's
+// arrays and its result, with the benchmark's few megabytes.
 void ObjParse_Ours(benchmark::State& state) {
     const GridFile& file = Grid();
     if (file.bytes == 0) {
@@ -227,13 +206,13 @@ void ObjParse_Ours(benchmark::State& state) {
         return;
     }
     size_t faces = 0;
-    ResetPeak();
+    tv::bench::StartCaseMemory();
     for (auto _ : state) {
         const OursResult r = ReadOurs(file.path);
         faces = r.faces.size();
         benchmark::DoNotOptimize(r.positions.data());
     }
-    state.counters["peak_MB"] = PeakMegabytes();
+    state.counters["peak_MB"] = tv::bench::PeakMemoryMB();
     state.counters["faces"] = double(faces);
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(file.bytes));
 }
@@ -245,13 +224,13 @@ void ObjParse_Peer(benchmark::State& state) {
         return;
     }
     size_t vertices = 0;
-    ResetPeak();
+    tv::bench::StartCaseMemory();
     for (auto _ : state) {
         const PeerResult r = ReadPeer(file.path);
         vertices = r.attrib.vertices.size() / 3;
         benchmark::DoNotOptimize(r.attrib.vertices.data());
     }
-    state.counters["peak_MB"] = PeakMegabytes();
+    state.counters["peak_MB"] = tv::bench::PeakMemoryMB();
     state.counters["vertices"] = double(vertices);
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(file.bytes));
     // Ours must give the same, checked outside the timing (here, so that our case's memory

@@ -2,6 +2,8 @@
 // size: reset before a stage and read after it, it is the most the process held during the stage.
 #pragma once
 
+#include <malloc.h>
+
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -10,6 +12,13 @@ namespace tv::bench {
 
 inline void ResetPeakMemory() {
     std::ofstream("/proc/self/clear_refs") << "5";
+}
+
+// The process keeps the memory frames free for the next frames (KeepFreedMemoryForReuse), so a
+// case would otherwise count what earlier cases left behind: hand it back before each case.
+inline void StartCaseMemory() {
+    malloc_trim(0);
+    ResetPeakMemory();
 }
 
 // In megabytes; 0 where the system does not say.

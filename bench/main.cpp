@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "standalone/MemoryPolicy.h"
+
 namespace {
 
 struct Row {
@@ -121,6 +123,8 @@ class TableReporter : public benchmark::ConsoleReporter {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // As the command does: frames reuse the memory earlier frames freed.
+    tv::standalone::KeepFreedMemoryForReuse();
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
     TableReporter reporter;

@@ -10,8 +10,10 @@
 #include "cli/RenderCommand.h"
 #include "cli/SaveCommand.h"
 #include "cli/ValidateCommand.h"
+#include "standalone/MemoryPolicy.h"
 
 int main(int argc, char** argv) {
+    tv::standalone::KeepFreedMemoryForReuse();
     CLI::App app{"tavrin: 3D particle and network graphics from composition documents"};
     app.require_subcommand(0, 1);
 

@@ -87,7 +87,7 @@ PF_Err FeedFacets(TV_Base_Render& engine, const RenderItem& item, const Geometry
     if (item.kind != kRenderFacets) return PF_Err_NONE;
     std::vector<DrawTriangle> records;
     BuildFacetTriangles(item, store, shading, records);
-    if (engine.wantsDepthSort()) DepthSort(records, engine.viewDirection());
+    if (engine.wantsDepthSort()) DepthSort(records, engine.viewDirection(), engine.host());
     return engine.drawTriangles(records);
 }
 

@@ -122,14 +122,14 @@ PF_Err FeedPoints(TV_Base_Render& engine, const RenderItem& item, const Geometry
         records.push_back(d);
     }
     if (asSprites) {
-        if (engine.wantsDepthSort()) DepthSort(sprites, engine.viewDirection());
+        if (engine.wantsDepthSort()) DepthSort(sprites, engine.viewDirection(), engine.host());
         const std::vector<A_Time> times(p.times, p.times + (p.times ? p.timeCount : 0));
         PF_Err err = engine.prepareSprites(spriteLayer, times);
         if (!err) err = engine.drawSprites(sprites);
         const PF_Err finish = engine.finishSprites();
         return err ? err : finish;
     }
-    if (engine.wantsDepthSort()) DepthSort(records, engine.viewDirection());
+    if (engine.wantsDepthSort()) DepthSort(records, engine.viewDirection(), engine.host());
     return engine.drawPoints(records);
 }
 
@@ -170,7 +170,8 @@ PF_Err FeedLines(TV_Base_Render& engine, const RenderItem& item, const GeometryS
         records.push_back(l);
     }
     engine.perspectiveSizes = p.perspective != 0;
-    if (p.depthSort && engine.wantsDepthSort()) DepthSort(records, engine.viewDirection());
+    if (p.depthSort && engine.wantsDepthSort())
+        DepthSort(records, engine.viewDirection(), engine.host());
     return engine.drawLines(records);
 }
 
@@ -222,7 +223,7 @@ PF_Err FeedTriangles(TV_Base_Render& engine, const RenderItem& item, const Geome
         }
         records.push_back(t);
     }
-    if (engine.wantsDepthSort()) DepthSort(records, engine.viewDirection());
+    if (engine.wantsDepthSort()) DepthSort(records, engine.viewDirection(), engine.host());
     return engine.drawTriangles(records);
 }
 
@@ -337,7 +338,7 @@ PF_Err FeedBeams(TV_Base_Render& engine, const RenderItem& item, const GeometryS
             l.endSize = path.radii[k + 1];
             records.push_back(l);
         }
-    DepthSort(records, engine.viewDirection());
+    DepthSort(records, engine.viewDirection(), engine.host());
     return engine.drawLines(records);
 }
 

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <utility>
 
 #include "engines/DepthSort.h"
@@ -229,30 +230,50 @@ double Dot(const double v[3], double x, double y, double z) {
 }
 }  // namespace
 
-void DepthSort(std::vector<DrawPoint>& points, const double v[3]) {
-    IntroSortFarFirst(points.data(), points.size(),
-                      [v](const DrawPoint& p) { return Dot(v, p.x, p.y, p.z); });
+// The introsort on the host's threads when there is a host, else on this one; the order is the
+// same either way.
+template <class T, class Key>
+void SortFarFirst(std::vector<T>& records, const Key& key, HostServices* host) {
+    if (!host) return IntroSortFarFirst(records.data(), records.size(), key);
+    IntroSortFarFirst(records.data(), records.size(), key,
+                      [host](int32_t count, const std::function<void(int32_t)>& job) {
+                          host->iterate(count, [&job](int32_t i) {
+                              job(i);
+                              return PF_Err_NONE;
+                          });
+                      });
 }
 
-void DepthSort(std::vector<DrawSprite>& sprites, const double v[3]) {
-    IntroSortFarFirst(sprites.data(), sprites.size(),
-                      [v](const DrawSprite& s) { return Dot(v, s.x, s.y, s.z); });
+void DepthSort(std::vector<DrawPoint>& points, const double v[3], HostServices* host) {
+    SortFarFirst(
+        points, [v](const DrawPoint& p) { return Dot(v, p.x, p.y, p.z); }, host);
 }
 
-void DepthSort(std::vector<DrawLine>& lines, const double v[3]) {
-    IntroSortFarFirst(lines.data(), lines.size(), [v](const DrawLine& l) {
-        return Dot(v, (l.start[0] + l.end[0]) * 0.5, (l.start[1] + l.end[1]) * 0.5,
-                   (l.start[2] + l.end[2]) * 0.5);
-    });
+void DepthSort(std::vector<DrawSprite>& sprites, const double v[3], HostServices* host) {
+    SortFarFirst(
+        sprites, [v](const DrawSprite& s) { return Dot(v, s.x, s.y, s.z); }, host);
 }
 
-void DepthSort(std::vector<DrawTriangle>& triangles, const double v[3]) {
-    IntroSortFarFirst(triangles.data(), triangles.size(), [v](const DrawTriangle& t) {
-        const double k = 0.3333333333333333;
-        return Dot(v, (t.corners[0][0] + t.corners[1][0] + t.corners[2][0]) * k,
-                   (t.corners[0][1] + t.corners[1][1] + t.corners[2][1]) * k,
-                   (t.corners[0][2] + t.corners[1][2] + t.corners[2][2]) * k);
-    });
+void DepthSort(std::vector<DrawLine>& lines, const double v[3], HostServices* host) {
+    SortFarFirst(
+        lines,
+        [v](const DrawLine& l) {
+            return Dot(v, (l.start[0] + l.end[0]) * 0.5, (l.start[1] + l.end[1]) * 0.5,
+                       (l.start[2] + l.end[2]) * 0.5);
+        },
+        host);
+}
+
+void DepthSort(std::vector<DrawTriangle>& triangles, const double v[3], HostServices* host) {
+    SortFarFirst(
+        triangles,
+        [v](const DrawTriangle& t) {
+            const double k = 0.3333333333333333;
+            return Dot(v, (t.corners[0][0] + t.corners[1][0] + t.corners[2][0]) * k,
+                       (t.corners[0][1] + t.corners[1][1] + t.corners[2][1]) * k,
+                       (t.corners[0][2] + t.corners[1][2] + t.corners[2][2]) * k);
+        },
+        host);
 }
 
 void SplitIntoTiles(const PF_EffectWorld& world, int32_t n, std::vector<ScanTile>& out) {

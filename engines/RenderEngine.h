@@ -71,6 +71,7 @@ class TV_Base_Render : public AEBase {
     void splitIntoTiles(const PF_EffectWorld& world, int32_t n, std::vector<ScanTile>& out) const;
 
     const double* viewDirection() const { return viewDirection_; }
+    HostServices* host() const { return host_; }
     int32_t bitDepth() const { return bitDepth_; }
     void diagnostic(const std::string& line) const {
         if (host_) host_->diagnostic(line);
@@ -222,11 +223,16 @@ class TV_Pass_Render : public TV_Base_Render {
 double ClipSegmentToNear(double a[3], double b[3], double wa, double wb);
 
 // Far records first, by the dot product of the view direction with each record's centre. An
-// unstable introsort: equal keys keep no defined order.
-void DepthSort(std::vector<DrawPoint>& points, const double viewDirection[3]);
-void DepthSort(std::vector<DrawLine>& lines, const double viewDirection[3]);
-void DepthSort(std::vector<DrawTriangle>& triangles, const double viewDirection[3]);
-void DepthSort(std::vector<DrawSprite>& sprites, const double viewDirection[3]);
+// unstable introsort: equal keys keep no defined order, but the same one every time, with or
+// without a host; with one, large sorts run on its threads.
+void DepthSort(std::vector<DrawPoint>& points, const double viewDirection[3],
+               HostServices* host = nullptr);
+void DepthSort(std::vector<DrawLine>& lines, const double viewDirection[3],
+               HostServices* host = nullptr);
+void DepthSort(std::vector<DrawTriangle>& triangles, const double viewDirection[3],
+               HostServices* host = nullptr);
+void DepthSort(std::vector<DrawSprite>& sprites, const double viewDirection[3],
+               HostServices* host = nullptr);
 
 // n x n tiles, rows outer; the last column and row take the remainder. A null world: none.
 void SplitIntoTiles(const PF_EffectWorld& world, int32_t n, std::vector<ScanTile>& out);

@@ -20,16 +20,26 @@ bool HostSupportsRenderGuid(const PF_InData* in_data) {
     return in_data->version.major >= 13 && in_data->version.minor >= 8;
 }
 
-PF_Err CopyWorld(const PF_EffectWorld& from, PF_EffectWorld& to) {
+PF_Err CopyWorld(const PF_EffectWorld& from, PF_EffectWorld& to, HostServices* host) {
     if (!from.data || !to.data) return PF_Err_BAD_CALLBACK_PARAM;
     if (from.width != to.width || from.height != to.height || from.format != to.format)
         return PF_Err_BAD_CALLBACK_PARAM;
     const size_t pixelBytes = from.format == PF_PixelFormat_ARGB128  ? 16
                               : from.format == PF_PixelFormat_ARGB64 ? 8
                                                                      : 4;
-    for (int32_t y = 0; y < from.height; ++y)
-        std::memcpy(to.data + size_t(y) * to.rowbytes, from.data + size_t(y) * from.rowbytes,
-                    pixelBytes * size_t(from.width));
+    // Bands of 64 rows: a pass-through effect copies the whole frame, and every renderer and
+    // source in a stack is one, so the copies run on the host's threads where there is one.
+    constexpr int32_t kBand = 64;
+    const int32_t bands = (from.height + kBand - 1) / kBand;
+    auto band = [&](int32_t b) {
+        const int32_t last = std::min(from.height, (b + 1) * kBand);
+        for (int32_t y = b * kBand; y < last; ++y)
+            std::memcpy(to.data + size_t(y) * to.rowbytes, from.data + size_t(y) * from.rowbytes,
+                        pixelBytes * size_t(from.width));
+        return PF_Err_NONE;
+    };
+    if (host && bands > 1) return host->iterate(bands, band);
+    for (int32_t b = 0; b < bands; ++b) band(b);
     return PF_Err_NONE;
 }
 
@@ -62,7 +72,7 @@ PF_Err SmartRenderPassThrough(const EffectInfo& info, PF_InData* in_data) {
     PF_EffectWorld* output = nullptr;
     PF_Err err = suites->checkoutLayerPixels(in_data->effect_ref, 0, &input);
     if (!err) err = suites->checkoutOutput(in_data->effect_ref, &output);
-    if (!err && input && output) err = CopyWorld(*input, *output);
+    if (!err && input && output) err = CopyWorld(*input, *output, &suites.host());
     if (input) {
         const PF_Err err2 = suites->checkinLayerPixels(in_data->effect_ref, 0);
         if (!err) err = err2;
@@ -102,7 +112,7 @@ PF_Err Dispatch(const EffectInfo& info, const SubEffectHandlers& h, PF_Cmd cmd, 
         case PF_Cmd_RENDER:
             if (!params || !params[0] || !params[0]->u.ld || !output)
                 return PF_Err_BAD_CALLBACK_PARAM;
-            return CopyWorld(*params[0]->u.ld, *output);
+            return CopyWorld(*params[0]->u.ld, *output, in_data->pica_basicP);
         case PF_Cmd_USER_CHANGED_PARAM:
             if (h.userChangedParam) return h.userChangedParam(in_data, out_data, params, extra);
             return h.visibility ? h.visibility(in_data) : PF_Err_NONE;

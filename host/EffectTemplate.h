@@ -62,7 +62,8 @@ PF_Err WriteGroupPopup(PF_InData* in_data, const ParamSpec& popup, int16_t group
 // MixHash: hands the effect's 8-byte hash to the message's sink.
 void MixHashInto(ObjectMessage& message, uint64_t hash);
 
-// Copies one world to another of the same size and depth.
-PF_Err CopyWorld(const PF_EffectWorld& from, PF_EffectWorld& to);
+// Copies one world to another of the same size and depth, in bands on the host's threads when
+// a host is given.
+PF_Err CopyWorld(const PF_EffectWorld& from, PF_EffectWorld& to, HostServices* host = nullptr);
 
 }  // namespace tv

@@ -200,7 +200,6 @@ LayerWorld* CompRenderer::runEffects(Layer& layer, const A_Time& layerTime, int3
         const InstalledEffect* installed = host_.installedEffect(instance->key);
         const bool isMain = installed && installed->matchName == kMainMatchName;
         PF_OutData out;
-        std::vector<uint8_t>* cached = nullptr;
         std::tuple<uint64_t, uint64_t, int32_t> key{};
         if (isMain) {
             PF_PreRenderExtra pre;
@@ -219,7 +218,7 @@ LayerWorld* CompRenderer::runEffects(Layer& layer, const A_Time& layerTime, int3
             std::lock_guard lock(cacheMutex_);
             const auto it = cache_.find(key);
             if (it != cache_.end() && it->second.size() == output->bytes.size()) {
-                std::memcpy(output->bytes.data(), it->second.data(), it->second.size());
+                CopyOnThreads(output->bytes.data(), it->second.data(), it->second.size());
                 ++cacheHits_;
                 std::swap(input, output);
                 continue;
@@ -238,10 +237,10 @@ LayerWorld* CompRenderer::runEffects(Layer& layer, const A_Time& layerTime, int3
                                      "\" failed with code " + std::to_string(err));
         if (isMain) {
             std::lock_guard lock(cacheMutex_);
-            cache_[key] = output->bytes;
-            cached = &cache_[key];
+            WorldBytes& kept = cache_[key];
+            kept.resize(output->bytes.size());
+            CopyOnThreads(kept.data(), output->bytes.data(), kept.size());
         }
-        (void)cached;
         std::swap(input, output);
     }
     return input;
@@ -252,7 +251,8 @@ FloatImage CompRenderer::renderAtTime(const Comp& comp, const A_Time& time, int3
     FloatImage frame;
     frame.width = comp.width;
     frame.height = comp.height;
-    frame.rgba.assign(size_t(comp.width) * size_t(comp.height) * 4, 0.0f);
+    frame.rgba.resize(size_t(comp.width) * size_t(comp.height) * 4);
+    ZeroOnThreads(reinterpret_cast<uint8_t*>(frame.rgba.data()), frame.rgba.size() * sizeof(float));
     const double seconds = TimeToSeconds(time);
     // Bottom of the stack first.
     for (auto it = comp.layers.rbegin(); it != comp.layers.rend(); ++it) {

@@ -37,7 +37,7 @@ class CompRenderer {
 
     EmbeddedHost& host_;
     std::mutex cacheMutex_;
-    std::map<std::tuple<uint64_t, uint64_t, int32_t>, std::vector<uint8_t>> cache_;
+    std::map<std::tuple<uint64_t, uint64_t, int32_t>, WorldBytes> cache_;
     size_t cacheHits_ = 0;
 };
 

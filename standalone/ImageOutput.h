@@ -7,19 +7,20 @@
 #include <string>
 #include <vector>
 
+#include "standalone/UnsetAllocator.h"
 #include "standalone/WholeFile.h"
 
 namespace tv::standalone {
 
-// A comp frame: premultiplied R, G, B, A floats, top row first.
 // A name from a document made safe as one file name: separators, control characters, ".." and a
 // dot at its start become "_", so it can never name or leave a folder; an empty name becomes "_".
 std::string SafeFileName(const std::string& name);
 
+// A comp frame: premultiplied R, G, B, A floats, top row first.
 struct FloatImage {
     int32_t width = 0;
     int32_t height = 0;
-    std::vector<float> rgba;
+    std::vector<float, UnsetAllocator<float>> rgba;  // resize leaves new values unset
     float* pixel(int32_t x, int32_t y) {
         return &rgba[(size_t(y) * size_t(width) + size_t(x)) * 4];
     }

@@ -47,7 +47,7 @@ void ExpectMatchesReference(const standalone::FloatImage& image, const std::stri
         const auto bytes = standalone::ToStraight8(image);
         for (size_t i = 0; i < bytes.size(); ++i) mine[i] = bytes[i] / 255.0f;
     } else {
-        mine = image.rgba;
+        mine.assign(image.rgba.begin(), image.rgba.end());
     }
     double sum = 0, worst = 0;
     for (size_t i = 0; i < ref.size(); ++i) {
