@@ -1,9 +1,11 @@
 #include "engines/Feeding.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <string>
 
+#include "engines/BuildRecords.h"
 #include "engines/FacetFeeding.h"
 #include "host/RenderPayloads.h"
 
@@ -84,44 +86,38 @@ PF_Err FeedPoints(TV_Base_Render& engine, const RenderItem& item, const Geometry
     const AEGP_LayerH spriteLayer = p.hasSprite ? engine.spriteLayer(p.spriteLayer, isComp) : 0;
     if (p.hasSprite && spriteLayer && !isComp) engine.pendingError() = kSpriteNotCompMessage;
     const bool asSprites = spriteLayer && isComp;
-    std::vector<DrawPoint> records;
-    std::vector<DrawSprite> sprites;
-    if (!asSprites) records.reserve(p.vertexCount);
-    for (uint32_t i = 0; i < p.vertexCount; ++i) {
+    auto judge = [&](size_t i) {
         const uint32_t v = p.vertices[i];
-        if (v >= n) continue;
-        if (p.onlyConnected && !used(v)) continue;
+        if (v >= n || (p.onlyConnected && !used(v))) return Verdict::kSkip;
+        return HasNan(store.positions[v]) ? Verdict::kReport : Verdict::kTake;
+    };
+    auto report = [&](size_t i) {
+        const uint32_t v = p.vertices[i];
+        ReportNan(engine, "Point Pos Nan detected:", store.positions[v], v);
+    };
+    // Where a vertex draws, its colour and its radius, for discs and sprites alike.
+    auto place = [&](size_t i, double& x, double& y, double& z, float color[4]) {
+        const uint32_t v = p.vertices[i];
         const Vec3f& pos = store.positions[v];
-        if (HasNan(pos)) {
-            ReportNan(engine, "Point Pos Nan detected:", pos, v);
-            continue;
-        }
         const Color4f c = ColorOf(store, v);
-        float color[4] = {c.r, c.g, c.b, c.a};
+        color[0] = c.r, color[1] = c.g, color[2] = c.b, color[3] = c.a;
         if (p.overrideColor) color[0] = p.color[0], color[1] = p.color[1], color[2] = p.color[2];
         if (p.overrideOpacity) color[3] = p.color[3];
-        const float size = p.size * (p.overrideScale ? 1.0f : ScaleOf(store, v));
-        const double x = double(pos.x) + p.offset[0], y = double(pos.y) + p.offset[1],
-                     z = double(pos.z) + p.offset[2];
-        if (asSprites) {
-            DrawSprite s;
-            s.x = x, s.y = y, s.z = z;
-            std::copy(color, color + 4, s.color);
-            s.width = s.height = size;
-            s.layer = spriteLayer;
-            if (p.sampleIndex && p.times && p.sampleIndex[i] < p.timeCount)
-                s.time = uint64_t(uint32_t(p.times[p.sampleIndex[i]].value));
-            sprites.push_back(s);
-            continue;
-        }
-        DrawPoint d;
-        d.x = x, d.y = y, d.z = z;
-        std::copy(color, color + 4, d.color);
-        d.size = size;
-        d.softness = v < store.blurs.size() ? store.blurs[v] : 0.0f;
-        records.push_back(d);
-    }
+        x = double(pos.x) + p.offset[0], y = double(pos.y) + p.offset[1],
+        z = double(pos.z) + p.offset[2];
+        return p.size * (p.overrideScale ? 1.0f : ScaleOf(store, v));
+    };
     if (asSprites) {
+        std::vector<DrawSprite> sprites;
+        BuildRecords(
+            engine.host(), p.vertexCount, judge, report,
+            [&](size_t i, DrawSprite& s) {
+                s.width = s.height = place(i, s.x, s.y, s.z, s.color);
+                s.layer = spriteLayer;
+                if (p.sampleIndex && p.times && p.sampleIndex[i] < p.timeCount)
+                    s.time = uint64_t(uint32_t(p.times[p.sampleIndex[i]].value));
+            },
+            sprites);
         if (engine.wantsDepthSort()) DepthSort(sprites, engine.viewDirection(), engine.host());
         const std::vector<A_Time> times(p.times, p.times + (p.times ? p.timeCount : 0));
         PF_Err err = engine.prepareSprites(spriteLayer, times);
@@ -129,6 +125,15 @@ PF_Err FeedPoints(TV_Base_Render& engine, const RenderItem& item, const Geometry
         const PF_Err finish = engine.finishSprites();
         return err ? err : finish;
     }
+    std::vector<DrawPoint> records;
+    BuildRecords(
+        engine.host(), p.vertexCount, judge, report,
+        [&](size_t i, DrawPoint& d) {
+            d.size = place(i, d.x, d.y, d.z, d.color);
+            const uint32_t v = p.vertices[i];
+            d.softness = v < store.blurs.size() ? store.blurs[v] : 0.0f;
+        },
+        records);
     if (engine.wantsDepthSort()) DepthSort(records, engine.viewDirection(), engine.host());
     return engine.drawPoints(records);
 }
@@ -136,20 +141,27 @@ PF_Err FeedPoints(TV_Base_Render& engine, const RenderItem& item, const Geometry
 PF_Err FeedLines(TV_Base_Render& engine, const RenderItem& item, const GeometryStore& store) {
     if (item.kind != kRenderLines) return PF_Err_NONE;
     const auto& p = item.as<LinesPayload>();
-    std::vector<DrawLine> records;
-    records.reserve(p.pairCount);
     const size_t n = store.positions.size();
-    for (uint32_t i = 0; i < p.pairCount; ++i) {
+    const bool scaled = !p.overrideScale && store.scales.size() == n;
+    auto judge = [&](size_t i) {
         const IndexPair& pair = p.pairs[i];
-        if (pair.a < 0 || pair.b < 0 || size_t(pair.a) >= n || size_t(pair.b) >= n) continue;
+        if (pair.a < 0 || pair.b < 0 || size_t(pair.a) >= n || size_t(pair.b) >= n)
+            return Verdict::kSkip;
+        const bool nan =
+            HasNan(store.positions[size_t(pair.a)]) || HasNan(store.positions[size_t(pair.b)]);
+        return nan ? Verdict::kReport : Verdict::kTake;
+    };
+    auto report = [&](size_t i) {
+        const IndexPair& pair = p.pairs[i];
         const Vec3f& a = store.positions[size_t(pair.a)];
         const Vec3f& b = store.positions[size_t(pair.b)];
-        if (HasNan(a) || HasNan(b)) {
-            ReportNan(engine, "Line Pos Nan detected:", HasNan(a) ? a : b,
-                      size_t(HasNan(a) ? pair.a : pair.b));
-            continue;
-        }
-        DrawLine l;
+        ReportNan(engine, "Line Pos Nan detected:", HasNan(a) ? a : b,
+                  size_t(HasNan(a) ? pair.a : pair.b));
+    };
+    auto make = [&](size_t i, DrawLine& l) {
+        const IndexPair& pair = p.pairs[i];
+        const Vec3f& a = store.positions[size_t(pair.a)];
+        const Vec3f& b = store.positions[size_t(pair.b)];
         l.start[0] = a.x, l.start[1] = a.y, l.start[2] = a.z;
         l.end[0] = b.x, l.end[1] = b.y, l.end[2] = b.z;
         const Color4f ca = ColorOf(store, size_t(pair.a));
@@ -164,11 +176,11 @@ PF_Err FeedLines(TV_Base_Render& engine, const RenderItem& item, const GeometryS
         }
         l.startColor[3] = (p.overrideOpacity ? p.color[3] : sa[3]) * opacity;
         l.endColor[3] = (p.overrideOpacity ? p.color[3] : sb[3]) * opacity;
-        const bool scaled = !p.overrideScale && store.scales.size() == n;
         l.startSize = p.size * thickness * (scaled ? store.scales[size_t(pair.a)] : 1.0f);
         l.endSize = p.size * thickness * (scaled ? store.scales[size_t(pair.b)] : 1.0f);
-        records.push_back(l);
-    }
+    };
+    std::vector<DrawLine> records;
+    BuildRecords(engine.host(), p.pairCount, judge, report, make, records);
     engine.perspectiveSizes = p.perspective != 0;
     if (p.depthSort && engine.wantsDepthSort())
         DepthSort(records, engine.viewDirection(), engine.host());
@@ -179,29 +191,33 @@ PF_Err FeedTriangles(TV_Base_Render& engine, const RenderItem& item, const Geome
                      const ShadingRecord* shading) {
     if (item.kind != kRenderTriangles) return PF_Err_NONE;
     const auto& p = item.as<TrianglesPayload>();
-    std::vector<DrawTriangle> records;
-    records.reserve(p.tripleCount);
     const size_t n = store.positions.size();
-    for (uint32_t i = 0; i < p.tripleCount; ++i) {
-        const int32_t idx[3] = {p.triples[i].a, p.triples[i].b, p.triples[i].c};
-        if (idx[0] < 0 || idx[1] < 0 || idx[2] < 0 || size_t(idx[0]) >= n || size_t(idx[1]) >= n ||
-            size_t(idx[2]) >= n)
-            continue;
-        bool nan = false;
+    auto corners = [&p](size_t i) {
+        return std::array<int32_t, 3>{p.triples[i].a, p.triples[i].b, p.triples[i].c};
+    };
+    auto judge = [&](size_t i) {
+        const std::array<int32_t, 3> idx = corners(i);
         for (int32_t v : idx)
+            if (v < 0 || size_t(v) >= n) return Verdict::kSkip;
+        for (int32_t v : idx)
+            if (HasNan(store.positions[size_t(v)])) return Verdict::kReport;
+        return Verdict::kTake;
+    };
+    auto report = [&](size_t i) {
+        for (int32_t v : corners(i))
             if (HasNan(store.positions[size_t(v)])) {
                 ReportNan(engine, "Triangle Pos Nan detected:", store.positions[size_t(v)],
                           size_t(v));
-                nan = true;
-                break;
+                return;
             }
-        if (nan) continue;
-        DrawTriangle t;
+    };
+    auto make = [&](size_t i, DrawTriangle& t) {
+        const std::array<int32_t, 3> idx = corners(i);
         Color4f c[3];
         for (int k = 0; k < 3; ++k) {
-            const Vec3f& pos = store.positions[size_t(idx[k])];
+            const Vec3f& pos = store.positions[size_t(idx[size_t(k)])];
             t.corners[k][0] = pos.x, t.corners[k][1] = pos.y, t.corners[k][2] = pos.z;
-            c[k] = ColorOf(store, size_t(idx[k]));
+            c[k] = ColorOf(store, size_t(idx[size_t(k)]));
         }
         if (p.colorMode == 2) {
             Color4f m{(c[0].r + c[1].r + c[2].r) / 3, (c[0].g + c[1].g + c[2].g) / 3,
@@ -221,8 +237,9 @@ PF_Err FeedTriangles(TV_Base_Render& engine, const RenderItem& item, const Geome
             t.colors[k][3] = (p.overrideOpacity ? p.color[3] : src[3]) * opacity;
             if (shading) ShadeColor(*shading, t.corners[k], normal, t.colors[k]);
         }
-        records.push_back(t);
-    }
+    };
+    std::vector<DrawTriangle> records;
+    BuildRecords(engine.host(), p.tripleCount, judge, report, make, records);
     if (engine.wantsDepthSort()) DepthSort(records, engine.viewDirection(), engine.host());
     return engine.drawTriangles(records);
 }
