@@ -1,5 +1,6 @@
 #include "engines/RenderEngine.h"
 
+#include <atomic>
 #include <cmath>
 #include <cstring>
 #include <functional>
@@ -213,10 +214,14 @@ void TV_Base_Render::splitIntoTiles(const PF_EffectWorld& world, int32_t n,
 }
 
 PF_Err TV_Base_Render::runTiles(const std::vector<ScanTile>& tiles,
-                                const std::function<void(const ScanTile&)>& fn) const {
+                                const std::function<void(const ScanTile&)>& fn,
+                                const std::vector<size_t>* order) const {
     if (tiles.empty()) return PF_Err_NONE;
+    // Each call claims the next tile of the order, whichever index the iteration gives it, so
+    // the tiles start in that order on whichever thread is free.
+    std::atomic<size_t> next{0};
     auto work = [&](int32_t t) -> PF_Err {
-        fn(tiles[size_t(t)]);
+        fn(tiles[order ? (*order)[next.fetch_add(1)] : size_t(t)]);
         return PF_Err_NONE;
     };
     if (host_) return host_->iterate(int32_t(tiles.size()), work);

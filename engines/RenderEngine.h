@@ -3,6 +3,8 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -28,9 +30,23 @@ struct TiledRecords {
     struct Block {
         std::vector<Record> records;
         std::vector<uint16_t> touches;
+        std::array<uint32_t, 64> perTile{};  // records touching each tile, row * grid + column
     };
     std::vector<Block> blocks;
     int32_t grid = 1;  // tiles per row and per column
+
+    // The tile indices [0, count) by the number of records touching them, most first.
+    std::vector<size_t> busiestFirst(size_t count) const {
+        std::array<uint64_t, 64> total{};
+        for (const Block& block : blocks)
+            for (size_t t = 0; t < count && t < total.size(); ++t) total[t] += block.perTile[t];
+        std::vector<size_t> order(count);
+        for (size_t t = 0; t < count; ++t) order[t] = t;
+        std::stable_sort(order.begin(), order.end(), [&total](size_t a, size_t b) {
+            return (a < total.size() ? total[a] : 0) > (b < total.size() ? total[b] : 0);
+        });
+        return order;
+    }
 
     // Calls fn with each record whose bounds touch tile `index` (row * grid + column), in order.
     template <class Fn>
@@ -105,9 +121,12 @@ class TV_Base_Render : public AEBase {
     // Legacy route: one step through projection * modelView; z and rhw are kept.
     void projectCombined(const double in[3], double& sx, double& sy, double& sz, double& rhw) const;
     bool projectLineLegacy(DrawLine& l) const;
-    // Runs fn over the tiles through the host's iteration, or serially without a host.
+    // Runs fn over the tiles through the host's iteration, or serially without a host. With
+    // `order`, the threads take the tiles in that order (the busiest first, so the last tile to
+    // finish is a short one); tiles draw into their own pixels, so the order changes no pixel.
     PF_Err runTiles(const std::vector<ScanTile>& tiles,
-                    const std::function<void(const ScanTile&)>& fn) const;
+                    const std::function<void(const ScanTile&)>& fn,
+                    const std::vector<size_t>* order = nullptr) const;
 
     // Projects copies of the records and notes which tiles of the grid (from SplitIntoTiles, up
     // to 8 x 8) each one touches. A record touches a tile when it touches the tile's column
@@ -138,6 +157,10 @@ class TV_Base_Render : public AEBase {
                     if (inRow(r, tiles[row * n])) touches = uint16_t(touches | (1u << (8 + row)));
                 block.records.push_back(r);
                 block.touches.push_back(touches);
+                for (unsigned rows = touches >> 8u; rows; rows &= rows - 1)
+                    for (unsigned cols = touches & 0xFFu; cols; cols &= cols - 1)
+                        ++block.perTile[size_t(std::countr_zero(rows)) * n +
+                                        size_t(std::countr_zero(cols))];
             }
             return PF_Err_NONE;
         };
@@ -164,10 +187,14 @@ class TV_Base_Render : public AEBase {
             projectIntoTiles(records, tiles, kTileGrid, project, inColumn, inRow, tiled);
         if (projectErr) return projectErr;
         start = addTime(&EngineTimes::projectSeconds, start);
-        const PF_Err err = runTiles(tiles, [&](const ScanTile& tile) {
-            const auto t = size_t(&tile - tiles.data());
-            drawTile(tile, [&](const auto& fn) { tiled.forEachInTile(t, fn); });
-        });
+        const std::vector<size_t> order = tiled.busiestFirst(tiles.size());
+        const PF_Err err = runTiles(
+            tiles,
+            [&](const ScanTile& tile) {
+                const auto t = size_t(&tile - tiles.data());
+                drawTile(tile, [&](const auto& fn) { tiled.forEachInTile(t, fn); });
+            },
+            &order);
         addTime(&EngineTimes::tileSeconds, start);
         return err;
     }

@@ -135,12 +135,20 @@ void CompRenderer::fillSource(const Layer& layer, const A_Time& compTime, int32_
         }
     };
     switch (layer.kind) {
-        case LayerKind::Solid:
+        case LayerKind::Solid: {
+            // One pixel made the way every other is, then copied along the rows.
+            const size_t pixelBytes = bitDepth == 32 ? 16 : 4;
+            if (w.width <= 0 || w.height <= 0) break;
+            put(0, 0, 1, layer.solidColor[0], layer.solidColor[1], layer.solidColor[2]);
+            uint8_t pixel[16];
+            std::memcpy(pixel, w.data, pixelBytes);
             tbb::parallel_for(0, w.height, [&](int32_t y) {
+                uint8_t* row = w.data + size_t(y) * size_t(w.rowbytes);
                 for (int32_t x = 0; x < w.width; ++x)
-                    put(x, y, 1, layer.solidColor[0], layer.solidColor[1], layer.solidColor[2]);
+                    std::memcpy(row + size_t(x) * pixelBytes, pixel, pixelBytes);
             });
             break;
+        }
         case LayerKind::Image: {
             // A file that opens but does not read whole leaves zeros where it failed.
             const ImagePixels<float> image = ReadImageFloat(layer.imagePath);
