@@ -58,6 +58,20 @@ void BuildRecords(HostServices* host, size_t count, const Judge& judge, const Re
         offsets[b + 1] += offsets[b];
     }
     const size_t first = out.size();
+    // The resize below constructs the records on this thread; a fresh array's pages are first
+    // touched here on the threads instead, where the kernel's work of handing them out (more
+    // than the writing, for a large array) is shared.
+    out.reserve(first + offsets[blocks]);
+    const size_t newBytes = offsets[blocks] * sizeof(Record);
+    auto* fresh = reinterpret_cast<volatile unsigned char*>(out.data() + first);
+    constexpr size_t kPage = 4096, kPagesPerJob = 256;
+    const size_t jobs = (newBytes / kPage + kPagesPerJob) / kPagesPerJob;
+    if (host && newBytes > kPage * kPagesPerJob)
+        host->iterate(int32_t(jobs), [&](int32_t j) {
+            const size_t end = std::min(newBytes, (size_t(j) + 1) * kPage * kPagesPerJob);
+            for (size_t at = size_t(j) * kPage * kPagesPerJob; at < end; at += kPage) fresh[at] = 0;
+            return PF_Err_NONE;
+        });
     out.resize(first + offsets[blocks]);
     forBlocks([&](size_t b) {
         Record* record = out.data() + first + offsets[b];

@@ -14,6 +14,12 @@ using std::size_t;
 
 namespace {
 
+size_t FacesInRanges(const GeometryStore& store) {
+    size_t faces = 0;
+    for (const ObjectRange& range : store.ranges) faces += range.faceCount;
+    return faces;
+}
+
 IndexRange LookupRange(std::map<int32_t, GroupRange>& groups, int32_t group, size_t whole) {
     if (group == kAllGroups) return IndexRange{0, static_cast<uint32_t>(whole)};
     // Get-or-insert: a group no source filled gains an unset, empty entry.
@@ -60,6 +66,7 @@ std::vector<Vec3f> FaceNormals(const GeometryStore& store) {
 bool ComputeFaceCentroids(GeometryStore& store) {
     const size_t n = store.positions.size();
     bool complete = true;
+    store.faceCentroids.reserve(store.faceCentroids.size() + FacesInRanges(store));
     for (const ObjectRange& range : store.ranges) {
         for (uint32_t f = range.faceStart; f < range.faceStart + range.faceCount; ++f) {
             const Vec3i& face = store.faces.at(f);
@@ -90,6 +97,9 @@ void ComputeFaceColors(GeometryStore& store) {
     auto colorAt = [&](int64_t i) {
         return i >= 0 && size_t(i) < store.colors.size() ? store.colors[size_t(i)] : Color4f{};
     };
+    const size_t faces = FacesInRanges(store);
+    for (auto* colors : {&store.faceColorsA, &store.faceColorsB, &store.faceColorsC})
+        colors->reserve(colors->size() + faces);
     for (const ObjectRange& range : store.ranges) {
         for (uint32_t f = range.faceStart; f < range.faceStart + range.faceCount; ++f) {
             const Vec3i& face = store.faces.at(f);
