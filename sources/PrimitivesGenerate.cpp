@@ -1,5 +1,6 @@
 #include "sources/PrimitivesGenerate.h"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -12,6 +13,19 @@ namespace {
 
 constexpr double kPi = 3.14159265358979323846;
 
+// Room for `n` more elements, growing at least twofold so that many appends stay linear.
+template <class T>
+void ReserveMore(std::vector<T>& v, size_t n) {
+    if (v.capacity() - v.size() < n) v.reserve(std::max(v.size() + n, 2 * v.capacity()));
+}
+
+// Room for `n` more lattice vertices, so a million-vertex lattice is not copied as it grows.
+void ReserveVertices(PrimitiveGeometry& g, size_t n) {
+    ReserveMore(g.positions, 3 * n);
+    ReserveMore(g.lattice, n);
+    ReserveMore(g.normals, n);
+}
+
 // Degrees to radians as this code has always done it; the rounding is part of the result.
 Mat4 DegreesRotation(int axis, double degrees) {
     return AxisRotation(axis, degrees * kPi / 180.0);
@@ -23,6 +37,8 @@ void CubeLattice(const PrimitiveSettings& s, PrimitiveGeometry& g, const Vec3f& 
         const float t = float(index) / float(count - 1);
         return t * (size / 2 - (-size / 2)) + (-size / 2);
     };
+    if (s.xPoints > 0 && s.yPoints > 0 && s.zPoints > 0)
+        ReserveVertices(g, size_t(s.xPoints) * size_t(s.yPoints) * size_t(s.zPoints));
     for (int32_t k = 0; k < s.zPoints; ++k)
         for (int32_t j = 0; j < s.yPoints; ++j)
             for (int32_t i = 0; i < s.xPoints; ++i) {
@@ -35,6 +51,9 @@ void CubeLattice(const PrimitiveSettings& s, PrimitiveGeometry& g, const Vec3f& 
 }
 
 void SphereLattice(const PrimitiveSettings& s, PrimitiveGeometry& g) {
+    if (s.sphereLayers > 0 && s.sphereStacks > 0 && s.sphereSlices > 0)
+        ReserveVertices(g,
+                        size_t(s.sphereLayers) * size_t(s.sphereStacks) * size_t(s.sphereSlices));
     for (int32_t k = 0; k < s.sphereLayers; ++k) {
         const float r = s.sphereLayers == 1 ? s.sphereRadius
                                             : float(k + 1) / float(s.sphereLayers) * s.sphereRadius;
@@ -117,6 +136,7 @@ void LatticeFaces(const int32_t counts[3], int32_t faceMode, bool wrap, std::vec
                 return index(r, q, p);
         }
     };
+    ReserveMore(faces, 2 * size_t(a) * size_t(b) * size_t(c));
     for (int32_t p = 0; p < c; ++p)
         for (int32_t q = 0; q < b; ++q)
             for (int32_t r = 0; r < a; ++r) {
@@ -155,6 +175,7 @@ PrimitiveGeometry GeneratePrimitive(const PrimitiveSettings& s) {
         SphereLattice(s, g);
     }
     Rotate(s, g);
+    g.uvw.reserve(g.lattice.size());
     for (const Vec3i& l : g.lattice)
         g.uvw.push_back({float(l.x) / float(s.countX), float(l.y) / float(s.countY),
                          float(l.z) / float(s.countZ)});
@@ -164,6 +185,7 @@ PrimitiveGeometry GeneratePrimitive(const PrimitiveSettings& s) {
 
 void AppendPrimitive(const PrimitiveSettings& s, const PrimitiveGeometry& g, GeometryStore& store) {
     const size_t n = g.lattice.size();
+    ReserveMore(store.positions, n);
     for (size_t v = 0; v < n; ++v)
         store.positions.push_back({float(g.positions[v * 3]), float(g.positions[v * 3 + 1]),
                                    float(g.positions[v * 3 + 2])});
