@@ -4,7 +4,8 @@
 // Naming: a case and its peer share a name up to the last "/"-free part and differ in the
 // suffix "_Ours" / "_Peer", e.g. "Neighbours_Ours/100000" and "Neighbours_Peer/100000". A case
 // without a peer gets a row with "-" in the peer's columns. Counters averaged per iteration
-// (the stages of a frame, in milliseconds) get rows of their own under their case's row.
+// (the stages of a frame, in milliseconds) and counters named "<what> ms" (times that are not
+// averages, such as a case's first frame) get rows of their own under their case's row.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -62,6 +63,13 @@ class TableReporter : public benchmark::ConsoleReporter {
             for (const auto& [name, counter] : run.counters) {
                 if (counter.flags & benchmark::Counter::kAvgIterations)
                     record(key + "  " + name, ours, counter.value * 1e6);  // ms to ns
+                // A time that is not an average over the iterations: "<what> ms".
+                const std::string ms = " ms";
+                if (!(counter.flags & benchmark::Counter::kAvgIterations) &&
+                    name.size() > ms.size() &&
+                    name.compare(name.size() - ms.size(), ms.size(), ms) == 0)
+                    record(key + "  " + name.substr(0, name.size() - ms.size()), ours,
+                           counter.value * 1e6);
                 // Peaks: "MB" for the case, "<stage> MB" for the stage's row.
                 const std::string suffix = " MB";
                 if (name == "MB")
