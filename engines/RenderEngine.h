@@ -25,12 +25,18 @@ struct EngineTimes {
 
 // One draw call's records after projection, in blocks of their input order, each with the
 // columns and rows of the tile grid its bounds touch: bit c for column c, bit 8 + r for row r.
+// Each block also lists, tile by tile, the records touching the tile, so a tile walks only its
+// own records instead of testing every record of the call.
 template <class Record>
 struct TiledRecords {
     struct Block {
         std::vector<Record> records;
         std::vector<uint16_t> touches;
         std::array<uint32_t, 64> perTile{};  // records touching each tile, row * grid + column
+        // Tile t's records are records[inTiles[k]] for k in [tileStart[t], tileStart[t + 1]),
+        // in record order.
+        std::array<uint32_t, 65> tileStart{};
+        std::vector<uint16_t> inTiles;
     };
     std::vector<Block> blocks;
     int32_t grid = 1;  // tiles per row and per column
@@ -51,11 +57,33 @@ struct TiledRecords {
     // Calls fn with each record whose bounds touch tile `index` (row * grid + column), in order.
     template <class Fn>
     void forEachInTile(size_t index, Fn&& fn) const {
-        const auto columns = size_t(grid);
-        const auto want = uint16_t((1u << (index % columns)) | (1u << (8 + index / columns)));
         for (const Block& block : blocks)
-            for (size_t i = 0; i < block.records.size(); ++i)
-                if ((block.touches[i] & want) == want) fn(block.records[i]);
+            for (uint32_t k = block.tileStart[index]; k < block.tileStart[index + 1]; ++k)
+                fn(block.records[block.inTiles[k]]);
+    }
+
+    // Calls fn(tile) for each tile a `touches` value names.
+    template <class Fn>
+    static void forEachTouched(uint16_t touches, size_t grid, Fn&& fn) {
+        for (unsigned rows = touches >> 8u; rows; rows &= rows - 1)
+            for (unsigned cols = touches & 0xFFu; cols; cols &= cols - 1)
+                fn(size_t(std::countr_zero(rows)) * grid + size_t(std::countr_zero(cols)));
+    }
+
+    // Lays out a block's per-tile lists from its touches and counts.
+    static void listTiles(Block& block, size_t grid) {
+        uint32_t sum = 0;
+        for (size_t t = 0; t < block.perTile.size(); ++t) {
+            block.tileStart[t] = sum;
+            sum += block.perTile[t];
+        }
+        block.tileStart[block.perTile.size()] = sum;
+        block.inTiles.resize(sum);
+        std::array<uint32_t, 64> next;
+        std::copy(block.tileStart.begin(), block.tileStart.end() - 1, next.begin());
+        for (size_t i = 0; i < block.touches.size(); ++i)
+            forEachTouched(block.touches[i], grid,
+                           [&](size_t t) { block.inTiles[next[t]++] = uint16_t(i); });
     }
 };
 
@@ -157,11 +185,10 @@ class TV_Base_Render : public AEBase {
                     if (inRow(r, tiles[row * n])) touches = uint16_t(touches | (1u << (8 + row)));
                 block.records.push_back(r);
                 block.touches.push_back(touches);
-                for (unsigned rows = touches >> 8u; rows; rows &= rows - 1)
-                    for (unsigned cols = touches & 0xFFu; cols; cols &= cols - 1)
-                        ++block.perTile[size_t(std::countr_zero(rows)) * n +
-                                        size_t(std::countr_zero(cols))];
+                TiledRecords<Record>::forEachTouched(touches, n,
+                                                     [&block](size_t t) { ++block.perTile[t]; });
             }
+            TiledRecords<Record>::listTiles(block, n);
             return PF_Err_NONE;
         };
         if (host_ && blocks > 1) return host_->iterate(int32_t(blocks), job);
