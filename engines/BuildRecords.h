@@ -7,8 +7,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
+#include "engines/DepthSort.h"
 #include "host/HostServices.h"
 
 namespace tv {
@@ -19,6 +21,52 @@ enum class Verdict : uint8_t {
     kReport,  // the item gives none and has something to say (a NaN position)
 };
 
+namespace detail {
+
+// fn(b) for b in [0, blocks), on the host's threads when there is a host and more than one.
+template <class Fn>
+void ForEachBlock(HostServices* host, size_t blocks, const Fn& fn) {
+    if (host && blocks > 1) {
+        host->iterate(int32_t(blocks), [&fn](int32_t b) {
+            fn(size_t(b));
+            return PF_Err_NONE;
+        });
+    } else {
+        for (size_t b = 0; b < blocks; ++b) fn(b);
+    }
+}
+
+// Grows `out` to `size` records. The resize constructs them on this thread; a fresh array's pages
+// are first touched on the threads instead, where the kernel's work of handing them out (more
+// than the writing, for a large array) is shared.
+template <class Record>
+void GrowTouchingOnThreads(HostServices* host, std::vector<Record>& out, size_t size) {
+    if (size <= out.size()) return;
+    const size_t first = out.size();
+    out.reserve(size);
+    const size_t newBytes = (size - first) * sizeof(Record);
+    auto* fresh = reinterpret_cast<volatile unsigned char*>(out.data() + first);
+    constexpr size_t kPage = 4096, kJobBytes = kPage * 256;
+    if (host && newBytes > kJobBytes)
+        ForEachBlock(host, (newBytes + kJobBytes - 1) / kJobBytes, [&](size_t j) {
+            const size_t end = std::min(newBytes, (j + 1) * kJobBytes);
+            for (size_t at = j * kJobBytes; at < end; at += kPage) fresh[at] = 0;
+        });
+    out.resize(size);
+}
+
+}  // namespace detail
+
+// The depth sort's splitter: runs job(0) .. job(count - 1) on the host's threads.
+inline auto HostSplitter(HostServices* host) {
+    return [host](int32_t count, const std::function<void(int32_t)>& job) {
+        host->iterate(count, [&job](int32_t i) {
+            job(i);
+            return PF_Err_NONE;
+        });
+    };
+}
+
 // Appends one record per item in [0, count) that `judge` takes, in item order. `judge(i)` must
 // be cheap and without side effects: it runs twice per item. `report(i)` runs on this thread,
 // in item order, for each item judged kReport; `make(i, record)` fills a default record.
@@ -27,20 +75,10 @@ void BuildRecords(HostServices* host, size_t count, const Judge& judge, const Re
                   const Make& make, std::vector<Record>& out) {
     constexpr size_t kBlock = 4096;
     const size_t blocks = (count + kBlock - 1) / kBlock;
-    auto forBlocks = [&](const auto& fn) {
-        if (host && blocks > 1) {
-            host->iterate(int32_t(blocks), [&fn](int32_t b) {
-                fn(size_t(b));
-                return PF_Err_NONE;
-            });
-        } else {
-            for (size_t b = 0; b < blocks; ++b) fn(b);
-        }
-    };
     auto end = [count](size_t b) { return std::min(count, (b + 1) * kBlock); };
     std::vector<size_t> offsets(blocks + 1, 0);
     std::vector<uint8_t> reports(blocks, 0);
-    forBlocks([&](size_t b) {
+    detail::ForEachBlock(host, blocks, [&](size_t b) {
         size_t taken = 0;
         bool anyReport = false;
         for (size_t i = b * kBlock; i < end(b); ++i) {
@@ -58,25 +96,50 @@ void BuildRecords(HostServices* host, size_t count, const Judge& judge, const Re
         offsets[b + 1] += offsets[b];
     }
     const size_t first = out.size();
-    // The resize below constructs the records on this thread; a fresh array's pages are first
-    // touched here on the threads instead, where the kernel's work of handing them out (more
-    // than the writing, for a large array) is shared.
-    out.reserve(first + offsets[blocks]);
-    const size_t newBytes = offsets[blocks] * sizeof(Record);
-    auto* fresh = reinterpret_cast<volatile unsigned char*>(out.data() + first);
-    constexpr size_t kPage = 4096, kPagesPerJob = 256;
-    const size_t jobs = (newBytes / kPage + kPagesPerJob) / kPagesPerJob;
-    if (host && newBytes > kPage * kPagesPerJob)
-        host->iterate(int32_t(jobs), [&](int32_t j) {
-            const size_t end = std::min(newBytes, (size_t(j) + 1) * kPage * kPagesPerJob);
-            for (size_t at = size_t(j) * kPage * kPagesPerJob; at < end; at += kPage) fresh[at] = 0;
-            return PF_Err_NONE;
-        });
-    out.resize(first + offsets[blocks]);
-    forBlocks([&](size_t b) {
+    detail::GrowTouchingOnThreads(host, out, first + offsets[blocks]);
+    detail::ForEachBlock(host, blocks, [&](size_t b) {
         Record* record = out.data() + first + offsets[b];
         for (size_t i = b * kBlock; i < end(b); ++i)
             if (judge(i) == Verdict::kTake) make(i, *record++);
+    });
+}
+
+// As BuildRecords into an empty `out`, then far records first by `key(record)`: the order the
+// depth sort (IntroSortFarFirst) leaves the records in, without moving whole records. Each taken
+// item's record is made once to read its key; the keys are sorted with their item numbers by
+// the same introsort (whose every step depends on the keys alone, so the permutation is the
+// same), and the records are then made in that order.
+template <class Record, class Judge, class Report, class Make, class Key>
+void BuildSortedRecords(HostServices* host, size_t count, const Judge& judge, const Report& report,
+                        const Make& make, const Key& key, std::vector<Record>& out) {
+    std::vector<uint32_t> taken;
+    BuildRecords(
+        host, count, judge, report, [](size_t i, uint32_t& item) { item = uint32_t(i); }, taken);
+    struct Keyed {
+        double key = 0;
+        uint32_t item = 0;
+    };
+    constexpr size_t kBlock = 4096;
+    const size_t blocks = (taken.size() + kBlock - 1) / kBlock;
+    std::vector<Keyed> keyed;
+    detail::GrowTouchingOnThreads(host, keyed, taken.size());
+    detail::ForEachBlock(host, blocks, [&](size_t b) {
+        for (size_t k = b * kBlock; k < std::min(taken.size(), (b + 1) * kBlock); ++k) {
+            Record record;
+            make(taken[k], record);
+            keyed[k] = Keyed{key(record), taken[k]};
+        }
+    });
+    auto keyOf = [](const Keyed& e) { return e.key; };
+    if (host)
+        IntroSortFarFirst(keyed.data(), keyed.size(), keyOf, HostSplitter(host));
+    else
+        IntroSortFarFirst(keyed.data(), keyed.size(), keyOf);
+    out.clear();
+    detail::GrowTouchingOnThreads(host, out, keyed.size());
+    detail::ForEachBlock(host, blocks, [&](size_t b) {
+        for (size_t k = b * kBlock; k < std::min(keyed.size(), (b + 1) * kBlock); ++k)
+            make(keyed[k].item, out[k]);
     });
 }
 

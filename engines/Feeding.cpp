@@ -30,6 +30,18 @@ float ScaleOf(const GeometryStore& store, size_t v) {
     return v < store.scales.size() ? store.scales[v] : 1.0f;
 }
 
+// The records of a render item's taken elements, in element order or, with `sort`, far first in
+// the order the depth sort gives.
+template <class Record, class Judge, class Report, class Make>
+void MakeRecords(const TV_Base_Render& engine, bool sort, size_t count, const Judge& judge,
+                 const Report& report, const Make& make, std::vector<Record>& out) {
+    if (!sort) return BuildRecords(engine.host(), count, judge, report, make, out);
+    const double* view = engine.viewDirection();
+    BuildSortedRecords(
+        engine.host(), count, judge, report, make,
+        [view](const Record& r) { return DepthKey(r, view); }, out);
+}
+
 }  // namespace
 
 UsageMasks BuildUsageMasks(const std::vector<RenderItem>& items, size_t vertexCount) {
@@ -109,8 +121,8 @@ PF_Err FeedPoints(TV_Base_Render& engine, const RenderItem& item, const Geometry
     };
     if (asSprites) {
         std::vector<DrawSprite> sprites;
-        BuildRecords(
-            engine.host(), p.vertexCount, judge, report,
+        MakeRecords(
+            engine, engine.wantsDepthSort(), p.vertexCount, judge, report,
             [&](size_t i, DrawSprite& s) {
                 s.width = s.height = place(i, s.x, s.y, s.z, s.color);
                 s.layer = spriteLayer;
@@ -118,7 +130,6 @@ PF_Err FeedPoints(TV_Base_Render& engine, const RenderItem& item, const Geometry
                     s.time = uint64_t(uint32_t(p.times[p.sampleIndex[i]].value));
             },
             sprites);
-        if (engine.wantsDepthSort()) DepthSort(sprites, engine.viewDirection(), engine.host());
         const std::vector<A_Time> times(p.times, p.times + (p.times ? p.timeCount : 0));
         PF_Err err = engine.prepareSprites(spriteLayer, times);
         if (!err) err = engine.drawSprites(sprites);
@@ -126,15 +137,14 @@ PF_Err FeedPoints(TV_Base_Render& engine, const RenderItem& item, const Geometry
         return err ? err : finish;
     }
     std::vector<DrawPoint> records;
-    BuildRecords(
-        engine.host(), p.vertexCount, judge, report,
+    MakeRecords(
+        engine, engine.wantsDepthSort(), p.vertexCount, judge, report,
         [&](size_t i, DrawPoint& d) {
             d.size = place(i, d.x, d.y, d.z, d.color);
             const uint32_t v = p.vertices[i];
             d.softness = v < store.blurs.size() ? store.blurs[v] : 0.0f;
         },
         records);
-    if (engine.wantsDepthSort()) DepthSort(records, engine.viewDirection(), engine.host());
     return engine.drawPoints(records);
 }
 
@@ -180,10 +190,9 @@ PF_Err FeedLines(TV_Base_Render& engine, const RenderItem& item, const GeometryS
         l.endSize = p.size * thickness * (scaled ? store.scales[size_t(pair.b)] : 1.0f);
     };
     std::vector<DrawLine> records;
-    BuildRecords(engine.host(), p.pairCount, judge, report, make, records);
+    MakeRecords(engine, p.depthSort && engine.wantsDepthSort(), p.pairCount, judge, report, make,
+                records);
     engine.perspectiveSizes = p.perspective != 0;
-    if (p.depthSort && engine.wantsDepthSort())
-        DepthSort(records, engine.viewDirection(), engine.host());
     return engine.drawLines(records);
 }
 
@@ -239,8 +248,7 @@ PF_Err FeedTriangles(TV_Base_Render& engine, const RenderItem& item, const Geome
         }
     };
     std::vector<DrawTriangle> records;
-    BuildRecords(engine.host(), p.tripleCount, judge, report, make, records);
-    if (engine.wantsDepthSort()) DepthSort(records, engine.viewDirection(), engine.host());
+    MakeRecords(engine, engine.wantsDepthSort(), p.tripleCount, judge, report, make, records);
     return engine.drawTriangles(records);
 }
 

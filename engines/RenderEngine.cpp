@@ -6,6 +6,7 @@
 #include <functional>
 #include <utility>
 
+#include "engines/BuildRecords.h"
 #include "engines/DepthSort.h"
 
 namespace tv {
@@ -233,52 +234,51 @@ namespace {
 double Dot(const double v[3], double x, double y, double z) {
     return v[0] * x + v[1] * y + v[2] * z;
 }
-}  // namespace
 
 // The introsort on the host's threads when there is a host, else on this one; the order is the
 // same either way.
-template <class T, class Key>
-void SortFarFirst(std::vector<T>& records, const Key& key, HostServices* host) {
+template <class T>
+void SortFarFirst(std::vector<T>& records, const double v[3], HostServices* host) {
+    auto key = [v](const T& r) { return DepthKey(r, v); };
     if (!host) return IntroSortFarFirst(records.data(), records.size(), key);
-    IntroSortFarFirst(records.data(), records.size(), key,
-                      [host](int32_t count, const std::function<void(int32_t)>& job) {
-                          host->iterate(count, [&job](int32_t i) {
-                              job(i);
-                              return PF_Err_NONE;
-                          });
-                      });
+    IntroSortFarFirst(records.data(), records.size(), key, HostSplitter(host));
+}
+}  // namespace
+
+double DepthKey(const DrawPoint& p, const double v[3]) {
+    return Dot(v, p.x, p.y, p.z);
+}
+
+double DepthKey(const DrawSprite& s, const double v[3]) {
+    return Dot(v, s.x, s.y, s.z);
+}
+
+double DepthKey(const DrawLine& l, const double v[3]) {
+    return Dot(v, (l.start[0] + l.end[0]) * 0.5, (l.start[1] + l.end[1]) * 0.5,
+               (l.start[2] + l.end[2]) * 0.5);
+}
+
+double DepthKey(const DrawTriangle& t, const double v[3]) {
+    const double k = 0.3333333333333333;
+    return Dot(v, (t.corners[0][0] + t.corners[1][0] + t.corners[2][0]) * k,
+               (t.corners[0][1] + t.corners[1][1] + t.corners[2][1]) * k,
+               (t.corners[0][2] + t.corners[1][2] + t.corners[2][2]) * k);
 }
 
 void DepthSort(std::vector<DrawPoint>& points, const double v[3], HostServices* host) {
-    SortFarFirst(
-        points, [v](const DrawPoint& p) { return Dot(v, p.x, p.y, p.z); }, host);
+    SortFarFirst(points, v, host);
 }
 
 void DepthSort(std::vector<DrawSprite>& sprites, const double v[3], HostServices* host) {
-    SortFarFirst(
-        sprites, [v](const DrawSprite& s) { return Dot(v, s.x, s.y, s.z); }, host);
+    SortFarFirst(sprites, v, host);
 }
 
 void DepthSort(std::vector<DrawLine>& lines, const double v[3], HostServices* host) {
-    SortFarFirst(
-        lines,
-        [v](const DrawLine& l) {
-            return Dot(v, (l.start[0] + l.end[0]) * 0.5, (l.start[1] + l.end[1]) * 0.5,
-                       (l.start[2] + l.end[2]) * 0.5);
-        },
-        host);
+    SortFarFirst(lines, v, host);
 }
 
 void DepthSort(std::vector<DrawTriangle>& triangles, const double v[3], HostServices* host) {
-    SortFarFirst(
-        triangles,
-        [v](const DrawTriangle& t) {
-            const double k = 0.3333333333333333;
-            return Dot(v, (t.corners[0][0] + t.corners[1][0] + t.corners[2][0]) * k,
-                       (t.corners[0][1] + t.corners[1][1] + t.corners[2][1]) * k,
-                       (t.corners[0][2] + t.corners[1][2] + t.corners[2][2]) * k);
-        },
-        host);
+    SortFarFirst(triangles, v, host);
 }
 
 void SplitIntoTiles(const PF_EffectWorld& world, int32_t n, std::vector<ScanTile>& out) {

@@ -276,6 +276,13 @@ class TV_Pass_Render : public TV_Base_Render {
 // end in front was the second. `a` and `b` are world positions; the cut end is written back.
 double ClipSegmentToNear(double a[3], double b[3], double wa, double wb);
 
+// A record's depth: the dot product of the view direction with its centre. The sort key, the
+// greater first.
+double DepthKey(const DrawPoint& p, const double viewDirection[3]);
+double DepthKey(const DrawSprite& s, const double viewDirection[3]);
+double DepthKey(const DrawLine& l, const double viewDirection[3]);
+double DepthKey(const DrawTriangle& t, const double viewDirection[3]);
+
 // Far records first, by the dot product of the view direction with each record's centre. An
 // unstable introsort: equal keys keep no defined order, but the same one every time, with or
 // without a host; with one, large sorts run on its threads.

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "engines/BuildRecords.h"
+#include "engines/RenderEngine.h"
 #include "standalone/EmbeddedHost.h"
 
 namespace tv {
@@ -69,6 +70,45 @@ TEST(BuildRecords, NothingToBuild) {
         static_cast<HostServices*>(nullptr), 0, [](size_t) { return Verdict::kTake; },
         [](size_t) {}, [](size_t, Item&) {}, out);
     EXPECT_TRUE(out.empty());
+}
+
+}  // namespace
+}  // namespace tv
+
+namespace tv {
+namespace {
+
+// Lines at a few depths (so many share a key), each tagged with its pair's index.
+DrawLine TaggedLine(size_t i) {
+    DrawLine l;
+    l.start[2] = double(i % 5);
+    l.end[2] = double(i % 3);
+    l.start[0] = double(i % 11);
+    l.startColor[0] = float(i);
+    return l;
+}
+
+TEST(BuildSortedRecords, SameOrderAsBuildingThenSortingTheRecords) {
+    standalone::EmbeddedHost host;
+    const double view[3] = {0.2, 0.1, 0.97};
+    const size_t count = 60000;
+    auto judge = [](size_t i) { return i % 9 == 4 ? Verdict::kSkip : Verdict::kTake; };
+    auto report = [](size_t) {};
+    auto make = [](size_t i, DrawLine& l) { l = TaggedLine(i); };
+    auto key = [&view](const DrawLine& l) { return DepthKey(l, view); };
+
+    std::vector<DrawLine> sortedAfter;
+    BuildRecords(static_cast<HostServices*>(nullptr), count, judge, report, make, sortedAfter);
+    DepthSort(sortedAfter, view);
+
+    for (HostServices* h :
+         {static_cast<HostServices*>(&host), static_cast<HostServices*>(nullptr)}) {
+        std::vector<DrawLine> sortedKeys;
+        BuildSortedRecords(h, count, judge, report, make, key, sortedKeys);
+        ASSERT_EQ(sortedKeys.size(), sortedAfter.size());
+        for (size_t k = 0; k < sortedKeys.size(); ++k)
+            ASSERT_EQ(sortedKeys[k].startColor[0], sortedAfter[k].startColor[0]) << k;
+    }
 }
 
 }  // namespace
