@@ -9,6 +9,7 @@
 #include "effectors/EffectorFrame.h"
 #include "host/AABBTree.h"
 #include "host/EffectTemplate.h"
+#include "host/LayerLookup.h"
 #include "host/Matrix.h"
 #include "host/ParamBuilders.h"
 #include "host/ParamVisibility.h"
@@ -241,11 +242,7 @@ uint64_t HashOf(PF_InData* in, ObjectMessage& m) {
     if (r.type == kInstance && r.instanceLayer) {
         SuiteCache suites(in);
         HostServices& host = suites.host();
-        const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
-        const AEGP_LayerH own = host.effectLayer(self);
-        host.disposeEffect(self);
-        const AEGP_LayerH layer =
-            host.layerFromLayerId(host.layerParentComp(own), uint32_t(r.instanceLayer));
+        const AEGP_LayerH layer = LayerOfOwnComp(host, in->effect_ref, r.instanceLayer);
         const A_Time now =
             host.convertEffectToCompTime(in->effect_ref, in->current_time, in->time_scale);
         if (layer) m.addDependency(m.hash, layer, PackTime(now));

@@ -8,6 +8,7 @@
 
 #include "engines/BuildRecords.h"
 #include "engines/DepthSort.h"
+#include "host/LayerLookup.h"
 
 namespace tv {
 
@@ -42,11 +43,7 @@ void TV_Base_Render::setRenderParams(const double scale[3], const double viewpor
 AEGP_LayerH TV_Base_Render::spriteLayer(int32_t layerId, bool& isComp) const {
     isComp = false;
     if (!host_ || !effectRef || layerId == 0) return 0;
-    const AEGP_EffectRefH self = host_->effectFromInstance(0, effectRef);
-    const AEGP_LayerH own = host_->effectLayer(self);
-    host_->disposeEffect(self);
-    const AEGP_LayerH layer =
-        host_->layerFromLayerId(host_->layerParentComp(own), uint32_t(layerId));
+    const AEGP_LayerH layer = LayerOfOwnComp(*host_, effectRef, layerId);
     const AEGP_ItemH item = layer ? host_->layerSourceItem(layer) : 0;
     isComp = item && host_->itemType(item) == AEGP_ItemType_COMP;
     return layer;

@@ -3,20 +3,10 @@
 #include <cstdio>
 
 #include "host/EffectTemplate.h"
+#include "host/LayerLookup.h"
 #include "host/SuiteCache.h"
 
 namespace tv {
-
-namespace {
-
-AEGP_LayerH CallingLayer(HostServices& host, PF_InData* in) {
-    const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
-    const AEGP_LayerH layer = host.effectLayer(self);
-    host.disposeEffect(self);
-    return layer;
-}
-
-}  // namespace
 
 ParallelFor HostParallel(HostServices& host) {
     return [&host](int32_t count, const std::function<void(int32_t)>& job) {
@@ -30,7 +20,7 @@ ParallelFor HostParallel(HostServices& host) {
 void RequestHeldFrames(PF_InData* in, ObjectMessage& m, const std::vector<int32_t>& times) {
     SuiteCache suites(in);
     HostServices& host = suites.host();
-    const AEGP_LayerH layer = CallingLayer(host, in);
+    const AEGP_LayerH layer = OwnLayer(host, in->effect_ref);
     m.flags |= kMsgNeedsLayers;
     for (int32_t t : times) {
         const A_Time comp = host.convertLayerToCompTime(layer, A_Time{t, in->time_scale});
@@ -53,7 +43,7 @@ std::vector<GeometryStore*> HeldFrameStores(ObjectMessage& m) {
 void AddHeldFrameDependencies(PF_InData* in, ObjectMessage& m, const std::vector<int32_t>& times) {
     SuiteCache suites(in);
     HostServices& host = suites.host();
-    const AEGP_LayerH layer = CallingLayer(host, in);
+    const AEGP_LayerH layer = OwnLayer(host, in->effect_ref);
     for (int32_t t : times)
         m.addDependency(m.hash, layer,
                         PackTime(host.convertLayerToCompTime(layer, A_Time{t, in->time_scale})));

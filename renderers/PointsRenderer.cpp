@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "host/EffectTemplate.h"
+#include "host/LayerLookup.h"
 #include "host/ParamBuilders.h"
 #include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
@@ -153,10 +154,7 @@ PF_Err Contribute(PF_InData* in, ObjectMessage& m, const PointsParams& p) {
     AEGP_LayerH sprite = 0;
     bool spriteIsComp = false;
     if (p.hasSprite) {
-        const AEGP_EffectRefH self = suites->effectFromInstance(0, in->effect_ref);
-        const AEGP_LayerH own = suites->effectLayer(self);
-        suites->disposeEffect(self);
-        sprite = suites->layerFromLayerId(suites->layerParentComp(own), uint32_t(p.spriteLayer));
+        sprite = LayerOfOwnComp(suites.host(), in->effect_ref, p.spriteLayer);
         const AEGP_ItemH item = sprite ? suites->layerSourceItem(sprite) : 0;
         spriteIsComp = item && suites->itemType(item) == AEGP_ItemType_COMP;
     }

@@ -220,21 +220,13 @@ PF_Err Contribute(PF_InData* in, PF_OutData* out, ObjectMessage& m) {
     return PF_Err_NONE;
 }
 
-uint64_t MessageHash(PF_InData* in, ObjectMessage&) {
-    return Hash(Read(in));
-}
-
-// Frames held from other times are part of what this frame shows.
-void HeldFrameDependencies(PF_InData* in, ObjectMessage& m) {
-    const TriangleParams p = Read(in);
-    if (p.calcMode != kLinesEveryFrame) AddHeldFrameDependencies(in, m, FrameList(in, p));
-}
+using Hooks = HeldFrameHooks<TriangleParams, &Read, &Hash, &FrameList>;
 
 // The renderer takes every group; SetGroup writes its group popup.
 const GroupHooks kGroupHooks{.groupPopup = &kTable[kEffectGroup],
                              .takesAllGroups = true,
-                             .hash = &MessageHash,
-                             .dependencies = &HeldFrameDependencies};
+                             .hash = &Hooks::MessageHash,
+                             .dependencies = &Hooks::Dependencies};
 
 PF_Err Visibility(PF_InData* in) {
     const int32_t calc = CheckoutParam(in, kCalcMode).u.popup;

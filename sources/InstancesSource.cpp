@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "host/EffectTemplate.h"
+#include "host/LayerLookup.h"
 #include "host/ParamBuilders.h"
 #include "host/ParamVisibility.h"
 #include "host/ParamHash.h"
@@ -323,11 +324,7 @@ uint64_t Hash(PF_InData* in, ObjectMessage& m) {
     if (s.layer) {
         SuiteCache suites(in);
         HostServices& host = suites.host();
-        const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
-        const AEGP_LayerH own = host.effectLayer(self);
-        host.disposeEffect(self);
-        const AEGP_LayerH layer =
-            host.layerFromLayerId(host.layerParentComp(own), uint32_t(s.layer));
+        const AEGP_LayerH layer = LayerOfOwnComp(host, in->effect_ref, s.layer);
         if (layer)
             for (const A_Time& t : RequestTimes(in, host, s))
                 m.addDependency(m.hash, layer, PackTime(t));

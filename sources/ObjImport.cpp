@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "host/EffectTemplate.h"
+#include "host/LayerLookup.h"
 #include "host/ScriptBridge.h"
 #include "host/SequenceRecord.h"
 #include "host/SuiteCache.h"
@@ -147,11 +148,7 @@ PF_Err ObjSequenceResetup(PF_InData* in, PF_OutData* out, int32_t layerParam) {
         }
         const int32_t layerId = CheckoutParam(&current, layerParam).u.layerId;
         if (layerId == 0) return PF_Err_NONE;
-        const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
-        const AEGP_LayerH own = host.effectLayer(self);
-        host.disposeEffect(self);
-        const AEGP_LayerH layer =
-            host.layerFromLayerId(host.layerParentComp(own), uint32_t(layerId));
+        const AEGP_LayerH layer = LayerOfOwnComp(host, in->effect_ref, layerId);
         if (!layer) return PF_Err_NONE;
         const AEGP_ItemH item = host.layerSourceItem(layer);
         const std::vector<std::string> now = host.footageFiles(item);
@@ -218,10 +215,7 @@ PF_Err RunObjImport(PF_InData* in, PF_OutData* out, int32_t layerParam, int32_t 
         item = host.importFootage(files, absolute);
     }
     // A layer of it in the effect's comp becomes the source's layer.
-    const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
-    const AEGP_LayerH own = host.effectLayer(self);
-    host.disposeEffect(self);
-    const AEGP_CompH comp = host.layerParentComp(own);
+    const AEGP_CompH comp = host.layerParentComp(OwnLayer(host, in->effect_ref));
     AEGP_LayerH layer = host.compLayerOfItem(comp, item);
     if (layer)
         Say(host, "Layer Exists in Comp");

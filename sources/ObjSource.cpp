@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/EffectTemplate.h"
+#include "host/LayerLookup.h"
 #include "host/ParamBuilders.h"
 #include "host/ParamValues.h"
 #include "host/ParamVisibility.h"
@@ -98,10 +99,7 @@ std::string FrameFile(PF_InData* in, uint32_t layerId, int32_t afterSequence) {
     SuiteCache suites(in);
     HostServices& host = suites.host();
     try {
-        const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
-        const AEGP_LayerH own = host.effectLayer(self);
-        host.disposeEffect(self);
-        const AEGP_LayerH layer = host.layerFromLayerId(host.layerParentComp(own), layerId);
+        const AEGP_LayerH layer = LayerOfOwnComp(host, in->effect_ref, int32_t(layerId));
         if (!layer) return {};
         const std::vector<std::string> files = host.footageFiles(host.layerSourceItem(layer));
         const int32_t n = int32_t(files.size());

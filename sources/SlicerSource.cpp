@@ -8,6 +8,7 @@
 
 #include "host/AABBTree.h"
 #include "host/EffectTemplate.h"
+#include "host/LayerLookup.h"
 #include "host/ParamBuilders.h"
 #include "host/ParamHash.h"
 #include "host/ParamValues.h"
@@ -60,14 +61,6 @@ SlicerSettings Read(PF_InData* in) {
     s.color[3] = float(PercentParam(in, kOpacity));
     s.group = CheckoutParam(in, kGroup).u.popup;
     return s;
-}
-
-AEGP_LayerH LayerOf(HostServices& host, PF_InData* in, int32_t id) {
-    if (!id) return 0;
-    const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
-    const AEGP_LayerH own = host.effectLayer(self);
-    host.disposeEffect(self);
-    return host.layerFromLayerId(host.layerParentComp(own), uint32_t(id));
 }
 
 // The To store's mesh as a tree: positions and faces moved by their ranges' starts.
@@ -192,7 +185,7 @@ uint64_t Hash(PF_InData* in, ObjectMessage& m) {
     const A_Time now =
         host.convertEffectToCompTime(in->effect_ref, in->current_time, in->time_scale);
     for (int32_t id : {s.from, s.to})
-        if (const AEGP_LayerH layer = LayerOf(host, in, id))
+        if (const AEGP_LayerH layer = LayerOfOwnComp(host, in->effect_ref, id))
             m.addDependency(m.hash, layer, PackTime(now));
     return h.value();
 }
