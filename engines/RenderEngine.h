@@ -23,21 +23,23 @@ struct EngineTimes {
     double tileSeconds = 0;     // drawing the tiles
 };
 
-// One draw call's records after projection, in blocks of their input order, each with the
-// columns and rows of the tile grid its bounds touch: bit c for column c, bit 8 + r for row r.
-// Each block also lists, tile by tile, the records touching the tile, so a tile walks only its
-// own records instead of testing every record of the call.
+// One draw call's records after projection (projected in place in the call's array), in blocks
+// of their input order: each block notes the records of its stretch that projected, the columns
+// and rows of the tile grid each one's bounds touch (bit c for column c, bit 8 + r for row r),
+// and lists, tile by tile, the records touching the tile, so a tile walks only its own records
+// instead of testing every record of the call.
 template <class Record>
 struct TiledRecords {
     struct Block {
-        std::vector<Record> records;
-        std::vector<uint16_t> touches;
+        std::vector<uint32_t> kept;          // indices into the call's array of the records drawn
+        std::vector<uint16_t> touches;       // one per kept record
         std::array<uint32_t, 64> perTile{};  // records touching each tile, row * grid + column
         // Tile t's records are records[inTiles[k]] for k in [tileStart[t], tileStart[t + 1]),
         // in record order.
         std::array<uint32_t, 65> tileStart{};
-        std::vector<uint16_t> inTiles;
+        std::vector<uint32_t> inTiles;
     };
+    const Record* records = nullptr;  // the call's array, projected
     std::vector<Block> blocks;
     int32_t grid = 1;  // tiles per row and per column
 
@@ -59,7 +61,7 @@ struct TiledRecords {
     void forEachInTile(size_t index, Fn&& fn) const {
         for (const Block& block : blocks)
             for (uint32_t k = block.tileStart[index]; k < block.tileStart[index + 1]; ++k)
-                fn(block.records[block.inTiles[k]]);
+                fn(records[block.inTiles[k]]);
     }
 
     // Calls fn(tile) for each tile a `touches` value names.
@@ -83,7 +85,7 @@ struct TiledRecords {
         std::copy(block.tileStart.begin(), block.tileStart.end() - 1, next.begin());
         for (size_t i = 0; i < block.touches.size(); ++i)
             forEachTouched(block.touches[i], grid,
-                           [&](size_t t) { block.inTiles[next[t]++] = uint16_t(i); });
+                           [&](size_t t) { block.inTiles[next[t]++] = block.kept[i]; });
     }
 };
 
@@ -93,7 +95,9 @@ class TV_Base_Render : public AEBase {
         : host_(host), world_(world), bitDepth_(bitDepth) {}
     virtual ~TV_Base_Render() = default;
 
-    // The slots, in their fixed order. Every draw operation returns a host error code.
+    // The slots, in their fixed order. Every draw operation returns a host error code. The
+    // software engines project the records in place (no copy of a call's records is made), so
+    // after a draw the array holds screen coordinates: draw each array once.
     virtual PF_Err drawPoints(std::vector<DrawPoint>&) { return PF_Err_NONE; }
     virtual PF_Err drawLines(std::vector<DrawLine>&) { return PF_Err_NONE; }
     virtual PF_Err drawTriangles(std::vector<DrawTriangle>&) { return PF_Err_NONE; }
@@ -156,34 +160,35 @@ class TV_Base_Render : public AEBase {
                     const std::function<void(const ScanTile&)>& fn,
                     const std::vector<size_t>* order = nullptr) const;
 
-    // Projects copies of the records and notes which tiles of the grid (from SplitIntoTiles, up
+    // Projects the records in place and notes which tiles of the grid (from SplitIntoTiles, up
     // to 8 x 8) each one touches. A record touches a tile when it touches the tile's column
     // (`inColumn`, which reads only left and right) and its row (`inRow`, only top and bottom);
     // false only where the record draws nothing. Blocks of records run on the host's threads
     // when there are several; one block runs here, so a small call iterates once, for its tiles.
     template <class Record, class Project, class InColumn, class InRow>
-    PF_Err projectIntoTiles(const std::vector<Record>& in, const std::vector<ScanTile>& tiles,
+    PF_Err projectIntoTiles(std::vector<Record>& in, const std::vector<ScanTile>& tiles,
                             int32_t grid, const Project& project, const InColumn& inColumn,
                             const InRow& inRow, TiledRecords<Record>& out) const {
         constexpr size_t kBlock = 1024;
         const size_t blocks = (in.size() + kBlock - 1) / kBlock;
         const auto n = size_t(grid);
         out.grid = grid;
+        out.records = in.data();
         out.blocks.resize(blocks);
         auto job = [&](int32_t b) -> PF_Err {
             typename TiledRecords<Record>::Block& block = out.blocks[size_t(b)];
             const size_t first = size_t(b) * kBlock, last = std::min(in.size(), first + kBlock);
-            block.records.reserve(last - first);
+            block.kept.reserve(last - first);
             block.touches.reserve(last - first);
             for (size_t i = first; i < last; ++i) {
-                Record r = in[i];
+                Record& r = in[i];
                 if (!project(r)) continue;
                 uint16_t touches = 0;
                 for (size_t c = 0; c < n; ++c)
                     if (inColumn(r, tiles[c])) touches = uint16_t(touches | (1u << c));
                 for (size_t row = 0; row < n; ++row)
                     if (inRow(r, tiles[row * n])) touches = uint16_t(touches | (1u << (8 + row)));
-                block.records.push_back(r);
+                block.kept.push_back(uint32_t(i));
                 block.touches.push_back(touches);
                 TiledRecords<Record>::forEachTouched(touches, n,
                                                      [&block](size_t t) { ++block.perTile[t]; });
@@ -202,8 +207,8 @@ class TV_Base_Render : public AEBase {
     // host's threads calling `drawTile(tile, forEach)`, where forEach(fn) calls fn with each of
     // the tile's records in order. Both stages are timed when a caller asked.
     template <class Record, class Project, class InColumn, class InRow, class DrawTile>
-    PF_Err drawTiled(const std::vector<Record>& records, const Project& project,
-                     const InColumn& inColumn, const InRow& inRow, const DrawTile& drawTile) const {
+    PF_Err drawTiled(std::vector<Record>& records, const Project& project, const InColumn& inColumn,
+                     const InRow& inRow, const DrawTile& drawTile) const {
         if (records.empty()) return PF_Err_NONE;
         Clock::time_point start = Clock::now();
         std::vector<ScanTile> tiles;

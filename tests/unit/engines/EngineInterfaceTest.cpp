@@ -252,10 +252,16 @@ TEST(EngineInterface, DrawPointsThroughTheTilesMatchesOneTile) {
         p.softness = float(i % 2);
         points.push_back(p);
     }
+    const std::vector<DrawPoint> given = points;
     ASSERT_EQ(e.drawPoints(points), 0);
-    for (DrawPoint p : points) {
+    for (size_t i = 0; i < given.size(); ++i) {
+        DrawPoint p = given[i];
         ASSERT_TRUE(e.projectPoint(p));
         s.drawPointInTile(p, ScanTile{0, 0, 37, 23});
+        // The draw projected the caller's array in place.
+        EXPECT_EQ(points[i].x, p.x);
+        EXPECT_EQ(points[i].y, p.y);
+        EXPECT_EQ(points[i].size, p.size);
     }
     EXPECT_EQ(tiled.bytes, single.bytes);
 }
