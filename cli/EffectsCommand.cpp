@@ -1,4 +1,5 @@
 #include "cli/EffectsCommand.h"
+#include "cli/Print.h"
 
 #include <fmt/format.h>
 
@@ -14,18 +15,18 @@ namespace tv::cli {
 namespace {
 
 void PrintTable(const standalone::InstalledEffect& effect) {
-    fmt::print("{}  ({})\n", effect.displayName, effect.matchName);
+    Print("{}  ({})\n", effect.displayName, effect.matchName);
     if (effect.params.size() <= 1) {
-        fmt::print("  no parameters yet\n");
+        Print("  no parameters yet\n");
         return;
     }
-    fmt::print("  {:>5}  {:>4}  {:<8}  {:<36}  {}\n", "index", "disk", "kind", "name",
-               "default / range");
+    Print("  {:>5}  {:>4}  {:<8}  {:<36}  {}\n", "index", "disk", "kind", "name",
+          "default / range");
     for (const ParamSpec& spec : effect.params) {
         if (spec.index == 0) continue;
-        fmt::print("  {:>5}  {:>4}  {:<8}  {:<36}  {}\n", spec.index, spec.diskId,
-                   standalone::ParamKindName(spec.type), spec.name,
-                   standalone::DescribeParamRange(spec));
+        Print("  {:>5}  {:>4}  {:<8}  {:<36}  {}\n", spec.index, spec.diskId,
+              standalone::ParamKindName(spec.type), spec.name,
+              standalone::DescribeParamRange(spec));
     }
 }
 
@@ -58,10 +59,10 @@ int RunEffectsCommand(const std::string& name, bool json) {
                 {{"command", "effects"}, {"ok", true}, {"effects", effects}, {"exitCode", 0}});
             return 0;
         }
-        fmt::print("{:<32}  {:<30}  {:<9}  {}\n", "effect", "match name", "role", "state");
+        Print("{:<32}  {:<30}  {:<9}  {}\n", "effect", "match name", "role", "state");
         for (const EffectInfo& info : EffectTable())
-            fmt::print("{:<32}  {:<30}  {:<9}  {}\n", info.displayName, info.matchName,
-                       RoleName(info.role), info.built ? "built" : "not built yet");
+            Print("{:<32}  {:<30}  {:<9}  {}\n", info.displayName, info.matchName,
+                  RoleName(info.role), info.built ? "built" : "not built yet");
         return 0;
     }
     const EffectInfo* info = FindEffectByDisplayName(name);
@@ -69,7 +70,7 @@ int RunEffectsCommand(const std::string& name, bool json) {
     if (!info) {
         const std::string message =
             fmt::format("no effect named \"{}\"; `tavrin effects` lists them", name);
-        fmt::print(stderr, "tavrin effects: {}\n", message);
+        Print(stderr, "tavrin effects: {}\n", message);
         if (json) PrintJson(JsonFailure("effects", message, 2));
         return 2;
     }
@@ -91,8 +92,9 @@ int RunEffectsCommand(const std::string& name, bool json) {
                    {"exitCode", 0}});
         return 0;
     }
-    fmt::print("{}\n", host.aboutText(installed->key));
-    fmt::print("role: {}; {}\n\n", RoleName(info->role), info->built ? "built" : "not built yet");
+    // The about text is the effect's own, several lines long.
+    fmt::print("{}\n", standalone::EscapeControlCharacters(host.aboutText(installed->key), true));
+    Print("role: {}; {}\n\n", RoleName(info->role), info->built ? "built" : "not built yet");
     PrintTable(*installed);
     return 0;
 }

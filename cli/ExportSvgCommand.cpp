@@ -1,4 +1,5 @@
 #include "cli/ExportSvgCommand.h"
+#include "cli/Print.h"
 
 #include <fmt/format.h>
 
@@ -21,10 +22,10 @@ int RunExportSvgCommand(const ExportSvgOptions& options) {
         if (options.comp.empty() && !standalone::CompCarriesExport(host, *comp)) {
             for (const auto& c : host.project().comps)
                 if (standalone::CompCarriesExport(host, *c)) {
-                    fmt::print(stderr,
-                               "note: comp \"{}\" has no layer carrying the \"Tavrin\" effect; "
-                               "exporting comp \"{}\", the first that has (--comp NAME)\n",
-                               comp->name, c->name);
+                    Print(stderr,
+                          "note: comp \"{}\" has no layer carrying the \"Tavrin\" effect; "
+                          "exporting comp \"{}\", the first that has (--comp NAME)\n",
+                          comp->name, c->name);
                     comp = c.get();
                     break;
                 }
@@ -45,28 +46,27 @@ int RunExportSvgCommand(const ExportSvgOptions& options) {
         const std::string output = WithSvgExtension(options.output);
         const standalone::SvgExportReport report =
             standalone::ExportSvgFile(host, *comp, o, output);
-        fmt::print(
-            "exported {} of \"{}\" (layer \"{}\", {}x{}) to {}\n",
-            options.sequence ? "an animated sequence" : fmt::format("frame {}", options.frame),
-            comp->name, report.layer, comp->width, comp->height, output);
+        Print("exported {} of \"{}\" (layer \"{}\", {}x{}) to {}\n",
+              options.sequence ? "an animated sequence" : fmt::format("frame {}", options.frame),
+              comp->name, report.layer, comp->width, comp->height, output);
         if (!report.otherLayers.empty()) {
             std::string names;
             for (const std::string& n : report.otherLayers)
                 names += (names.empty() ? "\"" : ", \"") + n + "\"";
-            fmt::print(stderr,
-                       "note: {} also carr{} the \"Tavrin\" effect; each layer exports its own "
-                       "file (--layer NAME)\n",
-                       names, report.otherLayers.size() == 1 ? "ies" : "y");
+            Print(stderr,
+                  "note: {} also carr{} the \"Tavrin\" effect; each layer exports its own "
+                  "file (--layer NAME)\n",
+                  names, report.otherLayers.size() == 1 ? "ies" : "y");
         }
-        fmt::print(stderr,
-                   "note: sprites, beams' tubes and facets have no vector form and are left out; "
-                   "triangles take their corners' mean colour\n");
+        Print(stderr,
+              "note: sprites, beams' tubes and facets have no vector form and are left out; "
+              "triangles take their corners' mean colour\n");
         return 0;
     } catch (const std::exception& e) {
-        fmt::print(stderr, "tavrin export-svg: {}\n", e.what());
+        Print(stderr, "tavrin export-svg: {}\n", e.what());
         return 2;
     } catch (const HostErrorCode& e) {
-        fmt::print(stderr, "tavrin export-svg: the host failed with code {}\n", e.code);
+        Print(stderr, "tavrin export-svg: the host failed with code {}\n", e.code);
         return 2;
     }
 }

@@ -1,4 +1,5 @@
 #include "cli/GeometryCommand.h"
+#include "cli/Print.h"
 
 #include <fmt/format.h>
 
@@ -11,6 +12,7 @@
 #include "host/ObjectMessage.h"
 #include "standalone/Document.h"
 #include "standalone/GeometryExport.h"
+#include "standalone/WholeFile.h"
 
 namespace tv::cli {
 
@@ -43,7 +45,7 @@ int RunGeometryCommand(const GeometryOptions& o) {
         {
             ScopedObjectMessage message;
             const PF_Err status = Gather(host, layer->uid, comp->frameTime(o.frame), *message);
-            if (status == kLoopGuardStatus) fmt::print(stderr, "note: {}\n", kInfiniteLoopMessage);
+            if (status == kLoopGuardStatus) Print(stderr, "note: {}\n", kInfiniteLoopMessage);
             if (o.format == "json") standalone::WriteGeometryJson(text, *message);
             if (o.format == "ply") standalone::WriteGeometryPly(text, *message->geometry);
             if (o.format == "csv") standalone::WriteGeometryCsv(text, *message->geometry);
@@ -53,17 +55,11 @@ int RunGeometryCommand(const GeometryOptions& o) {
             return 0;
         }
         // Written whole under a temporary name, then renamed: no half-written file is left.
-        const std::string temp = o.output + ".tmp";
-        {
-            std::ofstream out(temp, std::ios::binary);
-            out << text.str();
-            if (!out) throw std::runtime_error("cannot write " + o.output);
-        }
-        std::filesystem::rename(temp, o.output);
-        fmt::print(stderr, "wrote {}\n", o.output);
+        standalone::WriteTextWhole(o.output, text.str());
+        Print(stderr, "wrote {}\n", o.output);
         return 0;
     } catch (const std::exception& e) {
-        fmt::print(stderr, "tavrin geometry: {}\n", e.what());
+        Print(stderr, "tavrin geometry: {}\n", e.what());
         return 2;
     }
 }

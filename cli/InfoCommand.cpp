@@ -1,4 +1,5 @@
 #include "cli/InfoCommand.h"
+#include "cli/Print.h"
 
 #include <fmt/format.h>
 
@@ -107,37 +108,36 @@ int RunInfoCommand(const std::string& document, bool json) {
         Json comps = Json::array();
         for (const auto& c : host.project().comps) {
             if (!json)
-                fmt::print("comp \"{}\": {}x{}, {}/{} fps, {} s\n", c->name, c->width, c->height,
-                           c->fpsNum, c->fpsDen, c->duration);
+                Print("comp \"{}\": {}x{}, {}/{} fps, {} s\n", c->name, c->width, c->height,
+                      c->fpsNum, c->fpsDen, c->duration);
             Json layers = Json::array();
             for (const auto& l : c->layers) {
                 const standalone::Layer* parent = nullptr;
                 for (const auto& p : c->layers)
                     if (l->parent && p->id == l->parent) parent = p.get();
                 if (!json)
-                    fmt::print("  layer {} \"{}\": {}{}{}, {} to {} s{}{}\n", l->id, l->name,
-                               kKinds[size_t(l->kind)], l->is3D ? " 3D" : "",
-                               parent ? " parent \"" + parent->name + "\"" : std::string(),
-                               l->inPoint, l->outPoint,
-                               l->masks.empty() ? "" : fmt::format(", {} masks", l->masks.size()),
-                               l->enabled ? "" : " (off)");
+                    Print("  layer {} \"{}\": {}{}{}, {} to {} s{}{}\n", l->id, l->name,
+                          kKinds[size_t(l->kind)], l->is3D ? " 3D" : "",
+                          parent ? " parent \"" + parent->name + "\"" : std::string(), l->inPoint,
+                          l->outPoint,
+                          l->masks.empty() ? "" : fmt::format(", {} masks", l->masks.size()),
+                          l->enabled ? "" : " (off)");
                 Json effects = Json::array();
                 for (const auto& e : l->effects) {
                     const auto* fx = host.installedEffect(e->key);
                     if (!json)
-                        fmt::print("    effect \"{}\"{}\n", fx->displayName,
-                                   e->active ? "" : " (off)");
+                        Print("    effect \"{}\"{}\n", fx->displayName, e->active ? "" : " (off)");
                     Json params = Json::array();
                     for (const ParamSpec& spec : fx->params) {
                         if (spec.index == 0 || spec.type == PF_Param_GROUP_END) continue;
                         const auto& state = e->params[size_t(spec.index)];
                         const std::string value = ValueText(host, *c, *e, spec, state.value);
                         if (!json)
-                            fmt::print(
-                                "      {:>2} {:<36} {:<22}{}{}\n", spec.index, spec.name, value,
-                                state.keys.empty() ? ""
-                                                   : fmt::format("  ({} keys)", state.keys.size()),
-                                state.hidden ? "  (hidden)" : "  (visible)");
+                            Print("      {:>2} {:<36} {:<22}{}{}\n", spec.index, spec.name, value,
+                                  state.keys.empty()
+                                      ? ""
+                                      : fmt::format("  ({} keys)", state.keys.size()),
+                                  state.hidden ? "  (hidden)" : "  (visible)");
                         params.push_back({{"index", spec.index},
                                           {"name", spec.name},
                                           {"kind", standalone::ParamKindName(spec.type)},
@@ -177,7 +177,7 @@ int RunInfoCommand(const std::string& document, bool json) {
                        {"exitCode", 0}});
         return 0;
     } catch (const std::exception& e) {
-        fmt::print(stderr, "{}\n", e.what());
+        Print(stderr, "{}\n", e.what());
         if (json) PrintJson(JsonFailure("info", e.what(), 2));
         return 2;
     }

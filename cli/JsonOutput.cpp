@@ -7,7 +7,7 @@ std::FILE* HumanStream(bool json) {
 }
 
 void PrintJson(const Json& document) {
-    const std::string text = document.dump(2, ' ', false, Json::error_handler_t::replace);
+    const std::string text = document.dump(2, ' ', true, Json::error_handler_t::replace);
     std::fwrite(text.data(), 1, text.size(), stdout);
     std::fputc('\n', stdout);
     std::fflush(stdout);

@@ -1,4 +1,5 @@
 #include "cli/RenderCommand.h"
+#include "cli/Print.h"
 
 #include <fmt/format.h>
 #include <tbb/global_control.h>
@@ -84,14 +85,14 @@ std::vector<std::string> RenderNoteLines(const standalone::EmbeddedHost& host) {
 std::optional<Shard> ChooseShard(const RenderOptions& options) {
     if (!options.shard.empty() && options.shardFromEnv)
         throw ShardError("--shard and --shard-from-env exclude each other");
-    if (options.shardCount != 0 && !options.shardFromEnv)
+    if (options.shardCount && !options.shardFromEnv)
         throw ShardError("--shard-count goes with --shard-from-env; --shard I/N says N itself");
-    if (options.shardCount < 0) throw ShardError("--shard-count must be 1 or more");
+    if (options.shardCount && (*options.shardCount < 1 || *options.shardCount > kMaxShards))
+        throw ShardError(
+            fmt::format("--shard-count {}: must be 1 to {}", *options.shardCount, kMaxShards));
     if (!options.shard.empty()) return ParseShard(options.shard);
     if (options.shardFromEnv)
-        return ShardFromEnvironment(
-            ReadShardEnvironment(),
-            options.shardCount > 0 ? std::optional<int64_t>(options.shardCount) : std::nullopt);
+        return ShardFromEnvironment(ReadShardEnvironment(), options.shardCount);
     return std::nullopt;
 }
 
@@ -121,15 +122,18 @@ int RunRenderCommand(const RenderOptions& options) {
     std::FILE* human = HumanStream(options.json);
     std::vector<std::string> runMessages;  // the run's notes and warnings, as printed
     auto say = [&runMessages](const std::string& line) {
-        fmt::print(stderr, "{}\n", line);
+        Print(stderr, "{}\n", line);
         runMessages.push_back(line);
     };
     auto fail = [&options](const std::string& message) {
-        fmt::print(stderr, "tavrin render: {}\n", message);
+        Print(stderr, "tavrin render: {}\n", message);
         if (options.json) PrintJson(JsonFailure("render", message, 2));
         return 2;
     };
     try {
+        // Signals are taken from the start: one that arrives while the document loads stops the
+        // run before any frame, with the same exit code and JSON as one during the frames.
+        const InterruptionScope interruption;
         if (options.bitDepth != 8 && options.bitDepth != 32)
             throw std::runtime_error("--bit-depth must be 8 (PNG) or 32 (EXR)");
         const ShardMode mode = ParseShardMode(options.shardMode);
@@ -196,8 +200,10 @@ int RunRenderCommand(const RenderOptions& options) {
         if (todo.size() < records.size())
             say(fmt::format("--skip-existing: {} of {} frames are finished and skipped",
                             records.size() - todo.size(), records.size()));
-        size_t stale = 0;
-        for (const FrameRecord& r : records) stale += standalone::RemoveStaleTemporaries(r.file);
+        std::vector<std::string> files;
+        files.reserve(records.size());
+        for (const FrameRecord& r : records) files.push_back(r.file);
+        const size_t stale = standalone::RemoveStaleTemporaries(files);
         if (stale)
             say(fmt::format("removed {} temporary file{} left by an interrupted render", stale,
                             stale == 1 ? "" : "s"));
@@ -209,7 +215,15 @@ int RunRenderCommand(const RenderOptions& options) {
         const bool tty = isatty(fileno(stderr));
         std::atomic<size_t> done{0};
         std::mutex printMutex;
-        const InterruptionScope interruption;
+        if (const int signal = InterruptingSignal()) {
+            const int code = InterruptedExitCode(signal);
+            const std::string message =
+                fmt::format("interrupted by {} before the first frame; nothing was drawn",
+                            signal == SIGINT ? "SIGINT" : "SIGTERM");
+            Print(stderr, "tavrin render: {}\n", message);
+            if (options.json) PrintJson(JsonFailure("render", message, code));
+            return code;
+        }
         const auto start = std::chrono::steady_clock::now();
         tbb::parallel_for(size_t(0), todo.size(), [&](size_t t) {
             FrameRecord& record = records[todo[t]];
@@ -233,27 +247,26 @@ int RunRenderCommand(const RenderOptions& options) {
             const size_t n = ++done;
             const double secs = std::chrono::duration<double>(now - start).count();
             std::lock_guard lock(printMutex);
-            for (const auto& m : record.messages)
-                fmt::print(stderr, "frame {}: {}\n", record.frame, m);
+            for (const auto& m : record.messages) Print(stderr, "frame {}: {}\n", record.frame, m);
             const double rate = n / std::max(secs, 1e-9);
             if (tty)
-                fmt::print(stderr, "\r[{:>4}/{}] {:.1f} frames/s, {:.0f} s left   ", n, todo.size(),
-                           rate, (todo.size() - n) / rate);
+                Print(stderr, "\r[{:>4}/{}] {:.1f} frames/s, {:.0f} s left   ", n, todo.size(),
+                      rate, (todo.size() - n) / rate);
             else
-                fmt::print(stderr, "wrote {} ({}/{})\n", record.file, n, todo.size());
+                Print(stderr, "wrote {} ({}/{})\n", record.file, n, todo.size());
         });
-        if (tty && !todo.empty()) fmt::print(stderr, "\n");
+        if (tty && !todo.empty()) Print(stderr, "\n");
         const double secs =
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         if (options.verbose && options.json)
-            for (const std::string& line : host.takeDiagnostics()) fmt::print(stderr, "{}\n", line);
+            for (const std::string& line : host.takeDiagnostics()) Print(stderr, "{}\n", line);
         for (const std::string& line : RenderNoteLines(host)) say(line);
         size_t failed = 0, interrupted = 0;
         for (const FrameRecord& r : records) {
             interrupted += r.status == "interrupted";
             if (r.status == "failed") {
                 ++failed;
-                fmt::print(stderr, "tavrin render: frame {}: {}\n", r.frame, r.error);
+                Print(stderr, "tavrin render: frame {}: {}\n", r.frame, r.error);
             }
         }
         const int signal = InterruptingSignal();
@@ -263,13 +276,13 @@ int RunRenderCommand(const RenderOptions& options) {
                 "not drawn (render again with --skip-existing to finish)",
                 signal == SIGINT ? "SIGINT" : "SIGTERM", interrupted, interrupted == 1 ? "" : "s"));
         const size_t skipped = records.size() - todo.size();
-        fmt::print(human, "rendered {} of {} frames{} of \"{}\" ({}x{}, {} bits) in {:.2f} s{}\n",
-                   done.load(), records.size(),
-                   skipped ? fmt::format(" ({} finished before)", skipped) : std::string(),
-                   comp.name, comp.width, comp.height, options.bitDepth, secs,
-                   records.empty()
-                       ? std::string()
-                       : " to " + standalone::FramePath(pattern, records.front().frame, numbered));
+        Print(human, "rendered {} of {} frames{} of \"{}\" ({}x{}, {} bits) in {:.2f} s{}\n",
+              done.load(), records.size(),
+              skipped ? fmt::format(" ({} finished before)", skipped) : std::string(), comp.name,
+              comp.width, comp.height, options.bitDepth, secs,
+              records.empty()
+                  ? std::string()
+                  : " to " + standalone::FramePath(pattern, records.front().frame, numbered));
         const int code = signal ? InterruptedExitCode(signal) : failed ? 1 : 0;
         if (options.json) {
             const double secondsPerFrame = double(comp.fpsDen) / double(std::max(comp.fpsNum, 1));

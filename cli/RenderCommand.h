@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace tv::cli {
@@ -17,7 +18,7 @@ struct RenderOptions {
     std::string unified;  // "on" or "off" forces "Unified Rendering" for this run; empty: as set
     std::string shard;    // "I/N": shard I (from 0) of N; empty: no shard
     bool shardFromEnv = false;  // the shard from a Slurm array task or a Kubernetes Indexed Job
-    int64_t shardCount = 0;     // with --shard-from-env: the number of shards; 0: not given
+    std::optional<int64_t> shardCount;      // with --shard-from-env: the number of shards
     std::string shardMode = "interleaved";  // or "contiguous"
     bool skipExisting = false;              // frames whose files exist are not drawn again
     bool json = false;        // one JSON document on standard output; human lines to standard error

@@ -1,4 +1,5 @@
 #include "cli/SaveCommand.h"
+#include "cli/Print.h"
 
 #include <fmt/format.h>
 
@@ -12,10 +13,10 @@ int RunSaveCommand(const std::string& document, const std::string& output) {
         standalone::EmbeddedHost host;
         standalone::LoadDocumentFile(document, host);
         standalone::SaveDocumentFile(host, output);
-        fmt::print("{}: written\n", output);
+        Print("{}: written\n", output);
         return 0;
     } catch (const std::exception& e) {
-        fmt::print(stderr, "{}\n", e.what());
+        Print(stderr, "{}\n", e.what());
         return 2;
     }
 }

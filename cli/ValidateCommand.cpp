@@ -1,4 +1,5 @@
 #include "cli/ValidateCommand.h"
+#include "cli/Print.h"
 
 #include <fmt/format.h>
 
@@ -21,8 +22,8 @@ int RunValidateCommand(const std::string& document, bool json, const std::string
             layers += c->layers.size();
             for (const auto& l : c->layers) effects += l->effects.size();
         }
-        fmt::print(HumanStream(json), "{}: valid ({} comps, {} layers, {} effects)\n", document,
-                   host.project().comps.size(), layers, effects);
+        Print(HumanStream(json), "{}: valid ({} comps, {} layers, {} effects)\n", document,
+              host.project().comps.size(), layers, effects);
         if (json)
             PrintJson({{"command", "validate"},
                        {"ok", true},
@@ -34,7 +35,7 @@ int RunValidateCommand(const std::string& document, bool json, const std::string
                        {"exitCode", 0}});
         return 0;
     } catch (const std::exception& e) {
-        fmt::print(stderr, "{}\n", e.what());
+        Print(stderr, "{}\n", e.what());
         if (json)
             PrintJson({{"command", "validate"},
                        {"ok", false},

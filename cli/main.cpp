@@ -9,8 +9,30 @@
 #include "cli/InfoCommand.h"
 #include "cli/RenderCommand.h"
 #include "cli/SaveCommand.h"
+#include "cli/Print.h"
 #include "cli/ValidateCommand.h"
+#include "cli/farm/CommandLineText.h"
 #include "standalone/MemoryPolicy.h"
+
+namespace {
+
+// Refuses control characters in a path or name: a newline would split the answer handed to an
+// effect's dialog, an escape sequence would reach the terminal in messages.
+const CLI::Validator kPlainText(
+    [](std::string& text) { return tv::cli::ControlCharacterProblem(text); }, "", "PlainText");
+
+// Every option and argument that names a file or something in a document.
+void RefuseControlCharacters(CLI::App& app) {
+    static const char* const kTextOptions[] = {"document", "--output", "--comp", "--layer", "name"};
+    for (const char* name : kTextOptions) {
+        try {
+            app.get_option(name)->check(kPlainText);
+        } catch (const CLI::OptionNotFound&) {
+        }
+    }
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
     tv::standalone::KeepFreedMemoryForReuse();
@@ -34,7 +56,10 @@ int main(int argc, char** argv) {
                        "frames to render, from 0: 7, 1-100, 1-100:5 (a step) or a list such as "
                        "1-3,5,7-20:2; frames past the comp's end are left out with a warning");
     render->add_option("--bit-depth", renderOptions.bitDepth, "8 (PNG) or 32 (EXR)");
-    render->add_option("--threads", renderOptions.threads, "threads to use; 0 means all cores");
+    render
+        ->add_option("--threads", renderOptions.threads,
+                     "threads to use, 1 to 1024; 0 means all cores")
+        ->check(CLI::Range(0, 1024));
     render->add_flag("-v,--verbose", renderOptions.verbose, "print the effects' diagnostic lines");
     render
         ->add_option("--unified", renderOptions.unified,
@@ -115,7 +140,18 @@ int main(int argc, char** argv) {
                      "frames per second of the sequence, a whole number (default: the comp's)")
         ->check(CLI::Range(1, 1000));
 
-    CLI11_PARSE(app, argc, argv);
+    for (CLI::App* command : app.get_subcommands({})) RefuseControlCharacters(*command);
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        if (e.get_exit_code() == 0) return app.exit(e);  // --help
+        // A usage error is the caller's mistake, not a failed render: one line and exit code 2,
+        // as every other refusal, so a farm does not retry it.
+        tv::cli::Print(stderr, "tavrin: {} (run 'tavrin --help' or 'tavrin COMMAND --help')\n",
+                       e.what());
+        return 2;
+    }
 
     if (exportSvg->parsed()) return tv::cli::RunExportSvgCommand(svgOptions);
 

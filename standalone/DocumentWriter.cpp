@@ -16,6 +16,7 @@
 #include "standalone/DocumentBase64.h"
 #include "standalone/DocumentText.h"
 #include "standalone/Transform.h"
+#include "standalone/WholeFile.h"
 
 namespace tv::standalone {
 
@@ -413,16 +414,8 @@ std::string SaveDocumentText(EmbeddedHost& host, const std::string& file) {
 }
 
 void SaveDocumentFile(EmbeddedHost& host, const std::string& file) {
-    const std::string text = SaveDocumentText(host, file);
-    // Write beside the target and rename, so that a failed save leaves the old file whole.
-    const std::string temporary = file + ".saving";
-    {
-        std::ofstream out(temporary, std::ios::binary);
-        if (!out) throw std::runtime_error("cannot write " + file);
-        out << text;
-        if (!out.flush()) throw std::runtime_error("cannot write " + file);
-    }
-    std::filesystem::rename(temporary, file);
+    // Written whole beside the target and renamed, so that a failed save leaves the old file.
+    WriteTextWhole(file, SaveDocumentText(host, file));
 }
 
 }  // namespace tv::standalone

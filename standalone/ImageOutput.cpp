@@ -27,9 +27,10 @@ std::string FramePath(const std::string& pattern, int64_t frame, bool severalFra
     }
     auto last = first;
     while (last + 1 < pattern.size() && pattern[last + 1] == '#') ++last;
-    const int width = int(last - first + 1);
-    char digits[32];
-    std::snprintf(digits, sizeof digits, "%0*lld", width, static_cast<long long>(frame));
+    // Padded to the run's length, however long: every frame keeps a name of its own.
+    const size_t width = last - first + 1;
+    std::string digits = std::to_string(frame);
+    if (digits.size() < width) digits.insert(0, width - digits.size(), '0');
     return pattern.substr(0, first) + digits + pattern.substr(last + 1);
 }
 

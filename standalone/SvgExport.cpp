@@ -86,6 +86,8 @@ SvgExportReport ExportSvgFile(EmbeddedHost& host, const Comp& comp, const SvgExp
         throw std::runtime_error("--frame " + std::to_string(o.frame) +
                                  " is outside the comp, which has frames 0-" +
                                  std::to_string(frameCount - 1));
+    // An export killed mid-way (Ctrl-C) left its temporary folder: removed first.
+    RemoveStaleTemporaries(path);
     // The effect writes the file whole through its dialog: the temporary's name ends in "svg",
     // so the dialog's rule keeps it.
     WriteWholeFile(
@@ -116,25 +118,13 @@ SvgExportReport ExportSvgFile(EmbeddedHost& host, const Comp& comp, const SvgExp
 }
 
 std::string ExportSvg(EmbeddedHost& host, const Comp& comp, const SvgExportOptions& o) {
-    const fs::path dir = fs::temp_directory_path();
-    const fs::path file = dir / ("tavrin-export-" + std::to_string(getpid()) + ".svg");
+    // A folder only this process can name, so no link planted in the shared temporary folder
+    // can redirect the export.
+    const PrivateTemporaryFolder folder;
+    const fs::path file = fs::path(folder.path()) / "export.svg";
     ExportSvgFile(host, comp, o, file.string());
     std::ifstream in(file, std::ios::binary);
-    std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    in.close();
-    std::error_code ec;
-    fs::remove(file, ec);
-    return text;
-}
-
-void WriteFileWhole(const std::string& path, const std::string& text) {
-    WriteWholeFile(path, [&text](const std::string& temp) {
-        std::ofstream out(temp, std::ios::binary);
-        if (!out) throw std::runtime_error("cannot write " + temp);
-        out << text;
-        out.close();
-        if (!out) throw std::runtime_error("cannot write " + temp);
-    });
+    return std::string{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 }  // namespace tv::standalone

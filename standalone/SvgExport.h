@@ -36,10 +36,7 @@ std::vector<std::string> CompsCarryingExport(EmbeddedHost& host);
 SvgExportReport ExportSvgFile(EmbeddedHost& host, const Comp& comp, const SvgExportOptions& options,
                               const std::string& path);
 
-// The same export's text, through a temporary file.
+// The same export's text, through a file in a private temporary folder.
 std::string ExportSvg(EmbeddedHost& host, const Comp& comp, const SvgExportOptions& options);
-
-// Writes text under a temporary name in the same folder and renames it: a file is whole or absent.
-void WriteFileWhole(const std::string& path, const std::string& text);
 
 }  // namespace tv::standalone

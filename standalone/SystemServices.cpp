@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "standalone/TerminalText.h"
 #include "standalone/EmbeddedHost.h"
 
 namespace tv::standalone {
@@ -62,7 +63,7 @@ PF_Err EmbeddedHost::iterate(int32_t count, const std::function<PF_Err(int32_t)>
 
 void EmbeddedHost::diagnostic(const std::string& line) {
     std::lock_guard lock(messagesMutex_);
-    if (echoDiagnostics_) std::printf("%s\n", line.c_str());
+    if (echoDiagnostics_) std::printf("%s\n", EscapeControlCharacters(line).c_str());
     diagnostics_.push_back(line);
 }
 

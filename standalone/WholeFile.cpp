@@ -1,84 +1,177 @@
 #include "standalone/WholeFile.h"
 
+#include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <map>
 #include <stdexcept>
 
 namespace tv::standalone {
 
-std::string TemporaryFrameName(const std::string& fileName, long pid, int serial) {
-    std::string name(".");
-    name.append(fileName)
-        .append(".tmp")
-        .append(std::to_string(pid))
-        .append("_")
-        .append(std::to_string(serial));
-    return name;
+namespace fs = std::filesystem;
+
+namespace {
+
+// The longest file name the common file systems take, in bytes.
+constexpr size_t kNameMax = 255;
+
+// ".NAME.tmp" with NAME cut so that the prefix and a "<pid>_<n>" of up to 21 digits fit.
+std::string TemporaryPrefix(const std::string& fileName) {
+    const size_t room = kNameMax - std::string(".").size() - std::string(".tmp").size() - 21;
+    std::string prefix(".");
+    prefix.append(fileName, 0, std::min(fileName.size(), room)).append(".tmp");
+    return prefix;
 }
 
-size_t RemoveStaleTemporaries(const std::string& framePath) {
-    namespace fs = std::filesystem;
-    const fs::path target(framePath);
-    const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
-    // Built by appends: GCC 12 warns falsely about "." + name + ".tmp" (-Wrestrict).
-    std::string prefix(".");
-    prefix.append(target.filename().string()).append(".tmp");
-    std::error_code ec;
-    fs::directory_iterator it(folder, ec), end;
+// The process number in a temporary's name after its prefix ("<pid>_<n>", digits only), or -1
+// when the rest is not of that form (not ours).
+long TemporaryOwner(const std::string& rest) {
+    const size_t bar = rest.find('_');
+    if (bar == 0 || bar == std::string::npos || bar > 9 || bar + 1 == rest.size() ||
+        rest.find_first_not_of("0123456789_") != std::string::npos ||
+        rest.find('_', bar + 1) != std::string::npos)
+        return -1;
+    return std::stol(rest.substr(0, bar));
+}
+
+bool ProcessIsRunning(long pid) {
+    return pid == long(getpid()) || kill(pid_t(pid), 0) == 0 || errno == EPERM;
+}
+
+// The name of the file written inside the private folder: short, whatever the target's name,
+// and ending as the target does so that writers that pick a format by extension still can.
+std::string InnerName(const fs::path& target, const std::string& suffix) {
+    if (!suffix.empty()) return "w" + suffix;
+    const std::string extension = target.extension().string();
+    return extension.size() <= 16 ? "w" + extension : "w";
+}
+
+std::string SystemReason(int error) {
+    return std::strerror(error);
+}
+
+}  // namespace
+
+std::string TemporaryFrameName(const std::string& fileName, long pid, int serial) {
+    return TemporaryPrefix(fileName) + std::to_string(pid) + "_" + std::to_string(serial);
+}
+
+size_t RemoveStaleTemporaries(const std::vector<std::string>& filePaths) {
+    // The prefixes wanted in each folder, so that each folder is listed once.
+    std::map<fs::path, std::vector<std::string>> prefixes;
+    for (const std::string& file : filePaths) {
+        const fs::path target(file);
+        const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
+        prefixes[folder].push_back(TemporaryPrefix(target.filename().string()));
+    }
     size_t removed = 0;
-    for (; !ec && it != end; it.increment(ec)) {
-        const std::string name = it->path().filename().string();
-        if (name.rfind(prefix, 0) != 0) continue;
-        // "<pid>_<n>" after the prefix, digits only; anything else is not ours.
-        const std::string rest = name.substr(prefix.size());
-        const size_t bar = rest.find('_');
-        if (bar == 0 || bar == std::string::npos || bar > 9 || bar + 1 == rest.size() ||
-            rest.find_first_not_of("0123456789_") != std::string::npos ||
-            rest.find('_', bar + 1) != std::string::npos)
-            continue;
-        const long pid = std::stol(rest.substr(0, bar));
-        // A process of that number still running may be writing it (on this machine).
-        if (pid == long(getpid()) || (kill(pid_t(pid), 0) == 0 || errno == EPERM)) continue;
-        std::error_code rmError;
-        if (fs::remove(it->path(), rmError)) ++removed;
+    for (auto& [folder, wanted] : prefixes) {
+        std::sort(wanted.begin(), wanted.end());
+        std::error_code ec;
+        fs::directory_iterator it(folder, ec), end;
+        for (; !ec && it != end; it.increment(ec)) {
+            const std::string name = it->path().filename().string();
+            // The prefix ends at the last ".tmp"; the rest must be "<pid>_<n>".
+            const size_t tmp = name.rfind(".tmp");
+            if (name.empty() || name[0] != '.' || tmp == std::string::npos) continue;
+            const std::string prefix = name.substr(0, tmp + 4);
+            if (!std::binary_search(wanted.begin(), wanted.end(), prefix)) continue;
+            const long pid = TemporaryOwner(name.substr(tmp + 4));
+            if (pid < 0 || ProcessIsRunning(pid)) continue;
+            std::error_code kindError, rmError;
+            const fs::file_status kind = fs::symlink_status(it->path(), kindError);
+            if (kindError) continue;
+            if (fs::is_directory(kind))
+                removed += fs::remove_all(it->path(), rmError) > 0 && !rmError;
+            else if (fs::is_regular_file(kind) || fs::is_symlink(kind))
+                removed += fs::remove(it->path(), rmError);
+        }
     }
     return removed;
+}
+
+size_t RemoveStaleTemporaries(const std::string& filePath) {
+    return RemoveStaleTemporaries(std::vector<std::string>{filePath});
 }
 
 void WriteWholeFile(const std::string& path,
                     const std::function<void(const std::string& temporary)>& write,
                     const std::string& suffix, const std::string& renameError) {
-    namespace fs = std::filesystem;
     const fs::path target(path);
+    const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
     if (target.has_parent_path()) {
         std::error_code ec;
-        fs::create_directories(target.parent_path(), ec);
+        fs::create_directories(folder, ec);
         if (ec)
-            throw std::runtime_error("cannot create the folder " + target.parent_path().string() +
-                                     ": " + ec.message());
+            throw std::runtime_error("cannot create the folder " + folder.string() + ": " +
+                                     ec.message());
     }
     static std::atomic<int> counter{0};
-    // A hidden name beside the target, unique per process and write.
-    const fs::path temp =
-        target.parent_path() /
-        (TemporaryFrameName(target.filename().string(), getpid(), counter++) + suffix);
+    // mkdir fails on any name already standing, a link included, so the folder is ours alone.
+    fs::path privateFolder;
+    for (int attempt = 0;; ++attempt) {
+        privateFolder =
+            folder / TemporaryFrameName(target.filename().string(), getpid(), counter++);
+        if (mkdir(privateFolder.c_str(), 0700) == 0) break;
+        const int error = errno;
+        if (error != EEXIST || attempt == 1000)
+            throw std::runtime_error(renameError + path + ": cannot make a temporary folder in " +
+                                     folder.string() + ": " + SystemReason(error));
+    }
+    const fs::path temp = privateFolder / InnerName(target, suffix);
+    const auto cleanUp = [&] {
+        std::error_code ignored;
+        fs::remove_all(privateFolder, ignored);
+    };
     try {
         write(temp.string());
     } catch (...) {
-        std::error_code ec;
-        fs::remove(temp, ec);
+        cleanUp();
         throw;
     }
-    std::error_code ec;
-    fs::rename(temp, target, ec);
-    if (ec) {
-        fs::remove(temp, ec);
-        throw std::runtime_error(renameError + path + ": " + ec.message());
+    // rename() replaces a link standing at the target; it never writes through it.
+    if (::rename(temp.c_str(), target.c_str()) != 0) {
+        const int error = errno;
+        cleanUp();
+        throw std::runtime_error(renameError + path + ": " + SystemReason(error));
     }
+    cleanUp();
+}
+
+void WriteTextWhole(const std::string& path, const std::string& text) {
+    // What an earlier write of this file left when it was killed goes first.
+    RemoveStaleTemporaries(path);
+    WriteWholeFile(path, [&](const std::string& temp) {
+        std::ofstream out(temp, std::ios::binary);
+        if (!out) throw std::runtime_error("cannot write " + path + ": " + SystemReason(errno));
+        out << text;
+        out.close();
+        if (!out)
+            throw std::runtime_error("cannot write " + path + ": " +
+                                     (errno ? SystemReason(errno) : "the write failed"));
+    });
+}
+
+PrivateTemporaryFolder::PrivateTemporaryFolder() {
+    std::string pattern = (fs::temp_directory_path() / "tavrin-XXXXXX").string();
+    if (!mkdtemp(pattern.data()))
+        throw std::runtime_error("cannot make a private temporary folder under " +
+                                 fs::temp_directory_path().string() + ": " + SystemReason(errno));
+    path_ = pattern;
+}
+
+PrivateTemporaryFolder::~PrivateTemporaryFolder() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
 }
 
 }  // namespace tv::standalone

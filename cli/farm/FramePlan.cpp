@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "cli/farm/FrameSelection.h"
 
 namespace tv::cli {
@@ -14,6 +16,18 @@ FramePlan PlanFrames(const std::string& frames, int64_t frameCount, std::optiona
         ranges = ParseFrameSelection(frames);
     else
         ranges.push_back({0, shard ? frameCount - 1 : 0, 1});
+    // Counted before the list is made: a day at ten million frames a second is not a list to
+    // build.
+    double count = 0;
+    for (const FrameRange& r : ranges) {
+        const int64_t end = std::min(r.last, frameCount - 1);
+        if (end >= r.first) count += double((end - r.first) / r.step) + 1;
+    }
+    if (count > double(kMaxFramesPerRun))
+        throw FrameSelectionError(fmt::format(
+            "--frames: the selection holds {:.0f} frames; one run renders at most {}: split the "
+            "shot with --frames ranges or --shard",
+            count, kMaxFramesPerRun));
     std::vector<std::string> outside;
     plan.selected = FramesInComp(ranges, frameCount, outside);
     if (plan.selected.empty())

@@ -11,6 +11,9 @@
 
 namespace tv::cli {
 
+// The most frames one run renders (a frame number takes 8 bytes in each list).
+inline constexpr int64_t kMaxFramesPerRun = 10'000'000;
+
 struct FramePlan {
     std::vector<int64_t> selected;      // every frame of the list inside the comp, ascending
     std::vector<int64_t> mine;          // this run's shard of `selected` (all of it unsharded)
@@ -19,7 +22,8 @@ struct FramePlan {
 
 // An empty list means frame 0, or the whole comp when the run is a shard (a farm job that
 // gives no list renders the comp). Frames past the comp's end are left out with a warning;
-// throws FrameSelectionError when the list is unreadable or none of it lies inside the comp.
+// throws FrameSelectionError when the list is unreadable, none of it lies inside the comp, or
+// it holds more than kMaxFramesPerRun frames.
 FramePlan PlanFrames(const std::string& frames, int64_t frameCount, std::optional<Shard> shard,
                      ShardMode mode);
 

@@ -21,14 +21,18 @@ std::optional<int64_t> Integer(const std::string& s) {
     return value;
 }
 
-// An environment variable as a number: nothing when unset, ShardError when not a number.
+// An environment variable as a number: nothing when unset, ShardError when not a whole number
+// from 0 to kMaxShardNumber. The bound keeps every sum and product of them far from overflow.
 std::optional<int64_t> EnvNumber(const Environment& env, const std::string& name) {
     const auto it = env.find(name);
     if (it == env.end()) return std::nullopt;
     const auto value = Integer(it->second);
     if (!value)
-        throw ShardError(
-            fmt::format("--shard-from-env: {}=\"{}\" is not a whole number", name, it->second));
+        throw ShardError(fmt::format("--shard-from-env: {}=\"{}\" is not a whole number", name,
+                                     it->second.substr(0, 40)));
+    if (*value < 0 || *value > kMaxShardNumber)
+        throw ShardError(fmt::format("--shard-from-env: {}={} is outside 0 to {}", name, *value,
+                                     kMaxShardNumber));
     return value;
 }
 
@@ -62,6 +66,10 @@ Shard FromSlurm(const Environment& env, std::optional<int64_t> count) {
             "--array=A-B or --array=A-B:S",
             first, *max, step, *spanCount, *arrayCount));
     const int64_t tasks = arrayCount ? *arrayCount : *spanCount;
+    if (tasks < 1 || tasks > kMaxShards)
+        throw ShardError(fmt::format(
+            "--shard-from-env: the Slurm array has {} tasks; a render takes 1 to {} shards", tasks,
+            kMaxShards));
     if (id < first || (id - first) % step != 0)
         throw ShardError(fmt::format(
             "--shard-from-env: SLURM_ARRAY_TASK_ID={} is not one of the array's ids ({} up, in "
@@ -87,9 +95,10 @@ Shard ParseShard(const std::string& text) {
         throw ShardError(fmt::format(
             "--shard: \"{}\" is not I/N; write the shard's index, counted from 0, and the number "
             "of shards, as in 0/4 ... 3/4",
-            text));
-    if (*count < 1)
-        throw ShardError(fmt::format("--shard {}: the number of shards must be 1 or more", text));
+            text.substr(0, 60)));
+    if (*count < 1 || *count > kMaxShards)
+        throw ShardError(fmt::format("--shard {}: the number of shards must be 1 to {}",
+                                     text.substr(0, 60), kMaxShards));
     if (*index < 0 || *index >= *count)
         throw ShardError(
             fmt::format("--shard {}: the index counts from 0, so with {} shards it is 0 to {}",
@@ -116,7 +125,11 @@ std::vector<int64_t> ShardFrames(const std::vector<int64_t>& frames, Shard shard
         for (size_t at = i; at < n; at += count) mine.push_back(frames[at]);
     } else {
         // Run I is positions [I*n/N, (I+1)*n/N): the runs tile the list, sizes within one.
-        const size_t begin = i * n / count, end = (i + 1) * n / count;
+        // I*n/N is taken as I*(n/N) + I*(n%N)/N, whose products stay far from overflow.
+        const auto runStart = [&](size_t run) {
+            return run * (n / count) + run * (n % count) / count;
+        };
+        const size_t begin = runStart(i), end = runStart(i + 1);
         mine.assign(frames.begin() + std::ptrdiff_t(begin), frames.begin() + std::ptrdiff_t(end));
     }
     return mine;
@@ -139,8 +152,8 @@ Shard ShardFromEnvironment(const Environment& env, std::optional<int64_t> count)
             throw ShardError(
                 "--shard-from-env: JOB_COMPLETION_INDEX is set but not the number of shards; give "
                 "--shard-count N, the Indexed Job's completions");
-        if (*count < 1)
-            throw ShardError(fmt::format("--shard-count {}: must be 1 or more", *count));
+        if (*count < 1 || *count > kMaxShards)
+            throw ShardError(fmt::format("--shard-count {}: must be 1 to {}", *count, kMaxShards));
         if (index < 0 || index >= *count)
             throw ShardError(fmt::format(
                 "--shard-from-env: JOB_COMPLETION_INDEX={} is outside 0 to {} (--shard-count {})",

@@ -16,6 +16,10 @@ enum class ShardMode {
     Contiguous,   // shard I takes one run of neighbouring frames; runs differ by at most one
 };
 
+// The most shards a render is split into, and the largest number a farm variable may hold.
+inline constexpr int64_t kMaxShards = 1'000'000;
+inline constexpr int64_t kMaxShardNumber = 1'000'000'000;
+
 struct Shard {
     int64_t index = 0;  // 0 to count - 1
     int64_t count = 1;

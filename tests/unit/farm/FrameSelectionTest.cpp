@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/farm/FramePlan.h"
 #include "cli/farm/FrameSelection.h"
 
 namespace tv::cli {
@@ -110,6 +111,22 @@ TEST(FrameSelection, AHugeRangeIsNeverExpandedPastTheComp) {
         FramesInComp(ParseFrameSelection("5-9000000000000000000:9000000000000000000"), 10, outside),
         std::vector<int64_t>{5});
     EXPECT_TRUE(outside.empty());
+}
+
+// A day at ten million frames a second would have built a list of 864 billion frames: the
+// selection is counted first and refused.
+TEST(FramePlan, ASelectionPastTheFramesOfOneRunIsRefusedBeforeTheListIsBuilt) {
+    const int64_t frames = int64_t(86400) * 10'000'000;
+    std::string error;
+    try {
+        PlanFrames("", frames, Shard{0, 1}, ShardMode::Contiguous);
+    } catch (const FrameSelectionError& e) {
+        error = e.what();
+    }
+    EXPECT_NE(error.find("864000000000 frames; one run renders at most 10000000"),
+              std::string::npos)
+        << error;
+    EXPECT_EQ(PlanFrames("0-99", frames, Shard{3, 4}, ShardMode::Contiguous).mine.size(), 25u);
 }
 
 }  // namespace

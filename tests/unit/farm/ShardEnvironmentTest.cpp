@@ -89,7 +89,33 @@ TEST(ShardEnvironment, KubernetesIndexedJobWithTheCountGiven) {
     EXPECT_NE(ErrorOf({{"JOB_COMPLETION_INDEX", "3"}}).find("--shard-count"), std::string::npos);
     EXPECT_NE(ErrorOf({{"JOB_COMPLETION_INDEX", "5"}}, 5).find("outside 0 to 4"),
               std::string::npos);
-    EXPECT_NE(ErrorOf({{"JOB_COMPLETION_INDEX", "1"}}, 0).find("1 or more"), std::string::npos);
+    EXPECT_NE(ErrorOf({{"JOB_COMPLETION_INDEX", "1"}}, 0).find("must be 1 to 1000000"),
+              std::string::npos);
+}
+
+// Numbers at the 64-bit extremes once divided by a shard count of 0 or were accepted as the
+// shard "-9223372036854775808/0": every farm number is range-checked first.
+TEST(ShardEnvironment, NumbersAtTheSixtyFourBitExtremesAreRefused) {
+    const std::string lowest = "-9223372036854775808", highest = "9223372036854775807";
+    EXPECT_NE(ErrorOf({{"SLURM_ARRAY_TASK_ID", "0"},
+                       {"SLURM_ARRAY_TASK_MIN", lowest},
+                       {"SLURM_ARRAY_TASK_MAX", highest}},
+                      std::nullopt)
+                  .find("SLURM_ARRAY_TASK_MIN=" + lowest + " is outside 0 to 1000000000"),
+              std::string::npos);
+    EXPECT_NE(
+        ErrorOf({{"SLURM_ARRAY_TASK_ID", highest}, {"SLURM_ARRAY_TASK_MAX", highest}}, std::nullopt)
+            .find("is outside 0 to 1000000000"),
+        std::string::npos);
+    EXPECT_NE(ErrorOf({{"SLURM_ARRAY_TASK_ID", "0"}, {"SLURM_ARRAY_TASK_COUNT", "0"}}, std::nullopt)
+                  .find("the Slurm array has 0 tasks"),
+              std::string::npos);
+    EXPECT_NE(ErrorOf({{"SLURM_ARRAY_TASK_ID", "5"}, {"SLURM_ARRAY_TASK_MAX", "1000000000"}},
+                      std::nullopt)
+                  .find("a render takes 1 to 1000000 shards"),
+              std::string::npos);
+    EXPECT_NE(ErrorOf({{"JOB_COMPLETION_INDEX", highest}}, 4).find("outside 0 to 1000000000"),
+              std::string::npos);
 }
 
 TEST(ShardEnvironment, SlurmIsReadBeforeKubernetesAndNeitherIsAnError) {

@@ -73,7 +73,8 @@ TEST(Shard, ParsesIOfNCountingFromZero) {
 TEST(Shard, BadShardsSayWhatIsValid) {
     EXPECT_NE(ErrorOf("4/4").find("0 to 3"), std::string::npos) << ErrorOf("4/4");
     EXPECT_NE(ErrorOf("-1/4").find("0 to 3"), std::string::npos);
-    EXPECT_NE(ErrorOf("1/0").find("1 or more"), std::string::npos);
+    EXPECT_NE(ErrorOf("1/0").find("must be 1 to 1000000"), std::string::npos);
+    EXPECT_NE(ErrorOf("0/9223372036854775807").find("must be 1 to 1000000"), std::string::npos);
     for (const std::string bad : {"", "3", "a/4", "1/b", "1/4/2", "1 /4"})
         EXPECT_NE(ErrorOf(bad).find("is not I/N"), std::string::npos) << bad;
     EXPECT_THROW(ParseShardMode("striped"), ShardError);

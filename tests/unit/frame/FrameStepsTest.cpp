@@ -102,6 +102,9 @@ TEST(ImageOutput, FramePatterns) {
     EXPECT_EQ(FramePath("out/f_##.png", 123, true), "out/f_123.png");
     EXPECT_EQ(FramePath("out/f.png", 7, false), "out/f.png");
     EXPECT_EQ(FramePath("out/f.png", 7, true), "out/f_0007.png");
+    // A run longer than any fixed buffer still pads every frame to its own name.
+    EXPECT_EQ(FramePath("f_" + std::string(40, '#') + ".png", 7, true),
+              "f_" + std::string(39, '0') + "7.png");
 }
 
 TEST(ImageOutput, WritesAtomicallyAndRefusesUnknownFormats) {

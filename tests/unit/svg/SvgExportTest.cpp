@@ -10,6 +10,7 @@
 #include <string>
 
 #include "standalone/ImageModule.h"
+#include "standalone/WholeFile.h"
 #include "engines/SVGEngine.h"
 #include "engines/svg/SvgShapes.h"
 #include "standalone/CompRenderer.h"
@@ -178,7 +179,7 @@ TEST(SvgExport, ARealRendererDrawsItLikeTheSoftwareFrame) {
     std::filesystem::create_directories(dir);
     const std::string svgPath = (dir / "frame.svg").string(),
                       pngPath = (dir / "frame.png").string();
-    standalone::WriteFileWhole(svgPath, Export(doc, {}));
+    standalone::WriteTextWhole(svgPath, Export(doc, {}));
     const std::string command = "rsvg-convert -b '#000000' -o '" + pngPath + "' '" + svgPath + "'";
     ASSERT_EQ(std::system(command.c_str()), 0) << "rsvg-convert (librsvg2-bin) must be installed";
     int w = 0, h = 0;
