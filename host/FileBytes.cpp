@@ -13,10 +13,11 @@ namespace tv {
 
 namespace {
 
-// Reads what is left of `fd` into `buffer`; false with errno set on a read error.
-bool ReadAll(int fd, size_t sizeHint, std::string& buffer) {
+// Reads what is left of `fd` into `buffer`, at most `most` bytes; false with errno set on a
+// read error, or with `tooLong` set when more than `most` bytes came.
+bool ReadAll(int fd, size_t most, std::string& buffer, bool& tooLong) {
     buffer.clear();
-    if (sizeHint) buffer.reserve(sizeHint);
+    buffer.reserve(most);
     char block[1 << 16];
     while (true) {
         const ssize_t n = ::read(fd, block, sizeof block);
@@ -25,8 +26,22 @@ bool ReadAll(int fd, size_t sizeHint, std::string& buffer) {
             if (errno == EINTR) continue;
             return false;
         }
+        if (buffer.size() + size_t(n) > most) {
+            tooLong = true;
+            return false;
+        }
         buffer.append(block, size_t(n));
     }
+}
+
+// What a path that is not a regular file is, for messages.
+const char* KindOf(mode_t mode) {
+    if (S_ISDIR(mode)) return "a folder";
+    if (S_ISFIFO(mode)) return "a named pipe (FIFO)";
+    if (S_ISCHR(mode)) return "a character device";
+    if (S_ISBLK(mode)) return "a block device";
+    if (S_ISSOCK(mode)) return "a socket";
+    return "not a regular file";
 }
 
 }  // namespace
@@ -40,7 +55,8 @@ bool LoadFileBytes(const std::string& path, FileBytes& out, bool allowMapping) {
         out.error = "no file named";
         return false;
     }
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    // O_NONBLOCK: opening a named pipe must not wait for a writer; the kind is checked next.
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) {
         out.error = path + ": " + std::strerror(errno);
         return false;
@@ -51,7 +67,13 @@ bool LoadFileBytes(const std::string& path, FileBytes& out, bool allowMapping) {
         ::close(fd);
         return false;
     }
-    const size_t size = S_ISREG(st.st_mode) ? size_t(st.st_size) : 0;
+    // Only regular files are read: a device or a pipe may never end.
+    if (!S_ISREG(st.st_mode)) {
+        out.error = path + ": is " + KindOf(st.st_mode) + ", not a file";
+        ::close(fd);
+        return false;
+    }
+    const size_t size = size_t(st.st_size);
     if (allowMapping && size > 0) {
         void* p = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0);
         if (p != MAP_FAILED) {
@@ -63,8 +85,15 @@ bool LoadFileBytes(const std::string& path, FileBytes& out, bool allowMapping) {
             return true;
         }
     }
-    const bool ok = ReadAll(fd, size, out.buffer);
-    if (!ok) out.error = path + ": " + std::strerror(errno);
+    // A file holds what its size says; one that reads longer (a system file such as those of
+    // /proc, whose size says 0) is refused instead of read without end.
+    bool tooLong = false;
+    const bool ok = ReadAll(fd, size, out.buffer, tooLong);
+    if (tooLong)
+        out.error = path + ": reads longer than its size of " + std::to_string(size) +
+                    " bytes says (a system file, or one that is being written)";
+    else if (!ok)
+        out.error = path + ": " + std::strerror(errno);
     ::close(fd);
     out.bytes = out.buffer;
     return ok;

@@ -82,6 +82,23 @@ __attribute__((visibility("default"))) int tavrin_image_read(const char* path, i
     return 0;
 }
 
+// Reads an image's header only: the size and channel count of its first subimage, without
+// decoding a pixel. 0: read; 1: the file did not open as an image.
+__attribute__((visibility("default"))) int tavrin_image_probe(const char* path, int* width,
+                                                              int* height, int* channels,
+                                                              char* error, size_t errorSize) {
+    auto in = OIIO::ImageInput::open(path);
+    if (!in) {
+        Say(OIIO::geterror(), error, errorSize);
+        return 1;
+    }
+    const OIIO::ImageSpec& spec = in->spec();
+    *width = spec.width;
+    *height = spec.height;
+    *channels = spec.nchannels;
+    return 0;
+}
+
 __attribute__((visibility("default"))) void tavrin_image_free(void* pixels) {
     std::free(pixels);
 }

@@ -10,12 +10,23 @@
 
 namespace tv::standalone {
 
-std::string CheckAudioFile(const std::string& path) {
+std::string CheckAudioFile(const std::string& path, AudioHeader* header) {
     SF_INFO info{};
     SNDFILE* f = sf_open(path.c_str(), SFM_READ, &info);
-    if (!f) return sf_strerror(nullptr);
+    if (!f) {
+        const std::string why = sf_strerror(nullptr);
+        // libsndfile's words for a header whose rate or channel count is 0.
+        if (why.find("SF_INFO") != std::string::npos)
+            return "its header gives no sample rate or no channels";
+        return why;
+    }
     sf_close(f);
-    if (info.channels < 1 || info.samplerate < 1) return "the file has no audio channels";
+    if (info.channels < 1) return "the file has no audio channels";
+    if (info.samplerate < kMinAudioRate || info.samplerate > kMaxAudioRate)
+        return "its sample rate is " + std::to_string(info.samplerate) + " Hz; rates of " +
+               std::to_string(kMinAudioRate) + " to " + std::to_string(kMaxAudioRate) +
+               " Hz are read";
+    if (header) *header = AudioHeader{int64_t(info.frames), info.channels, info.samplerate};
     return {};
 }
 

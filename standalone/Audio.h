@@ -3,14 +3,28 @@
 // rewritten).
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace tv::standalone {
 
-// Empty when libsndfile can read the file; otherwise why not.
-std::string CheckAudioFile(const std::string& path);
+// Sample rates an audio file may have: below or above these no real recording lies, and a rate
+// of 1 Hz would make resampling multiply the samples thousands of times.
+inline constexpr int32_t kMinAudioRate = 1000;
+inline constexpr int32_t kMaxAudioRate = 768000;
+
+// What an audio file's header says: its length in sample frames, channels and rate.
+struct AudioHeader {
+    int64_t frames = 0;
+    int32_t channels = 0;
+    int32_t rate = 0;
+};
+
+// Empty when libsndfile can read the file and its rate is in range (filling `header` when
+// given); otherwise why not.
+std::string CheckAudioFile(const std::string& path, AudioHeader* header = nullptr);
 
 // The file's samples mixed to mono at `rate` Hz (linear interpolation between the file's
 // samples), kept for the process while the file's size and write time hold; null with `error`

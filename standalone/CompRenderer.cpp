@@ -150,8 +150,12 @@ void CompRenderer::fillSource(const Layer& layer, const A_Time& compTime, int32_
             break;
         }
         case LayerKind::Image: {
-            // A file that opens but does not read whole leaves zeros where it failed.
+            // A file that opens but does not read whole (damaged or cut short since it loaded)
+            // fails the frame: a frame with holes is not a finished frame.
             const ImagePixels<float> image = ReadImageFloat(layer.imagePath);
+            if (!image.complete)
+                throw std::runtime_error("the image " + layer.imagePath +
+                                         " is damaged: its pixels do not all read");
             const std::vector<float>& pixels = image.values;
             for (int32_t y = 0; y < std::min(w.height, image.height); ++y)
                 for (int32_t x = 0; x < std::min(w.width, image.width); ++x) {

@@ -125,10 +125,16 @@ struct Layer {
     double startTime = 0;  // comp time of the layer's own time 0
     int32_t width = 0;     // the layer's source size in pixels
     int32_t height = 0;
-    uint32_t parent = 0;                // the layer id of the parent, 0 for none
-    uint64_t sourceComp = 0;            // precomp: the uid of the comp it shows
-    float solidColor[3] = {0, 0, 0};    // solid: straight R, G, B in 0..1
-    std::string imagePath;              // image footage: the resolved file
+    uint32_t parent = 0;              // the layer id of the parent, 0 for none
+    uint64_t sourceComp = 0;          // precomp: the uid of the comp it shows
+    float solidColor[3] = {0, 0, 0};  // solid: straight R, G, B in 0..1
+    std::string imagePath;            // image footage: the resolved file
+    int32_t imageWidth = 0;           // image footage: its header's size and channels
+    int32_t imageHeight = 0;
+    int32_t imageChannels = 0;
+    int64_t audioFrames = 0;  // audio: its header's length, channels and rate
+    int32_t audioChannels = 0;
+    int32_t audioRate = 0;
     std::string sourceFile;             // footage, audio, text font: the resolved file
     std::vector<std::string> objFiles;  // OBJ footage: the resolved file of each frame
     uint64_t sourceItem = 0;            // OBJ footage added from a project item: its uid

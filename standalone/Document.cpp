@@ -3,6 +3,12 @@
 // opens a project.
 #include "standalone/Document.h"
 
+#include <fmt/format.h>
+
+#include <climits>
+#include <cmath>
+#include <cstdint>
+
 #include <cctype>
 #include <filesystem>
 #include <fstream>
@@ -46,7 +52,29 @@ void ReadFps(const Reader& r, const json& v, const std::string& path, Comp& comp
         } catch (const std::exception&) {
         }
     }
-    r.fail(path, "expected a frame rate such as 30 or \"30000/1001\", found " + v.dump());
+    r.fail(path, "expected a frame rate such as 30 or \"30000/1001\", found " + Excerpt(v));
+}
+
+// Effects take times as 32-bit tick counts over a 32-bit scale of at least 1000 ticks a frame:
+// a frame rate or a duration whose ticks those cannot hold is refused, never wrapped.
+void CheckTimeRange(const Reader& r, const std::string& path, const Comp& comp) {
+    const int64_t den = std::max(comp.fpsDen, 1);
+    const int64_t scale = int64_t(std::max(comp.fpsNum, 1)) * ((1000 + den - 1) / den);
+    const double fps = double(comp.fpsNum) / double(den);
+    if (scale > int64_t(UINT32_MAX))
+        r.fail(path + ".fps",
+               fmt::format("{} frames per second need {} ticks a second, past "
+                           "the {} that effects' time scale holds; at most {:g} "
+                           "frames per second",
+                           Plain(fps), scale, UINT32_MAX, std::floor(double(UINT32_MAX) / 1000.0)));
+    const double lastTick = std::ceil(comp.duration * double(scale));
+    if (lastTick > double(INT32_MAX))
+        r.fail(path + ".duration",
+               fmt::format("{} s at {} frames per second reach {:.0f} ticks, past the {} that "
+                           "effects' 32-bit times hold; at this frame rate a comp lasts at most "
+                           "{:.0f} s",
+                           Plain(comp.duration), Plain(fps), lastTick, INT32_MAX,
+                           std::floor(double(INT32_MAX) / double(scale))));
 }
 
 const std::vector<std::string> kDocumentKeys = {"tavrin", "comps"};
@@ -68,11 +96,12 @@ void ReadComp(const Reader& r, const json& c, size_t ci, std::set<std::string>& 
     if (c.contains("fps")) ReadFps(r, c["fps"], path + ".fps", comp);
     if (c.contains("duration"))
         comp.duration = r.number(c["duration"], path + ".duration", 1e-3, 86400);
+    CheckTimeRange(r, path, comp);
     if (c.contains("workArea")) {
         const json& w = c["workArea"];
         const std::string wpath = path + ".workArea";
         if (!w.is_array() || w.size() != 2)
-            r.fail(wpath, "expected [start, end] in seconds, found " + w.dump());
+            r.fail(wpath, "expected [start, end] in seconds, found " + Excerpt(w));
         comp.workStart = r.number(w[0], wpath + "[0]", 0, comp.duration);
         comp.workEnd = r.number(w[1], wpath + "[1]", 0, comp.duration);
         if (comp.workEnd <= comp.workStart)

@@ -6,16 +6,21 @@
 #include <string>
 
 #include "standalone/EmbeddedHost.h"
+#include "standalone/TerminalText.h"
 
 namespace tv::standalone {
 
 class DocumentError : public std::runtime_error {
   public:
+    // A path or message that quotes a huge name or value is cut in the middle: an error is a
+    // line a person reads, not a copy of the input.
     DocumentError(const std::string& file, const std::string& path, const std::string& message)
-        : std::runtime_error(file + ": " + (path.empty() ? "" : path + ": ") + message),
+        : std::runtime_error(BoundedText(file, 1024) + ": " +
+                             (path.empty() ? "" : BoundedText(path, 1024) + ": ") +
+                             BoundedText(message, 1024)),
           file_(file),
-          path_(path),
-          message_(message) {}
+          path_(BoundedText(path, 1024)),
+          message_(BoundedText(message, 1024)) {}
     const std::string& file() const { return file_; }
     const std::string& jsonPath() const { return path_; }
     const std::string& message() const { return message_; }

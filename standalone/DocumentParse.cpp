@@ -22,6 +22,10 @@ struct Open {
     std::set<std::string> keys;
 };
 
+// No document needs more than a dozen levels; far deeper ones are refused while parsing, before
+// anything walks them recursively (printing, copying) and runs out of stack.
+constexpr size_t kMaxNesting = 128;
+
 }  // namespace
 
 json ParseDocumentJson(const std::string& text, const std::string& file) {
@@ -48,6 +52,11 @@ json ParseDocumentJson(const std::string& text, const std::string& file) {
                 Open o;
                 o.array = event == json::parse_event_t::array_start;
                 enterChild();
+                if (open.size() >= kMaxNesting)
+                    throw DocumentError(file, path,
+                                        "values are nested more than " +
+                                            std::to_string(kMaxNesting) +
+                                            " levels deep here; no document needs that many");
                 o.pathEnd = path.size();
                 open.push_back(std::move(o));
                 break;

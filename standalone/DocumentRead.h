@@ -79,6 +79,9 @@ struct Reader {
 
 // A bound as a person writes it: 1000000 rather than 1e+06.
 std::string Plain(double d);
+// A value as an error message quotes it: short and flat, never the whole of a large or deeply
+// nested value ("[1, 2, [...], ... (40000 values)]", a long string cut with its length).
+std::string Excerpt(const json& v);
 // The timing half of a key: "t", "interp", speeds and influences; the caller reads "v".
 Key ReadKeyTiming(const Reader& r, const json& k, const std::string& kpath,
                   const std::vector<Key>& before);

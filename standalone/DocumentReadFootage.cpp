@@ -2,6 +2,7 @@
 // images, OBJ meshes (one file or a numbered sequence), audio, text and precomps.
 #include <filesystem>
 
+#include "standalone/ImageModule.h"
 #include "standalone/Audio.h"
 #include "standalone/DocumentRead.h"
 #include "standalone/TextOutlines.h"
@@ -60,6 +61,24 @@ void ReadImageBody(const Reader& r, const json& body, const std::string& kpath, 
     if (!body.contains("file")) r.fail(kpath, "missing \"file\": the image to show");
     layer.imagePath = ExistingFile(r, body["file"], kpath + ".file");
     layer.sourceFile = layer.imagePath;
+    // Images up to this many values are decoded now, so that a damaged file is an error of the
+    // document instead of a failure of every frame; larger ones are checked by their header.
+    constexpr double kDecodedAtLoad = 64.0 * 1024 * 1024;
+    try {
+        const ImageHeader header = ReadImageHeader(layer.imagePath);
+        CheckImageSize(layer.imagePath, header);
+        layer.imageWidth = header.width;
+        layer.imageHeight = header.height;
+        layer.imageChannels = header.channels;
+        if (double(header.width) * header.height * header.channels <= kDecodedAtLoad &&
+            !ReadImageBytes(layer.imagePath).complete)
+            throw std::runtime_error("the image " + layer.imagePath +
+                                     " is damaged: its pixels do not all read");
+    } catch (const DocumentError&) {
+        throw;
+    } catch (const std::runtime_error& e) {
+        r.fail(kpath + ".file", e.what());
+    }
 }
 
 void ReadObjBody(const Reader& r, const json& body, const std::string& kpath, Layer& layer,
@@ -88,8 +107,12 @@ void ReadAudioBody(const Reader& r, const json& body, const std::string& kpath, 
         r.fail(kpath, "missing \"file\": the audio file to play (WAV, FLAC, OGG, ...)");
     const std::string file = ExistingFile(r, body["file"], kpath + ".file");
     layer.sourceFile = file;
-    if (const std::string why = CheckAudioFile(file); !why.empty())
+    AudioHeader header;
+    if (const std::string why = CheckAudioFile(file, &header); !why.empty())
         r.fail(kpath + ".file", "cannot read audio from " + file + ": " + why);
+    layer.audioFrames = header.frames;
+    layer.audioChannels = header.channels;
+    layer.audioRate = header.rate;
 }
 
 void ReadTextBody(const Reader& r, const json& body, const std::string& kpath, Layer& layer,
@@ -109,10 +132,10 @@ void ReadTextBody(const Reader& r, const json& body, const std::string& kpath, L
     if (body.contains("size")) layer.fontSize = r.number(body["size"], kpath + ".size", 1, 3000);
     if (body.contains("color")) r.color(body["color"], kpath + ".color", layer.textColor);
     std::string why;
-    if (ResolveFontFile(TextStyle{layer.text, layer.sourceFile, layer.fontFamily, layer.fontSize},
-                        why)
-            .empty())
-        r.fail(kpath + (body.contains("family") ? ".family" : ".font"), why);
+    const std::string font = ResolveFontFile(
+        TextStyle{layer.text, layer.sourceFile, layer.fontFamily, layer.fontSize}, why);
+    if (!font.empty()) why = CheckFontFile(font);
+    if (!why.empty()) r.fail(kpath + (body.contains("family") ? ".family" : ".font"), why);
 }
 
 // The comp it shows is found by name once every comp is read.

@@ -15,7 +15,7 @@ std::vector<MaskVertex> ReadMaskPath(const Reader& r, const json& v, const std::
     std::vector<MaskVertex> out;
     auto pair = [&](const json& p, const std::string& ppath, double& a, double& b) {
         if (!p.is_array() || p.size() != 2)
-            r.fail(ppath, "expected [x, y] in layer pixels, found " + p.dump());
+            r.fail(ppath, "expected [x, y] in layer pixels, found " + Excerpt(p));
         a = r.number(p[0], ppath + "[0]", -1e6, 1e6);
         b = r.number(p[1], ppath + "[1]", -1e6, 1e6);
     };

@@ -145,7 +145,7 @@ void ReadStaticParam(const Reader& r, const ParamSpec& spec, const json& v, cons
         }
         case PF_Param_POINT:
             if (!v.is_array() || v.size() != 2)
-                r.fail(path, "expected a point [x, y] in pixels, found " + v.dump());
+                r.fail(path, "expected a point [x, y] in pixels, found " + Excerpt(v));
             def.u.point[0] = DoubleToFixed(r.number(v[0], path + "[0]", -1e6, 1e6));
             def.u.point[1] = DoubleToFixed(r.number(v[1], path + "[1]", -1e6, 1e6));
             break;
@@ -173,7 +173,7 @@ void ReadStaticParam(const Reader& r, const ParamSpec& spec, const json& v, cons
                     if (e != "(-") valid += (valid.empty() ? "\"" : ", \"") + e + "\"";
                 r.fail(path, "expected an entry of \"" + std::string(spec.name) + "\" (" + valid +
                                  ") or its number 1 to " + std::to_string(n) + ", found " +
-                                 v.dump());
+                                 Excerpt(v));
             }
             const int32_t i = r.integer(v, path, 1, n);
             if (entries[size_t(i - 1)] == "(-")
@@ -256,7 +256,9 @@ bool Settable(const ParamSpec& spec) {
 
 void ReadParam(const Reader& r, const ParamSpec& spec, const json& v, const std::string& path,
                EffectInstance& instance, Comp& comp) {
-    if (v.is_object()) return ReadKeys(r, spec, v, path, instance, comp);
+    // A curve's own object form ({"samples": [...]}) is a value, not keys.
+    if (v.is_object() && !(IsCurveParam(spec) && !v.contains("keys")))
+        return ReadKeys(r, spec, v, path, instance, comp);
     ReadStaticParam(r, spec, v, path, instance, comp);
 }
 

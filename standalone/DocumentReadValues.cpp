@@ -1,5 +1,8 @@
 // The shared value readers of documents: numbers in their range, whole numbers, switches, texts,
 // colours, keyframes and files, each failing with the JSON path of the value it read.
+#include <linux/magic.h>
+#include <sys/vfs.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cmath>
@@ -27,24 +30,66 @@ size_t EditDistance(const std::string& a, const std::string& b) {
     return row[b.size()];
 }
 
+// Names as a suggestion shows them: a long name is cut, with its length.
+std::string ShownName(const std::string& name) {
+    constexpr size_t kLongest = 80;
+    if (name.size() <= kLongest) return name;
+    size_t cut = kLongest;
+    while (cut > 0 && (static_cast<unsigned char>(name[cut]) & 0xC0) == 0x80) --cut;
+    return name.substr(0, cut) + "... (" + std::to_string(name.size()) + " bytes)";
+}
+
 }  // namespace
 
 std::string NearestNames(const std::string& name, const std::vector<std::string>& candidates) {
     if (candidates.empty()) return "nothing is valid here";
     std::vector<std::pair<size_t, std::string>> scored;
-    for (const auto& c : candidates) scored.push_back({EditDistance(name, c), c});
+    // The distance is quadratic in the names' lengths: compare their beginnings only, which is
+    // all a typo needs, so that a name of 150,000 characters costs no more than a short one.
+    constexpr size_t kCompared = 256;
+    const std::string head = name.substr(0, kCompared);
+    for (const auto& c : candidates)
+        scored.push_back({EditDistance(head, c.substr(0, kCompared)), c});
     std::stable_sort(scored.begin(), scored.end(),
                      [](const auto& a, const auto& b) { return a.first < b.first; });
-    std::string out = "did you mean \"" + scored[0].second + "\"?";
+    std::string out = "did you mean \"" + ShownName(scored[0].second) + "\"?";
     if (candidates.size() <= 12) {
         out += " Valid: ";
         for (size_t i = 0; i < candidates.size(); ++i)
-            out += (i ? ", \"" : "\"") + candidates[i] + "\"";
+            out += (i ? ", \"" : "\"") + ShownName(candidates[i]) + "\"";
     }
     return out;
 }
 
 namespace docread {
+
+std::string Excerpt(const json& v) {
+    constexpr size_t kLongest = 60;  // characters of a string shown
+    constexpr size_t kItems = 4;     // items of an array or keys of an object shown
+    const auto scalar = [&](const json& x) -> std::string {
+        if (x.is_array()) return x.empty() ? "[]" : "[...]";
+        if (x.is_object()) return x.empty() ? "{}" : "{...}";
+        if (!x.is_string()) return x.dump();
+        const auto& s = x.get_ref<const std::string&>();
+        if (s.size() <= kLongest) return json(s).dump();
+        // Cut at a character boundary so that the excerpt stays valid UTF-8.
+        size_t cut = kLongest;
+        while (cut > 0 && (static_cast<unsigned char>(s[cut]) & 0xC0) == 0x80) --cut;
+        return json(s.substr(0, cut)).dump() + "... (" + std::to_string(s.size()) + " bytes)";
+    };
+    if (!v.is_structured()) return scalar(v);
+    std::string out(v.is_array() ? "[" : "{");
+    size_t shown = 0;
+    for (auto it = v.begin(); it != v.end() && shown < kItems; ++it, ++shown) {
+        if (shown) out += ", ";
+        if (v.is_object()) out += scalar(json(it.key())) + ": ";
+        out += scalar(*it);
+    }
+    if (v.size() > kItems)
+        out += ", ... (" + std::to_string(v.size()) + (v.is_array() ? " values)" : " keys)");
+    out += v.is_array() ? "]" : "}";
+    return out;
+}
 
 std::string Plain(double d) {
     if (d == std::floor(d) && std::fabs(d) < 1e15) return std::to_string(int64_t(d));
@@ -71,25 +116,25 @@ double Reader::number(const json& v, const std::string& path, double lo, double 
     if (!v.is_number()) fail(path, "expected a number, found " + std::string(v.type_name()));
     const double d = v.get<double>();
     if (!std::isfinite(d) || d < lo || d > hi) {
-        fail(path,
-             "value " + v.dump() + " is outside the valid range " + Plain(lo) + " to " + Plain(hi));
+        fail(path, "value " + Excerpt(v) + " is outside the valid range " + Plain(lo) + " to " +
+                       Plain(hi));
     }
     return d;
 }
 
 int32_t Reader::integer(const json& v, const std::string& path, double lo, double hi) const {
     const double d = number(v, path, lo, hi);
-    if (d != std::floor(d)) fail(path, "expected a whole number, found " + v.dump());
+    if (d != std::floor(d)) fail(path, "expected a whole number, found " + Excerpt(v));
     return int32_t(d);
 }
 
 bool Reader::boolean(const json& v, const std::string& path) const {
-    if (!v.is_boolean()) fail(path, "expected true or false, found " + v.dump());
+    if (!v.is_boolean()) fail(path, "expected true or false, found " + Excerpt(v));
     return v.get<bool>();
 }
 
 std::string Reader::text(const json& v, const std::string& path) const {
-    if (!v.is_string()) fail(path, "expected a string, found " + v.dump());
+    if (!v.is_string()) fail(path, "expected a string, found " + Excerpt(v));
     return v.get<std::string>();
 }
 
@@ -107,8 +152,8 @@ void Reader::color(const json& v, const std::string& path, float out[3]) const {
             out[i] = float(number(v[i], path + "[" + std::to_string(i) + "]", 0, 1));
         return;
     }
-    fail(path,
-         "expected a colour as \"#rrggbb\" or [r, g, b] with components 0 to 1, found " + v.dump());
+    fail(path, "expected a colour as \"#rrggbb\" or [r, g, b] with components 0 to 1, found " +
+                   Excerpt(v));
 }
 
 Key ReadKeyTiming(const Reader& r, const json& k, const std::string& kpath,
@@ -158,9 +203,9 @@ void ReadAnimated(const Reader& r, const json& v, const std::string& path, int n
             return a;
         }
         if (!x.is_array() || int(x.size()) != n)
-            r.fail(p, n == 1 ? "expected a number, found " + x.dump()
+            r.fail(p, n == 1 ? "expected a number, found " + Excerpt(x)
                              : "expected a list of " + std::to_string(n) + " numbers, found " +
-                                   x.dump());
+                                   Excerpt(x));
         for (int i = 0; i < n; ++i)
             a[size_t(i)] = r.number(x[size_t(i)], p + "[" + std::to_string(i) + "]", lo, hi);
         return a;
@@ -199,12 +244,30 @@ void ReadAnimated23(const Reader& r, const json& v, const std::string& path, boo
 }
 
 std::string ExistingFile(const Reader& r, const json& v, const std::string& path) {
+    namespace fs = std::filesystem;
     const std::string given = r.text(v, path);
-    const std::filesystem::path file = r.base / given;
+    const fs::path file = r.base / given;
     // Error codes, not exceptions: a name the system refuses (too long, say) is a missing file.
     std::error_code ec;
-    if (!std::filesystem::is_regular_file(file, ec)) r.fail(path, "no such file: " + file.string());
-    const std::filesystem::path absolute = std::filesystem::absolute(file, ec);
+    const fs::file_status status = fs::status(file, ec);
+    if (!fs::exists(status)) r.fail(path, "no such file: " + file.string());
+    const char* kind = fs::is_directory(status)        ? "a folder"
+                       : fs::is_fifo(status)           ? "a named pipe (FIFO)"
+                       : fs::is_character_file(status) ? "a character device"
+                       : fs::is_block_file(status)     ? "a block device"
+                       : fs::is_socket(status)         ? "a socket"
+                       : fs::is_regular_file(status)   ? nullptr
+                                                       : "not a regular file";
+    if (kind) r.fail(path, file.string() + " is " + kind + ", not a file");
+    // The kernel's own files (/proc, /sys) say they are regular and empty, and read without
+    // end: they are never footage.
+    struct statfs where {};
+    if (::statfs(file.c_str(), &where) == 0 &&
+        (where.f_type == PROC_SUPER_MAGIC || where.f_type == SYSFS_MAGIC))
+        r.fail(path, file.string() + " is a file of the kernel's " +
+                         (where.f_type == PROC_SUPER_MAGIC ? "/proc" : "/sys") +
+                         " file system, not a file a document can use");
+    const fs::path absolute = fs::absolute(file, ec);
     return (ec ? file : absolute).lexically_normal().string();
 }
 

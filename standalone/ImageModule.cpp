@@ -13,11 +13,13 @@ namespace {
 using WriteFn = int (*)(const char*, const char*, int, int, int, int, const void*, char*, size_t);
 using ReadFn = int (*)(const char*, int, int, void**, int*, int*, int*, char*, size_t);
 using FreeFn = void (*)(void*);
+using ProbeFn = int (*)(const char*, int*, int*, int*, char*, size_t);
 
 struct Module {
     WriteFn write = nullptr;
     ReadFn read = nullptr;
     FreeFn free = nullptr;
+    ProbeFn probe = nullptr;
     std::string failure;  // why it did not load
 };
 
@@ -41,7 +43,8 @@ Module Load() {
     m.write = reinterpret_cast<WriteFn>(dlsym(handle, "tavrin_image_write"));
     m.read = reinterpret_cast<ReadFn>(dlsym(handle, "tavrin_image_read"));
     m.free = reinterpret_cast<FreeFn>(dlsym(handle, "tavrin_image_free"));
-    if (!m.write || !m.read || !m.free)
+    m.probe = reinterpret_cast<ProbeFn>(dlsym(handle, "tavrin_image_probe"));
+    if (!m.write || !m.read || !m.free || !m.probe)
         m.failure = "the image module " + path + " lacks its functions; rebuild it";
     return m;
 }
@@ -57,6 +60,9 @@ const Module& TheModule() {
 template <typename T>
 ImagePixels<T> Read(const std::string& path, int32_t channelEnd, bool asBytes) {
     const Module& m = TheModule();
+    // The header first: a file that claims more pixels than any image here may have (a
+    // decompression bomb) is refused before its pixels are allocated.
+    CheckImageSize(path, ReadImageHeader(path));
     ImagePixels<T> image;
     void* pixels = nullptr;
     char error[1024] = "";
@@ -77,6 +83,26 @@ ImagePixels<T> Read(const std::string& path, int32_t channelEnd, bool asBytes) {
 }
 
 }  // namespace
+
+ImageHeader ReadImageHeader(const std::string& path) {
+    const Module& m = TheModule();
+    ImageHeader header;
+    char error[1024] = "";
+    if (m.probe(path.c_str(), &header.width, &header.height, &header.channels, error,
+                sizeof error) != 0)
+        throw std::runtime_error("cannot read the image " + path + ": " + error);
+    return header;
+}
+
+void CheckImageSize(const std::string& path, const ImageHeader& header) {
+    if (header.width < 1 || header.height < 1 || header.width > kMaxImageSide ||
+        header.height > kMaxImageSide || header.channels < 1 || header.channels > 64)
+        throw std::runtime_error(
+            "the image " + path + " says it is " + std::to_string(header.width) + "x" +
+            std::to_string(header.height) + " pixels of " + std::to_string(header.channels) +
+            " channels; images of 1 to " + std::to_string(kMaxImageSide) +
+            " pixels a side and 1 to 64 channels are read");
+}
 
 ImagePixels<float> ReadImageFloat(const std::string& path, int32_t channelEnd) {
     return Read<float>(path, channelEnd, false);

@@ -16,6 +16,20 @@ struct ImagePixels {
     bool complete = true;   // false when the file opened but its pixels did not all read
 };
 
+// The size and channels an image's header gives, read without decoding its pixels; throws
+// "cannot read the image PATH: ..." when the file is not an image the module knows.
+struct ImageHeader {
+    int32_t width = 0, height = 0, channels = 0;
+};
+ImageHeader ReadImageHeader(const std::string& path);
+
+// The largest side of an image that is read, as of a comp.
+inline constexpr int32_t kMaxImageSide = 30000;
+
+// Throws when the header gives a size past kMaxImageSide (or none), naming the file and the
+// sizes that are read. ReadImageFloat and ReadImageBytes check this before decoding.
+void CheckImageSize(const std::string& path, const ImageHeader& header);
+
 // Channels [0, channelEnd) of an image (all of them when channelEnd < 1), as floats (bytes read
 // as value / 255) or as bytes. A file that does not open throws "cannot read the image PATH: ...".
 ImagePixels<float> ReadImageFloat(const std::string& path, int32_t channelEnd = 0);

@@ -108,6 +108,17 @@ std::vector<std::string> Lines(const std::string& text) {
 
 }  // namespace
 
+std::string CheckFontFile(const std::string& file) {
+    FT_Library library = nullptr;
+    if (FT_Init_FreeType(&library)) return "FreeType could not start";
+    FT_Face face = nullptr;
+    const FT_Error error = FT_New_Face(library, file.c_str(), 0, &face);
+    if (face) FT_Done_Face(face);
+    FT_Done_FreeType(library);
+    if (error || !face) return "cannot read the font " + file + ": not a font file FreeType knows";
+    return {};
+}
+
 std::string ResolveFontFile(const TextStyle& style, std::string& error) {
     error.clear();
     if (!style.fontFile.empty()) {

@@ -21,6 +21,9 @@ struct TextStyle {
 // The font file a style uses, or an empty string and `error` saying why none was found.
 std::string ResolveFontFile(const TextStyle& style, std::string& error);
 
+// Empty when FreeType reads `file` as a font; otherwise why not, naming the file.
+std::string CheckFontFile(const std::string& file);
+
 // The glyph contours of the text laid out in a layer of the given size: each line centred
 // across, the block of lines centred down, lines a font's line height apart. Quadratic pieces
 // become cubic segments. Throws std::runtime_error naming the font when it cannot be read.

@@ -60,6 +60,8 @@ struct Estimator {
         out.items.push_back({where(layer, e), what, count, count * bytesEach});
     }
 
+    void buffers();
+
     // The vertices the layer's sources make, and its renderers' pairs as items.
     double vertices(const Layer& layer) {
         if (const auto it = memo.find(&layer); it != memo.end()) return it->second;
@@ -147,6 +149,46 @@ struct Estimator {
     }
 };
 
+// Buffers a frame holds besides its geometry. Pixels, in bytes of float RGBA: the comp's frame and
+// the copy its layers are laid over, and (one layer at a time) the largest layer's source and its
+// effects' output. Image footage adds its decoded pixels; audio layers their samples.
+void Estimator::buffers() {
+    constexpr double kPixelBytes = 16;
+    constexpr double kAudioEffectRate = 16000;  // the sound effector's rate
+    const double frame = double(comp.width) * double(comp.height);
+    double largest = 0;
+    const Layer* largestLayer = nullptr;
+    for (const auto& l : comp.layers) {
+        double bytes = 2 * double(l->width) * double(l->height) * kPixelBytes;
+        if (l->kind == LayerKind::Image)
+            bytes += double(l->imageWidth) * double(l->imageHeight) *
+                     double(std::max(l->imageChannels, 4)) * 4;
+        if (bytes > largest) largest = bytes, largestLayer = l.get();
+        // Audio is read whole: its interleaved floats, their mono mix, and the mix resampled to
+        // the effects' rate, held for the process.
+        if (l->kind == LayerKind::Audio && l->audioRate > 0) {
+            const double frames = double(l->audioFrames);
+            const double resampled = frames / l->audioRate * kAudioEffectRate;
+            const double audioBytes = 4 * (frames * (l->audioChannels + 1) + resampled);
+            out.items.push_back({fmt::format("comp \"{}\", layer \"{}\"", comp.name, l->name),
+                                 fmt::format("an audio file of {} sample frames in {} channels",
+                                             frames, l->audioChannels),
+                                 frames, audioBytes});
+        }
+    }
+    const double count = 2 * frame;
+    std::string what = fmt::format("the pixel buffers of the {}x{} frame", comp.width, comp.height);
+    if (largestLayer)
+        what += fmt::format(" and of its largest layer \"{}\" ({}x{}{})", largestLayer->name,
+                            largestLayer->width, largestLayer->height,
+                            largestLayer->kind == LayerKind::Image
+                                ? fmt::format(", an image of {}x{}", largestLayer->imageWidth,
+                                              largestLayer->imageHeight)
+                                : std::string());
+    out.items.push_back(
+        {fmt::format("comp \"{}\"", comp.name), what, count, count * kPixelBytes + largest});
+}
+
 // Comp renders one render of `comp` expands to through its precomp layers, each comp counted
 // once (memo) so that a wide fan-out costs its comps, not its expansion; `chain` names the path
 // that expands the most.
@@ -188,6 +230,7 @@ WorkEstimate EstimateOne(const EmbeddedHost& host, const Comp& comp,
     memo[&comp] = WorkEstimate{};  // a loop of precomps counts once
     Estimator e{host, comp, {}, {}, {}};
     for (const auto& l : comp.layers) e.vertices(*l);
+    e.buffers();
     // Layers render one after another: the frame's need is the largest layer's.
     std::map<std::string, double> perLayer;
     for (const WorkItem& item : e.out.items) {

@@ -55,7 +55,7 @@ const Case kCases[] = {
      "$.comps[0].layers[0].transform.zRotation",
      "\"rotation\" and \"zRotation\" are the same value; give one"},
     {R"({"null": {}, "threeD": true, "transform": {"orientation": [1, 2]}})",
-     "$.comps[0].layers[0].transform.orientation", "expected a list of 3 numbers, found [1,2]"},
+     "$.comps[0].layers[0].transform.orientation", "expected a list of 3 numbers, found [1, 2]"},
     {R"({"null": {}, "transform": {"opacity": 150}})", "$.comps[0].layers[0].transform.opacity",
      "value 150 is outside the valid range 0 to 100"},
     {R"({"null": {}, "transform": {"scael": [1, 1]}})", "$.comps[0].layers[0].transform.scael",

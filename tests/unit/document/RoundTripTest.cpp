@@ -1,5 +1,6 @@
 // Load, save, load: the same model, and the second save is the same text as the first.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstring>
 #include <filesystem>
@@ -248,8 +249,10 @@ TEST(RoundTrip, EveryKindOfLayerAndValue) {
         std::filesystem::temp_directory_path() /
         ("tavrin-roundtrip-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()));
     std::filesystem::create_directories(dir / "meshes");
-    for (const char* name : {"meshes/m_01.obj", "meshes/m_02.obj", "cube.obj", "font.ttf"})
+    for (const char* name : {"meshes/m_01.obj", "meshes/m_02.obj", "cube.obj"})
         std::ofstream(dir / name) << "v 0 0 0\n";
+    std::filesystem::copy_file("/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf", dir / "font.ttf",
+                               std::filesystem::copy_options::overwrite_existing);
     // A real WAV: a header and four samples of silence.
     std::ofstream(dir / "tone.wav", std::ios::binary) << std::string(
         "RIFF\x2c\0\0\0WAVEfmt "
@@ -328,6 +331,27 @@ TEST(Base64, KnownVectorsAndRefusals) {
     EXPECT_FALSE(standalone::DecodeBase64("Zm9"));
     EXPECT_FALSE(standalone::DecodeBase64("Zm=v"));
     EXPECT_FALSE(standalone::DecodeBase64("Zm9v!A=="));
+}
+
+// A curve drawn by points is saved as its samples; the saved document must load again (the
+// object form of a curve is a value, not keyframes) and save to the same text.
+TEST(RoundTrip, CustomCurvesSavedAsSamplesLoadAgain) {
+    const auto dir = std::filesystem::temp_directory_path() /
+                     ("tavrin-roundtrip-curve-" + std::to_string(getpid()));
+    std::filesystem::create_directories(dir);
+    const std::string doc = (dir / "doc.json").string();
+    std::ofstream(doc) << R"({"tavrin": 1, "comps": [{"name": "C", "width": 64, "height": 64,
+      "layers": [{"name": "Fx", "solid": {}, "effects": [{"effect": "Tavrin"},
+        {"effect": "Tavrin Primitives Object"},
+        {"effect": "Tavrin Lines Renderer", "params": {
+          "Opacity over Distance": [[0, 1], [0.5, 0.2], [1, 0]],
+          "Thickness over Distance": "falling"}}]}]}]})";
+    RoundTrip(doc);
+    EmbeddedHost host;
+    standalone::LoadDocumentFile(doc, host);
+    const std::string text = standalone::SaveDocumentText(host, doc);
+    EXPECT_NE(text.find("\"samples\""), std::string::npos);
+    std::filesystem::remove_all(dir);
 }
 
 }  // namespace

@@ -259,7 +259,7 @@ TEST(ObjReaderChunks, FileThatIsNotThere) {
 
     FileBytes folder;
     EXPECT_FALSE(LoadFileBytes(TempFolder().string(), folder));
-    EXPECT_NE(folder.error.find("Is a directory"), std::string::npos) << folder.error;
+    EXPECT_NE(folder.error.find("is a folder, not a file"), std::string::npos) << folder.error;
 }
 
 TEST(ObjReaderChunks, MappedAndReadBytesAgree) {
