@@ -107,9 +107,15 @@ int RunInfoCommand(const std::string& document, bool json) {
                                              "obj",   "audio", "text",   "precomp"};
         Json comps = Json::array();
         for (const auto& c : host.project().comps) {
-            if (!json)
+            const int64_t frameCount = c->frameCount();
+            const auto [workFirst, workLast] = c->workAreaFrames();
+            if (!json) {
                 Print("comp \"{}\": {}x{}, {}/{} fps, {} s\n", c->name, c->width, c->height,
-                      c->fpsNum, c->fpsDen, c->duration);
+                           c->fpsNum, c->fpsDen, c->duration);
+                Print("  frames 0-{} ({} frames); work area {}-{} ({} frames)\n",
+                           frameCount - 1, frameCount, workFirst, workLast,
+                           workLast - workFirst + 1);
+            }
             Json layers = Json::array();
             for (const auto& l : c->layers) {
                 const standalone::Layer* parent = nullptr;
@@ -161,13 +167,17 @@ int RunInfoCommand(const std::string& document, bool json) {
                                   {"enabled", bool(l->enabled)},
                                   {"effects", effects}});
             }
-            comps.push_back({{"name", c->name},
-                             {"width", c->width},
-                             {"height", c->height},
-                             {"fpsNum", c->fpsNum},
-                             {"fpsDen", c->fpsDen},
-                             {"duration", c->duration},
-                             {"layers", layers}});
+            comps.push_back(
+                {{"name", c->name},
+                 {"width", c->width},
+                 {"height", c->height},
+                 {"fpsNum", c->fpsNum},
+                 {"fpsDen", c->fpsDen},
+                 {"duration", c->duration},
+                 {"frames", {{"first", 0}, {"last", frameCount - 1}, {"count", frameCount}}},
+                 {"workArea",
+                  {{"first", workFirst}, {"last", workLast}, {"count", workLast - workFirst + 1}}},
+                 {"layers", layers}});
         }
         if (json)
             PrintJson({{"command", "info"},

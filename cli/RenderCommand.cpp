@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "cli/JsonOutput.h"
+#include "cli/OutputOptions.h"
 #include "cli/farm/FinishedFrames.h"
 #include "cli/farm/FramePlan.h"
 #include "cli/farm/Interruption.h"
@@ -29,6 +30,7 @@
 #include "standalone/CompRenderer.h"
 #include "standalone/Document.h"
 #include "standalone/ImageOutput.h"
+#include "standalone/OutputFormat.h"
 #include "standalone/WorkEstimate.h"
 
 namespace tv::cli {
@@ -134,8 +136,13 @@ int RunRenderCommand(const RenderOptions& options) {
         // Signals are taken from the start: one that arrives while the document loads stops the
         // run before any frame, with the same exit code and JSON as one during the frames.
         const InterruptionScope interruption;
-        if (options.bitDepth != 8 && options.bitDepth != 32)
-            throw std::runtime_error("--bit-depth must be 8 (PNG) or 32 (EXR)");
+        // What the options can refuse is refused before the document is read.
+        const PF_RationalScale scale = ParseScale(options.scale);
+        const std::string defaultExt = options.bitDepth == 32 ? ".exr" : ".png";
+        standalone::ChooseOutputFormat(
+            options.output.empty() ? "frame" + defaultExt : options.output, options.bitDepth);
+        standalone::Comp probe;
+        ApplyBackground(options.background, probe);
         const ShardMode mode = ParseShardMode(options.shardMode);
         const std::optional<Shard> shard = ChooseShard(options);
         standalone::EmbeddedHost host;
@@ -158,21 +165,33 @@ int RunRenderCommand(const RenderOptions& options) {
         }
         if (!options.unified.empty()) ForceUnified(host, options.unified == "on");
         standalone::Comp& comp = *chosen;
+        ApplyBackground(options.background, comp);
+        host.setDownsample(scale);
+        if (host.downsampled(comp.width) < 1 || host.downsampled(comp.height) < 1)
+            throw std::runtime_error(
+                fmt::format("--scale \"{}\": the {}x{} comp would have no "
+                            "pixels left; give a larger scale",
+                            options.scale, comp.width, comp.height));
         // Refused before anything is allocated when a frame would need more than the budget.
         standalone::CheckWorkBudget(host, comp, MemoryLimit(options.memoryLimit));
-        const int64_t frameCount =
-            std::max<int64_t>(1, int64_t(comp.duration * comp.fpsNum / std::max(comp.fpsDen, 1)));
-        const FramePlan plan = PlanFrames(options.frames, frameCount, shard, mode);
+        const int64_t frameCount = comp.frameCount();
+        const auto [workFirst, workLast] = comp.workAreaFrames();
+        const FramePlan plan = PlanFrames(
+            options.frames == "all" ? fmt::format("{}-{}", workFirst, workLast) : options.frames,
+            frameCount, shard, mode);
         for (const std::string& w : plan.warnings) say(w);
         if (shard)
             say(fmt::format("shard {}/{} ({}): {} of the {} selected frames", shard->index,
                             shard->count, ShardModeName(mode), plan.mine.size(),
                             plan.selected.size()));
-        const std::string ext = options.bitDepth == 32 ? ".exr" : ".png";
         const std::string pattern =
             options.output.empty()
-                ? "tavrin-out/" + standalone::SafeFileName(comp.name) + "_####" + ext
+                ? "tavrin-out/" + standalone::SafeFileName(comp.name) + "_####" + defaultExt
                 : options.output;
+        const standalone::OutputFormat format =
+            standalone::ChooseOutputFormat(pattern, options.bitDepth);
+        const int32_t frameWidth = host.downsampled(comp.width);
+        const int32_t frameHeight = host.downsampled(comp.height);
         // File names follow the whole selection, so every shard names its frames alike.
         const bool numbered = plan.selected.size() > 1;
 
@@ -234,8 +253,8 @@ int RunRenderCommand(const RenderOptions& options) {
             const auto frameStart = std::chrono::steady_clock::now();
             try {
                 const auto image =
-                    renderer.renderFrame(comp, record.frame, options.bitDepth, record.messages);
-                standalone::WriteImage(record.file, image, options.bitDepth);
+                    renderer.renderFrame(comp, record.frame, format.renderDepth(), record.messages);
+                standalone::WriteImage(record.file, image, format.bitDepth, comp.background);
                 record.status = "rendered";
             } catch (const std::exception& e) {
                 record.status = "failed";
@@ -276,13 +295,18 @@ int RunRenderCommand(const RenderOptions& options) {
                 "not drawn (render again with --skip-existing to finish)",
                 signal == SIGINT ? "SIGINT" : "SIGTERM", interrupted, interrupted == 1 ? "" : "s"));
         const size_t skipped = records.size() - todo.size();
-        Print(human, "rendered {} of {} frames{} of \"{}\" ({}x{}, {} bits) in {:.2f} s{}\n",
-              done.load(), records.size(),
-              skipped ? fmt::format(" ({} finished before)", skipped) : std::string(), comp.name,
-              comp.width, comp.height, options.bitDepth, secs,
-              records.empty()
-                  ? std::string()
-                  : " to " + standalone::FramePath(pattern, records.front().frame, numbered));
+        Print(
+            human, "rendered {} of {} frames{} of \"{}\" ({}x{}{}, {} {}) in {:.2f} s{}\n",
+            done.load(), records.size(),
+            skipped ? fmt::format(" ({} finished before)", skipped) : std::string(), comp.name,
+            frameWidth, frameHeight,
+            int64_t(scale.num) == int64_t(scale.den)
+                ? std::string()
+                : fmt::format(" at {}/{}", scale.num, scale.den),
+            format.name, standalone::DescribeDepth(format), secs,
+            records.empty()
+                ? std::string()
+                : " to " + standalone::FramePath(pattern, records.front().frame, numbered));
         const int code = signal ? InterruptedExitCode(signal) : failed ? 1 : 0;
         if (options.json) {
             const double secondsPerFrame = double(comp.fpsDen) / double(std::max(comp.fpsNum, 1));
@@ -293,10 +317,13 @@ int RunRenderCommand(const RenderOptions& options) {
                  {"ok", code == 0},
                  {"document", options.document.empty() ? Json(nullptr) : Json(options.document)},
                  {"comp", comp.name},
-                 {"width", comp.width},
-                 {"height", comp.height},
+                 {"width", frameWidth},
+                 {"height", frameHeight},
                  {"fps", 1.0 / secondsPerFrame},
-                 {"bitDepth", options.bitDepth},
+                 {"bitDepth", format.bitDepth},
+                 {"format", format.name},
+                 {"sample", standalone::SampleName(format)},
+                 {"scale", double(scale.num) / double(scale.den)},
                  {"pattern", pattern},
                  {"selected", plan.selected.size()},
                  {"shard", shard ? Json{{"index", shard->index},

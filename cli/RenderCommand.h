@@ -11,9 +11,13 @@ struct RenderOptions {
     std::string document;  // empty: the bundled example
     std::string output;    // file pattern; #### is the frame number
     std::string comp;
-    std::string frames;  // "7", "1-100", "1-100:5" or a comma list; empty: frame 0 (a shard: all)
-    int bitDepth = 8;
-    int threads = 0;  // 0: all cores
+    // "7", "1-100", "1-100:5", a comma list or "all" (the work area); empty: frame 0 (a shard:
+    // the whole comp)
+    std::string frames;
+    int bitDepth = 0;        // bits per channel in the files: 8, 16, 32; 0: the format's own
+    std::string background;  // "transparent", "opaque", "#rrggbb[aa]"; empty: the document's
+    std::string scale;       // the preview resolution: "1/2", "0.5"; empty: full
+    int threads = 0;         // 0: all cores
     bool verbose = false;
     std::string unified;  // "on" or "off" forces "Unified Rendering" for this run; empty: as set
     std::string shard;    // "I/N": shard I (from 0) of N; empty: no shard

@@ -53,9 +53,20 @@ int main(int argc, char** argv) {
                        "output file pattern; #### becomes the frame number");
     render->add_option("--comp", renderOptions.comp, "the comp to render");
     render->add_option("--frames", renderOptions.frames,
-                       "frames to render, from 0: 7, 1-100, 1-100:5 (a step) or a list such as "
-                       "1-3,5,7-20:2; frames past the comp's end are left out with a warning");
-    render->add_option("--bit-depth", renderOptions.bitDepth, "8 (PNG) or 32 (EXR)");
+                       "frames to render, from 0: 7, 1-100, 1-100:5 (a step), a list such as "
+                       "1-3,5,7-20:2, or all (the comp's work area, else the whole comp); frames "
+                       "past the comp's end are left out with a warning");
+    render->add_option("--bit-depth", renderOptions.bitDepth,
+                       "bits per channel in the files: 8 or 16 for PNG, 16 (half) or 32 (float) "
+                       "for EXR, 8, 16 or 32 for TIFF, 8 for JPEG; default the format's own (8, "
+                       "EXR 32)");
+    render->add_option("--background", renderOptions.background,
+                       "under the layers: transparent, opaque (the comp's colour), #rrggbb "
+                       "(opaque) or #rrggbbaa; default the document's (transparent unless its "
+                       "background gives alpha)");
+    render->add_option("--scale", renderOptions.scale,
+                       "draw at a preview resolution, as a host's downsample: 1/2, 1/3, 1/4 or a "
+                       "number above 0 and at most 1");
     render
         ->add_option("--threads", renderOptions.threads,
                      "threads to use, 1 to 1024; 0 means all cores")

@@ -18,29 +18,43 @@ void Say(const std::string& text, char* error, size_t errorSize) {
     error[n] = '\0';
 }
 
+// Sample types of the interface, for the file and for the pixels handed in: 0 bytes, 1 16-bit
+// integers, 2 half floats, 3 floats.
+OIIO::TypeDesc SampleType(int code) {
+    switch (code) {
+        case 1:
+            return OIIO::TypeDesc::UINT16;
+        case 2:
+            return OIIO::TypeDesc::HALF;
+        case 3:
+            return OIIO::TypeDesc::FLOAT;
+        default:
+            return OIIO::TypeDesc::UINT8;
+    }
+}
+
 }  // namespace
 
 extern "C" {
 
-// Writes width x height RGBA pixels (floats, or bytes of straight alpha) to `temp` in the format
-// `path`'s extension names. 0: written; 1: no format for the extension; 2: the writer failed.
-// The error text is OpenImageIO's.
-__attribute__((visibility("default"))) int tavrin_image_write(const char* path, const char* temp,
-                                                              int width, int height, int asFloat,
-                                                              int unassociatedAlpha,
-                                                              const void* pixels, char* error,
-                                                              size_t errorSize) {
+// Writes width x height pixels of `channels` channels (R, G, B and, with 4, alpha), handed in
+// as `dataType`, to `temp` as `fileType` samples in the format `path`'s extension names.
+// unassociatedAlpha: 1 straight alpha, 0 associated, -1 the format's default. 0: written; 1: no
+// format for the extension; 2: the writer failed. The error text is OpenImageIO's.
+__attribute__((visibility("default"))) int tavrin_image_write(
+    const char* path, const char* temp, int width, int height, int channels, int fileType,
+    int dataType, int unassociatedAlpha, const void* pixels, char* error, size_t errorSize) {
     auto out = OIIO::ImageOutput::create(path);
     if (!out) {
         Say(OIIO::geterror(), error, errorSize);
         return 1;
     }
-    const OIIO::TypeDesc type = asFloat ? OIIO::TypeDesc::FLOAT : OIIO::TypeDesc::UINT8;
-    OIIO::ImageSpec spec(width, height, 4, type);
+    OIIO::ImageSpec spec(width, height, channels, SampleType(fileType));
+    if (channels == 4) spec.alpha_channel = 3;
     if (unassociatedAlpha >= 0) spec.attribute("oiio:UnassociatedAlpha", unassociatedAlpha);
     bool ok = out->open(temp, spec);
     if (ok) {
-        ok = out->write_image(type, pixels);
+        ok = out->write_image(SampleType(dataType), pixels);
         ok = out->close() && ok;
     }
     if (!ok) {

@@ -27,6 +27,27 @@ PF_Err MixIntoFrameKey(PF_ProgPtr, uint32_t size, const void* data) {
     return PF_Err_NONE;
 }
 
+// The mean of the source pixels that pixel (x, y) of a picture shrunk by `scale` covers: a
+// footage or text layer at a preview resolution, as a host reduces it.
+void MeanUnder(const float* values, int32_t width, int32_t height, int32_t channels, double scale,
+               int32_t x, int32_t y, float* out) {
+    const auto span = [scale](int32_t at, int32_t size, int32_t& from, int32_t& to) {
+        from = std::min(size - 1, int32_t(std::floor(at / scale)));
+        to = std::clamp(int32_t(std::floor((at + 1) / scale)), from + 1, size);
+    };
+    int32_t x0, x1, y0, y1;
+    span(x, width, x0, x1);
+    span(y, height, y0, y1);
+    for (int32_t c = 0; c < channels; ++c) out[c] = 0;
+    for (int32_t sy = y0; sy < y1; ++sy)
+        for (int32_t sx = x0; sx < x1; ++sx)
+            for (int32_t c = 0; c < channels; ++c)
+                out[c] += values[(size_t(sy) * size_t(width) + size_t(sx)) * size_t(channels) +
+                                 size_t(c)];
+    const float n = float((x1 - x0) * (y1 - y0));
+    for (int32_t c = 0; c < channels; ++c) out[c] /= n;
+}
+
 float ChannelAt(const PF_EffectWorld& w, int32_t x, int32_t y, int c) {
     const uint8_t* row = w.data + size_t(y) * size_t(w.rowbytes);
     if (w.format == PF_PixelFormat_ARGB128) return reinterpret_cast<const float*>(row)[x * 4 + c];
@@ -151,19 +172,30 @@ void CompRenderer::fillSource(const Layer& layer, const A_Time& compTime, int32_
         }
         case LayerKind::Image: {
             // A file that opens but does not read whole (damaged or cut short since it loaded)
-            // fails the frame: a frame with holes is not a finished frame.
+            // fails the frame: a frame with holes is not a finished frame. At a preview
+            // resolution each pixel is the mean of the file's pixels it covers.
             const ImagePixels<float> image = ReadImageFloat(layer.imagePath);
             if (!image.complete)
                 throw std::runtime_error("the image " + layer.imagePath +
                                          " is damaged: its pixels do not all read");
-            const std::vector<float>& pixels = image.values;
-            for (int32_t y = 0; y < std::min(w.height, image.height); ++y)
-                for (int32_t x = 0; x < std::min(w.width, image.width); ++x) {
-                    const float* p = &pixels[(size_t(y) * size_t(image.width) + size_t(x)) *
-                                             size_t(image.channels)];
-                    const float g = image.channels > 1 ? p[1] : p[0];
-                    const float b = image.channels > 2 ? p[2] : p[0];
-                    const float a = image.channels > 3 ? p[3] : 1.0f;
+            const double scale = double(layer.width) > 0 ? double(w.width) / layer.width : 1.0;
+            const int32_t n = image.channels;
+            const int32_t shownW = std::min(w.width, host_.downsampled(image.width));
+            const int32_t shownH = std::min(w.height, host_.downsampled(image.height));
+            for (int32_t y = 0; y < shownH; ++y)
+                for (int32_t x = 0; x < shownW; ++x) {
+                    float p[4] = {0, 0, 0, 1};
+                    if (scale == 1.0)
+                        for (int32_t c = 0; c < std::min(n, 4); ++c)
+                            p[c] = image.values[(size_t(y) * size_t(image.width) + size_t(x)) *
+                                                    size_t(n) +
+                                                size_t(c)];
+                    else if (n <= 4)
+                        MeanUnder(image.values.data(), image.width, image.height, n, scale, x, y,
+                                  p);
+                    const float g = n > 1 ? p[1] : p[0];
+                    const float b = n > 2 ? p[2] : p[0];
+                    const float a = n > 3 ? p[3] : 1.0f;
                     put(x, y, a, p[0], g, b);
                 }
             break;
@@ -183,17 +215,24 @@ void CompRenderer::fillSource(const Layer& layer, const A_Time& compTime, int32_
             break;
         }
         case LayerKind::Text: {
-            // The glyphs filled in the layer's colour, anti-aliased; straight colour, coverage as
-            // alpha.
+            // The glyphs filled in the layer's colour, anti-aliased at full resolution; straight
+            // colour, coverage as alpha (the mean coverage at a preview resolution).
             const std::vector<float> coverage = FillCoverage(
                 TextOutlines(
                     TextStyle{layer.text, layer.sourceFile, layer.fontFamily, layer.fontSize},
-                    w.width, w.height),
-                w.width, w.height);
+                    layer.width, layer.height),
+                layer.width, layer.height);
+            const double scale = double(layer.width) > 0 ? double(w.width) / layer.width : 1.0;
             const float* c = layer.textColor;
             tbb::parallel_for(0, w.height, [&](int32_t y) {
-                for (int32_t x = 0; x < w.width; ++x)
-                    put(x, y, coverage[size_t(y) * size_t(w.width) + size_t(x)], c[0], c[1], c[2]);
+                for (int32_t x = 0; x < w.width; ++x) {
+                    float a = 0;
+                    if (scale == 1.0)
+                        a = coverage[size_t(y) * size_t(w.width) + size_t(x)];
+                    else
+                        MeanUnder(coverage.data(), layer.width, layer.height, 1, scale, x, y, &a);
+                    put(x, y, a, c[0], c[1], c[2]);
+                }
             });
             break;
         }
@@ -261,9 +300,9 @@ LayerWorld* CompRenderer::runEffects(Layer& layer, const A_Time& layerTime, int3
 FloatImage CompRenderer::renderAtTime(const Comp& comp, const A_Time& time, int32_t bitDepth,
                                       std::vector<std::string>& messages, int depth) {
     FloatImage frame;
-    frame.width = comp.width;
-    frame.height = comp.height;
-    frame.rgba.resize(size_t(comp.width) * size_t(comp.height) * 4);
+    frame.width = host_.downsampled(comp.width);
+    frame.height = host_.downsampled(comp.height);
+    frame.rgba.resize(size_t(frame.width) * size_t(frame.height) * 4);
     ZeroOnThreads(reinterpret_cast<uint8_t*>(frame.rgba.data()), frame.rgba.size() * sizeof(float));
     const double seconds = TimeToSeconds(time);
     // Bottom of the stack first.
@@ -274,21 +313,30 @@ FloatImage CompRenderer::renderAtTime(const Comp& comp, const A_Time& time, int3
         if (layer.kind != LayerKind::Solid && layer.kind != LayerKind::Image &&
             layer.kind != LayerKind::Precomp && layer.kind != LayerKind::Text)
             continue;
-        LayerWorld a(layer.width, layer.height, bitDepth);
-        LayerWorld b(layer.width, layer.height, bitDepth);
+        const int32_t w = host_.downsampled(layer.width), h = host_.downsampled(layer.height);
+        if (w < 1 || h < 1) continue;
+        LayerWorld a(w, h, bitDepth);
+        LayerWorld b(w, h, bitDepth);
         fillSource(layer, time, bitDepth, a, messages, depth);
         const A_Time layerTime = host_.convertCompToLayerTime(layer.uid, time);
         LayerWorld* result = runEffects(layer, layerTime, bitDepth, a, b, messages);
         float opacity = 1;
-        const Placement placement = PlaceLayer(layer, comp, seconds, opacity);
+        Placement placement = PlaceLayer(layer, comp, seconds, opacity);
+        // At a preview resolution the layer's pixels and the comp shrink alike: only the
+        // offset scales.
+        const PF_RationalScale ds = host_.downsample();
+        placement.b[0] *= double(ds.num) / ds.den;
+        placement.b[1] *= double(ds.num) / ds.den;
         CompositePlaced(frame, result->world, placement, opacity);
     }
-    // The background sits under everything, in the comp that is rendered; a nested comp's
-    // background is transparent, as in any compositing host.
-    if (depth > 0) return frame;
+    // The background sits under everything, in the comp that is rendered, as much as its alpha
+    // asks (none unless the document or the command line asks for it); a nested comp's
+    // background is always transparent, as in any compositing host.
+    const float bgAlpha = std::clamp(comp.backgroundAlpha, 0.0f, 1.0f);
+    if (depth > 0 || bgAlpha <= 0) return frame;
     tbb::parallel_for(size_t(0), frame.rgba.size() / 4, [&](size_t i) {
         float* p = &frame.rgba[i * 4];
-        const float keep = 1.0f - p[3];
+        const float keep = (1.0f - p[3]) * bgAlpha;
         p[0] += comp.background[0] * keep;
         p[1] += comp.background[1] * keep;
         p[2] += comp.background[2] * keep;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/HostTypes.h"
@@ -166,7 +167,11 @@ struct Comp {
     double shutterAngle = 180.0;
     double shutterPhase = -180.0;
     bool motionBlur = false;
+    // The comp's colour, and how much of it is drawn under the layers. Alpha 0 (a colour given
+    // without one) is the compositing hosts' rule: the frame stays transparent where nothing is
+    // drawn, and the colour is only laid under frames written to a format without alpha.
     float background[3] = {0, 0, 0};
+    float backgroundAlpha = 0;
     std::vector<std::unique_ptr<Layer>> layers;  // index 0 is the top of the stack
 
     // Ticks per second of this comp's times: at least 1000 ticks per frame, so that
@@ -174,6 +179,11 @@ struct Comp {
     uint32_t timeScale() const;
     int32_t ticksPerFrame() const;
     A_Time frameTime(int64_t frame) const;
+    // Frames of the whole comp (at least one): frame f shows time f / fps.
+    int64_t frameCount() const;
+    // The frames of the work area, first and last inclusive: those whose time lies in
+    // [workStart, workEnd); the whole comp when no work area is set.
+    std::pair<int64_t, int64_t> workAreaFrames() const;
 };
 
 // A footage item imported into the project without a layer of its own yet (the OBJ import

@@ -109,7 +109,8 @@ void ReadComp(const Reader& r, const json& c, size_t ci, std::set<std::string>& 
     }
     if (c.contains("pixelAspect"))
         comp.pixelAspect = r.number(c["pixelAspect"], path + ".pixelAspect", 0.01, 100);
-    if (c.contains("background")) r.color(c["background"], path + ".background", comp.background);
+    if (c.contains("background"))
+        r.colorAlpha(c["background"], path + ".background", comp.background, comp.backgroundAlpha);
     if (c.contains("shutterAngle"))
         comp.shutterAngle = r.number(c["shutterAngle"], path + ".shutterAngle", 0, 720);
     if (c.contains("shutterPhase"))

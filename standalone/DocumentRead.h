@@ -73,6 +73,9 @@ struct Reader {
     std::string text(const json& v, const std::string& path) const;
     // "#rrggbb" or [r, g, b] with components 0..1.
     void color(const json& v, const std::string& path, float out[3]) const;
+    // A colour that may carry alpha: "#rrggbb", "#rrggbbaa", [r, g, b] or [r, g, b, a]. Without
+    // alpha, `alpha` is left as it stands.
+    void colorAlpha(const json& v, const std::string& path, float out[3], float& alpha) const;
 };
 
 // Shared value readers (DocumentReadValues.cpp).

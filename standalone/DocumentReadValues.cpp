@@ -156,6 +156,32 @@ void Reader::color(const json& v, const std::string& path, float out[3]) const {
                    Excerpt(v));
 }
 
+void Reader::colorAlpha(const json& v, const std::string& path, float out[3], float& alpha) const {
+    const bool hexAlpha = v.is_string() && v.get<std::string>().size() == 9;
+    if (hexAlpha) {
+        const std::string s = v.get<std::string>();
+        if (s[0] == '#' && s.find_first_not_of("0123456789abcdefABCDEF", 1) == std::string::npos) {
+            for (int i = 0; i < 3; ++i)
+                out[i] = std::stoi(s.substr(size_t(1 + 2 * i), 2), nullptr, 16) / 255.0f;
+            alpha = std::stoi(s.substr(7, 2), nullptr, 16) / 255.0f;
+            return;
+        }
+    } else if (v.is_array() && v.size() == 4) {
+        for (size_t i = 0; i < 3; ++i)
+            out[i] = float(number(v[i], path + "[" + std::to_string(i) + "]", 0, 1));
+        alpha = float(number(v[3], path + "[3]", 0, 1));
+        return;
+    } else if ((v.is_string() && v.get<std::string>().size() == 7) ||
+               (v.is_array() && v.size() == 3)) {
+        color(v, path, out);
+        return;
+    }
+    fail(path,
+         "expected a colour as \"#rrggbb\", \"#rrggbbaa\", [r, g, b] or [r, g, b, a] with "
+         "components 0 to 1, found " +
+             v.dump());
+}
+
 Key ReadKeyTiming(const Reader& r, const json& k, const std::string& kpath,
                   const std::vector<Key>& before) {
     r.checkKeys(k, kpath,

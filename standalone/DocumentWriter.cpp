@@ -390,6 +390,7 @@ Json CompJson(const Writer& w, Comp& c) {
     if (c.workEnd > 0) j["workArea"] = Json::array({c.workStart, c.workEnd});
     j["pixelAspect"] = c.pixelAspect;
     j["background"] = Color(c.background);
+    if (c.backgroundAlpha > 0) j["background"].push_back(c.backgroundAlpha);
     j["shutterAngle"] = c.shutterAngle;
     j["shutterPhase"] = c.shutterPhase;
     j["motionBlur"] = c.motionBlur;

@@ -199,6 +199,8 @@ PF_InData EmbeddedHost::makeInData(const EffectInstance& instance, const Install
     in.sequence_data = instance.sequenceData;
     in.current_time = time.value;
     in.time_scale = time.scale;
+    in.downsample_x = downsample_;
+    in.downsample_y = downsample_;
     if (const Layer* layer = layerOfInstance(instance.uid)) {
         in.width = layer->width;
         in.height = layer->height;
@@ -210,7 +212,7 @@ PF_InData EmbeddedHost::makeInData(const EffectInstance& instance, const Install
             in.shutter_angle = DoubleToFixed(comp->shutterAngle / 360.0);
             in.shutter_phase = DoubleToFixed(comp->shutterPhase / 360.0);
         }
-        in.extent_hint = PF_LRect{0, 0, in.width, in.height};
+        in.extent_hint = PF_LRect{0, 0, downsampled(in.width), downsampled(in.height)};
     }
     return in;
 }

@@ -92,6 +92,14 @@ class EmbeddedHost : public HostServices {
     std::vector<std::string> takeDiagnostics();
     std::vector<std::string> takeReports();
     void setEchoDiagnostics(bool echo) { echoDiagnostics_ = echo; }
+    // The resolution frames are drawn at, as a host's preview resolution: every effect call
+    // reports it as the downsample factors, and comps, layers and positions shrink by it.
+    void setDownsample(PF_RationalScale scale) { downsample_ = scale; }
+    PF_RationalScale downsample() const { return downsample_; }
+    // A full-resolution size at the downsample, as the effects compute it.
+    int32_t downsampled(int32_t size) const {
+        return int32_t(double(size) * downsample_.num / downsample_.den);
+    }
     // What the frames said of how they were drawn (renderNote), each distinct text once, by key.
     std::map<std::string, std::set<std::string>> renderNotes() const;
 
@@ -218,6 +226,7 @@ class EmbeddedHost : public HostServices {
                          const A_Time& time, uint32_t inFlags) const;
 
     HostState state_;
+    PF_RationalScale downsample_;  // 1/1: full resolution
 
     mutable std::mutex handlesMutex_;
     std::unordered_map<PF_Handle, HandleBlock> handles_;

@@ -10,7 +10,8 @@ namespace tv::standalone {
 
 namespace {
 
-using WriteFn = int (*)(const char*, const char*, int, int, int, int, const void*, char*, size_t);
+using WriteFn = int (*)(const char*, const char*, int, int, int, int, int, int, const void*, char*,
+                        size_t);
 using ReadFn = int (*)(const char*, int, int, void**, int*, int*, int*, char*, size_t);
 using FreeFn = void (*)(void*);
 using ProbeFn = int (*)(const char*, int*, int*, int*, char*, size_t);
@@ -112,17 +113,41 @@ ImagePixels<uint8_t> ReadImageBytes(const std::string& path, int32_t channelEnd)
     return Read<uint8_t>(path, channelEnd, true);
 }
 
+namespace {
+
+int SampleCode(Sample s) {
+    switch (s) {
+        case Sample::UInt16:
+            return 1;
+        case Sample::Half:
+            return 2;
+        case Sample::Float:
+            return 3;
+        default:
+            return 0;
+    }
+}
+
+}  // namespace
+
+void WritePixelsThroughModule(const std::string& path, const std::string& temp,
+                              const PixelsToWrite& what) {
+    const Module& m = TheModule();
+    char error[1024] = "";
+    const int code = m.write(path.c_str(), temp.c_str(), what.width, what.height, what.channels,
+                             SampleCode(what.file), SampleCode(what.data), what.unassociatedAlpha,
+                             what.pixels, error, sizeof error);
+    if (code == 1)
+        throw std::runtime_error("cannot write " + path + ": no image format for its extension (" +
+                                 error + "); use .png, .exr, .tif or .jpg");
+    if (code != 0) throw std::runtime_error("cannot write " + path + ": " + error);
+}
+
 void WriteImageThroughModule(const std::string& path, const std::string& temp, int32_t width,
                              int32_t height, bool asFloat, int32_t unassociatedAlpha,
                              const void* pixels) {
-    const Module& m = TheModule();
-    char error[1024] = "";
-    const int code = m.write(path.c_str(), temp.c_str(), width, height, asFloat ? 1 : 0,
-                             unassociatedAlpha, pixels, error, sizeof error);
-    if (code == 1)
-        throw std::runtime_error("cannot write " + path + ": no image format for its extension (" +
-                                 error + "); use .png or .exr");
-    if (code != 0) throw std::runtime_error("cannot write " + path + ": " + error);
+    const Sample type = asFloat ? Sample::Float : Sample::UInt8;
+    WritePixelsThroughModule(path, temp, {width, height, 4, type, type, unassociatedAlpha, pixels});
 }
 
 }  // namespace tv::standalone

@@ -41,4 +41,21 @@ void WriteImageThroughModule(const std::string& path, const std::string& temp, i
                              int32_t height, bool asFloat, int32_t unassociatedAlpha,
                              const void* pixels);
 
+// Sample types of a file and of the pixels handed to the writer.
+enum class Sample : int32_t { UInt8, UInt16, Half, Float };
+
+// How pixels are laid out and how the file is to hold them.
+struct PixelsToWrite {
+    int32_t width = 0, height = 0;
+    int32_t channels = 4;  // 3 (RGB) or 4 (RGBA)
+    Sample file = Sample::UInt8;
+    Sample data = Sample::UInt8;     // UInt8, UInt16 or Float
+    int32_t unassociatedAlpha = -1;  // 1 straight, 0 associated, -1 the format's default
+    const void* pixels = nullptr;
+};
+
+// Writes the pixels to `temp` in the format `path`'s extension names.
+void WritePixelsThroughModule(const std::string& path, const std::string& temp,
+                              const PixelsToWrite& what);
+
 }  // namespace tv::standalone

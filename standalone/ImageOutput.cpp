@@ -10,6 +10,7 @@
 #include <stdexcept>
 
 #include "standalone/ImageModule.h"
+#include "standalone/OutputFormat.h"
 #include "standalone/WholeFile.h"
 
 namespace tv::standalone {
@@ -51,6 +52,35 @@ std::vector<uint8_t> ToStraight8(const FloatImage& image) {
     return out;
 }
 
+std::vector<uint16_t> ToStraight16(const FloatImage& image) {
+    std::vector<uint16_t> out(size_t(image.width) * size_t(image.height) * 4);
+    auto to16 = [](float v) {
+        return static_cast<uint16_t>(std::lround(std::clamp(v, 0.0f, 1.0f) * 65535.0f));
+    };
+    for (size_t i = 0; i < out.size() / 4; ++i) {
+        const float* p = &image.rgba[i * 4];
+        const float a = std::clamp(p[3], 0.0f, 1.0f);
+        const float inv = a > 0 ? 1.0f / a : 0.0f;
+        out[i * 4 + 0] = to16(p[0] * inv);
+        out[i * 4 + 1] = to16(p[1] * inv);
+        out[i * 4 + 2] = to16(p[2] * inv);
+        out[i * 4 + 3] = to16(a);
+    }
+    return out;
+}
+
+std::vector<uint8_t> Flattened8(const FloatImage& image, const float matte[3]) {
+    std::vector<uint8_t> out(size_t(image.width) * size_t(image.height) * 3);
+    for (size_t i = 0; i < out.size() / 3; ++i) {
+        const float* p = &image.rgba[i * 4];
+        const float keep = 1.0f - std::clamp(p[3], 0.0f, 1.0f);
+        for (int c = 0; c < 3; ++c)
+            out[i * 3 + size_t(c)] = static_cast<uint8_t>(
+                std::lround(std::clamp(p[c] + matte[c] * keep, 0.0f, 1.0f) * 255.0f));
+    }
+    return out;
+}
+
 std::string SafeFileName(const std::string& name) {
     std::string out = name;
     for (char& c : out)
@@ -64,12 +94,6 @@ std::string SafeFileName(const std::string& name) {
 }
 
 namespace {
-
-bool IsPngName(const std::string& path) {
-    std::string ext = std::filesystem::path(path).extension().string();
-    for (char& c : ext) c = char(std::tolower(static_cast<unsigned char>(c)));
-    return ext == ".png";
-}
 
 // 8-bit RGBA of straight alpha as a PNG, through libpng's own writer: the common case needs no
 // image module.
@@ -88,22 +112,41 @@ void WritePng8(const std::string& path, const std::string& temp, int32_t width, 
 
 }  // namespace
 
-void WriteImage(const std::string& path, const FloatImage& image, int32_t bitDepth) {
+void WriteImage(const std::string& path, const FloatImage& image, int32_t bitDepth,
+                const float* matte) {
+    const OutputFormat format = ChooseOutputFormat(path, bitDepth);
+    const float black[3] = {0, 0, 0};
     WriteWholeFile(
         path,
         [&](const std::string& temp) {
-            const bool asFloat = bitDepth == 32;
-            if (asFloat) {
-                WriteImageThroughModule(path, temp, image.width, image.height, true, 0,
-                                        image.rgba.data());
-                return;
+            PixelsToWrite what;
+            what.width = image.width;
+            what.height = image.height;
+            what.file = format.sample;
+            if (!format.alpha) {
+                const std::vector<uint8_t> rgb = Flattened8(image, matte ? matte : black);
+                what.channels = 3;
+                what.pixels = rgb.data();
+                WritePixelsThroughModule(path, temp, what);
+            } else if (format.premultiplied) {
+                what.data = Sample::Float;
+                what.unassociatedAlpha = 0;
+                what.pixels = image.rgba.data();
+                WritePixelsThroughModule(path, temp, what);
+            } else if (format.bitDepth == 16) {
+                const std::vector<uint16_t> straight = ToStraight16(image);
+                what.data = Sample::UInt16;
+                what.unassociatedAlpha = 1;
+                what.pixels = straight.data();
+                WritePixelsThroughModule(path, temp, what);
+            } else if (format.name == "PNG") {
+                WritePng8(path, temp, image.width, image.height, ToStraight8(image));
+            } else {
+                const std::vector<uint8_t> straight = ToStraight8(image);
+                what.unassociatedAlpha = 1;
+                what.pixels = straight.data();
+                WritePixelsThroughModule(path, temp, what);
             }
-            const std::vector<uint8_t> bytes = ToStraight8(image);
-            if (IsPngName(path))
-                WritePng8(path, temp, image.width, image.height, bytes);
-            else
-                WriteImageThroughModule(path, temp, image.width, image.height, false, 1,
-                                        bytes.data());
         },
         "", "cannot move the finished frame to ");
 }

@@ -1,4 +1,5 @@
-// Writing finished frames: 8 bits to PNG with straight alpha, 32-bit float to EXR premultiplied.
+// Writing finished frames in the format their name asks (standalone/OutputFormat.h): integer
+// samples with straight alpha, float samples premultiplied, JPEG flattened on the comp's colour.
 // A file is written whole (standalone/WholeFile.h: under a temporary name, then renamed), so a
 // failed or interrupted render never leaves a half-written frame.
 #pragma once
@@ -35,9 +36,16 @@ std::string FramePath(const std::string& pattern, int64_t frame, bool severalFra
 
 // Straight 8-bit RGBA, rounded, from a premultiplied float image.
 std::vector<uint8_t> ToStraight8(const FloatImage& image);
+// Straight 16-bit RGBA, rounded, from a premultiplied float image.
+std::vector<uint16_t> ToStraight16(const FloatImage& image);
+// Opaque 8-bit RGB: the premultiplied image laid over `matte`.
+std::vector<uint8_t> Flattened8(const FloatImage& image, const float matte[3]);
 
-// Writes PNG (8-bit) or EXR (32-bit float) by the path's extension; throws std::runtime_error
-// with the reason on failure, leaving no file behind.
-void WriteImage(const std::string& path, const FloatImage& image, int32_t bitDepth);
+// Writes the frame in the format the path's extension names at `bitDepth` bits per channel (0:
+// the format's own, see ChooseOutputFormat); a format without alpha gets the frame laid over
+// `matte` (black when null). Throws OutputFormatError for a name or depth no format writes and
+// std::runtime_error with the reason when writing fails, leaving no file behind.
+void WriteImage(const std::string& path, const FloatImage& image, int32_t bitDepth,
+                const float* matte = nullptr);
 
 }  // namespace tv::standalone

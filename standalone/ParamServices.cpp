@@ -26,6 +26,11 @@ PF_Err EmbeddedHost::checkoutParam(PF_ProgPtr ref, int32_t index, int32_t time, 
         const double seconds = double(time) / double(scale);
         *out = NumbersToParam(state.value.param_type, Evaluate(state.keys, seconds, 4));
     }
+    // A point is given in the layer's pixels at the resolution drawn, as a host's preview
+    // resolution gives it; the effects scale it back by the downsample.
+    if (out->param_type == PF_Param_POINT && downsample_.num != int32_t(downsample_.den))
+        for (int32_t& v : out->u.point)
+            v = DoubleToFixed(FixedToDouble(v) * downsample_.num / downsample_.den);
     return PF_Err_NONE;
 }
 

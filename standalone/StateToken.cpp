@@ -125,6 +125,7 @@ void HashComp(EmbeddedHost& host, const Comp& comp, ParamHasher& h, int depth) {
     h.add(comp.duration).add(comp.shutterAngle).add(comp.shutterPhase);
     h.add(int32_t(comp.motionBlur));
     for (float c : comp.background) h.add(c);
+    h.add(comp.backgroundAlpha);
     h.add(uint64_t(comp.layers.size()));
     for (const auto& layer : comp.layers) HashLayer(host, *layer, h, depth);
 }

@@ -44,8 +44,11 @@ void ExpectMatchesReference(const standalone::FloatImage& image, const std::stri
     const std::vector<float>& ref = reference.values;
     std::vector<float> mine(ref.size());
     if (bitDepth == 8) {
+        // The PNG holds straight bytes, which the reader premultiplies: so are these.
         const auto bytes = standalone::ToStraight8(image);
-        for (size_t i = 0; i < bytes.size(); ++i) mine[i] = bytes[i] / 255.0f;
+        for (size_t i = 0; i < bytes.size(); ++i)
+            mine[i] = i % 4 == 3 ? bytes[i] / 255.0f
+                                 : bytes[i] / 255.0f * (bytes[i - i % 4 + 3] / 255.0f);
     } else {
         mine.assign(image.rgba.begin(), image.rgba.end());
     }

@@ -90,6 +90,7 @@ void ExpectSameProjects(EmbeddedHost& ha, EmbeddedHost& hb) {
         EXPECT_EQ(a.shutterPhase, b.shutterPhase);
         EXPECT_EQ(a.motionBlur, b.motionBlur);
         for (int i = 0; i < 3; ++i) EXPECT_EQ(a.background[i], b.background[i]);
+        EXPECT_EQ(a.backgroundAlpha, b.backgroundAlpha);
         ASSERT_EQ(a.layers.size(), b.layers.size());
         for (size_t l = 0; l < a.layers.size(); ++l) {
             const auto& la = *a.layers[l];
@@ -262,7 +263,7 @@ TEST(RoundTrip, EveryKindOfLayerAndValue) {
     std::ofstream(doc) << R"({"tavrin": 1, "comps": [
       {"name": "Inner", "width": 100, "height": 100, "layers": [{"solid": {"color": "#ff8000"}}]},
       {"name": "Main", "width": 320, "height": 240, "fps": "30000/1001", "duration": 4,
-       "workArea": [0.5, 3], "pixelAspect": 0.9, "background": [0.1, 0.2, 0.3],
+       "workArea": [0.5, 3], "pixelAspect": 0.9, "background": [0.1, 0.2, 0.3, 0.5],
        "shutterAngle": 90, "shutterPhase": -45, "motionBlur": true, "layers": [
         {"name": "Rig", "null": {}, "threeD": true,
          "transform": {"position": [10, 20, 30], "orientation": [0, 45, 0],

@@ -37,7 +37,7 @@ std::string Doc(int width, int height, const std::string& main, const std::strin
                 const std::string& extraLayers = "") {
     return R"({"tavrin": 1, "comps": [{"name": "C", "width": )" + std::to_string(width) +
            R"(, "height": )" + std::to_string(height) +
-           R"(, "fps": 30, "duration": 2, "background": "#000000", "layers": [)" + extraLayers +
+           R"(, "fps": 30, "duration": 2, "background": "#000000ff", "layers": [)" + extraLayers +
            R"({"name": "L", "solid": {"color": "#000000"}, "effects": [{"effect": "Tavrin",
            "params": )" +
            main + "}, " + sources +
@@ -149,7 +149,7 @@ std::pair<standalone::FloatImage, std::set<std::string>> StillDisc(int times) {
                              std::to_string(times) + "}";
     const std::string doc =
         R"({"tavrin": 1, "comps": [{"name": "C", "width": 32, "height": 32, "fps": 30,
-        "duration": 1, "background": "#000000", "layers": [{"name": "L", "solid": {"color":
+        "duration": 1, "background": "#000000ff", "layers": [{"name": "L", "solid": {"color":
         "#000000"}, "effects": [{"effect": "Tavrin", "params": )" +
         main + "}, " + Point("[16, 16]") +
         R"(, {"effect": "Tavrin Points Renderer", "params": {"Points Size": 8,
@@ -213,7 +213,7 @@ standalone::FloatImage Overlaps(bool unified, const std::string& quality, int ti
                       : R"(, "Render Motion Blur": "Off"})";
     const std::string doc =
         R"({"tavrin": 1, "comps": [{"name": "C", "width": 64, "height": 64, "fps": 30,
-        "duration": 1, "background": "#000000", "layers": [{"name": "L", "solid": {"color":
+        "duration": 1, "background": "#000000ff", "layers": [{"name": "L", "solid": {"color":
         "#000000"}, "effects": [{"effect": "Tavrin", "params": )" +
         main + "}, " + grid("#ff0000", 0, 0) + ", " + grid("#0000ff", 60, 7) +
         R"(, {"effect": "Tavrin Points Renderer", "params": {"Points Size": 9,

@@ -29,7 +29,7 @@ std::string SpriteDoc(bool unified, const std::string& sprite = "Sprite",
         {"name": "Top", "solid": {"color": "#ffffff", "width": 32, "height": 16},
          "transform": {"position": [16, 8]}}]},
       {"name": "Main", "width": 160, "height": 60, "fps": 30, "duration": 2,
-       "background": "#000000", "layers": [
+       "background": "#000000ff", "layers": [
         {"name": "Sprite", "precomp": {"comp": "Half"}, "enabled": false)" +
            spriteLayerExtra + R"(},
         {"name": "Plain", "solid": {"color": "#ff0000", "width": 20, "height": 20},
