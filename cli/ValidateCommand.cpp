@@ -5,6 +5,7 @@
 #include "cli/JsonOutput.h"
 #include "cli/RenderCommand.h"
 #include "standalone/Document.h"
+#include "standalone/DocumentNotes.h"
 #include "standalone/WorkEstimate.h"
 
 namespace tv::cli {
@@ -23,6 +24,10 @@ int RunValidateCommand(const std::string& document, bool json, const std::string
         }
         fmt::print(HumanStream(json), "{}: valid ({} comps, {} layers, {} effects)\n", document,
                    host.project().comps.size(), layers, effects);
+        // Values accepted that change nothing are said, not passed over.
+        const std::vector<std::string> notes =
+            standalone::InertValueNotes(host.project(), document);
+        for (const std::string& n : notes) fmt::print(HumanStream(json), "note: {}\n", n);
         if (json)
             PrintJson({{"command", "validate"},
                        {"ok", true},
@@ -31,6 +36,7 @@ int RunValidateCommand(const std::string& document, bool json, const std::string
                        {"comps", host.project().comps.size()},
                        {"layers", layers},
                        {"effects", effects},
+                       {"notes", notes},
                        {"exitCode", 0}});
         return 0;
     } catch (const std::exception& e) {
