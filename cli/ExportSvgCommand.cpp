@@ -42,7 +42,8 @@ int RunExportSvgCommand(const ExportSvgOptions& options) {
         o.sequence = options.sequence;
         o.workArea = options.range == "work";
         o.fps = options.fps;
-        // The save dialog's rule: a path not ending in "svg" gets ".svg".
+        // The output names a file as the dialog's "Save As" does: a path not ending in "svg"
+        // gets ".svg". (A path typed into the dialog's box is taken as it stands.)
         const std::string output = WithSvgExtension(options.output);
         const standalone::SvgExportReport report =
             standalone::ExportSvgFile(host, *comp, o, output);

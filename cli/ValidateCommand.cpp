@@ -6,6 +6,7 @@
 #include "cli/JsonOutput.h"
 #include "cli/RenderCommand.h"
 #include "standalone/Document.h"
+#include "standalone/DocumentNotes.h"
 #include "standalone/WorkEstimate.h"
 
 namespace tv::cli {
@@ -23,7 +24,11 @@ int RunValidateCommand(const std::string& document, bool json, const std::string
             for (const auto& l : c->layers) effects += l->effects.size();
         }
         Print(HumanStream(json), "{}: valid ({} comps, {} layers, {} effects)\n", document,
-              host.project().comps.size(), layers, effects);
+                   host.project().comps.size(), layers, effects);
+        // Values accepted that change nothing are said, not passed over.
+        const std::vector<std::string> notes =
+            standalone::InertValueNotes(host.project(), document);
+        for (const std::string& n : notes) Print(HumanStream(json), "note: {}\n", n);
         if (json)
             PrintJson({{"command", "validate"},
                        {"ok", true},
@@ -32,6 +37,7 @@ int RunValidateCommand(const std::string& document, bool json, const std::string
                        {"comps", host.project().comps.size()},
                        {"layers", layers},
                        {"effects", effects},
+                       {"notes", notes},
                        {"exitCode", 0}});
         return 0;
     } catch (const std::exception& e) {

@@ -79,55 +79,61 @@ struct PixelColour {
 KDLRender::KDLRender(HostServices* host, PF_EffectWorld* world, int32_t bitDepth)
     : TV_Base_Render(host, world, bitDepth), blendPixel(bitDepth == 32 ? &BlendFloat : &Blend8) {}
 
-KDLRender::~KDLRender() {
-    finishSprites();
-}
-
-PF_Err KDLRender::prepareSprites(AEGP_LayerH layer, const std::vector<A_Time>& times) {
-    finishSprites();
-    if (!host_ || !layer) return PF_Err_NONE;
-    for (const A_Time& t : times) {
-        const auto value = uint32_t(t.value);
-        if (std::any_of(spriteFrames_.begin(), spriteFrames_.end(),
-                        [value](const SpriteFrame& f) { return f.time == value; }))
-            continue;
-        PF_EffectWorld* w = nullptr;
-        if (const PF_Err err = host_->checkoutLayerFrame(layer, t, bitDepth_, &w)) return err;
-        if (!w) {
-            diagnostic("No Sprite World Checked out");
-            continue;
-        }
-        spriteFrames_.push_back(SpriteFrame{value, w});
-    }
-    return PF_Err_NONE;
-}
-
-PF_Err KDLRender::finishSprites() {
-    for (const SpriteFrame& f : spriteFrames_)
-        if (host_) host_->checkinLayerFrame(f.world);
-    spriteFrames_.clear();
+PF_Err KDLRender::prepareSprites(AEGP_LayerH, const std::vector<A_Time>& times) {
+    // Nothing is rendered here: drawSprites renders what its records name. Only the scale of
+    // the sample times is kept, since a record holds a time's value alone.
+    spriteTimeScale_ = times.empty() ? 1 : times.front().scale;
     return PF_Err_NONE;
 }
 
 PF_Err KDLRender::drawSprites(std::vector<DrawSprite>& sprites) {
-    if (sprites.empty() || spriteFrames_.empty() || !world_ || !world_->data) return PF_Err_NONE;
+    if (sprites.empty() || !host_ || !world_ || !world_->data) return PF_Err_NONE;
     if (bitDepth_ != 8 && bitDepth_ != 32) return PF_Err_NONE;
-    auto frameOf = [this](const DrawSprite& s) -> const PF_EffectWorld* {
-        for (const SpriteFrame& f : spriteFrames_)
-            if (f.time == uint32_t(s.time)) return f.world;
-        return spriteFrames_.front().world;
+    // The first record's layer at its time serves every record; a record with `useLayer` set
+    // shows its own layer at its own time. Each distinct frame is rendered once and given back
+    // at the end of the call.
+    struct Frame {
+        uint64_t layer, time;
+        PF_EffectWorld* world;
     };
+    std::vector<Frame> frames;
+    PF_Err err = PF_Err_NONE;
+    auto frameOf = [&](uint64_t layer, uint64_t time) -> const PF_EffectWorld* {
+        for (const Frame& f : frames)
+            if (f.layer == layer && f.time == time) return f.world;
+        PF_EffectWorld* w = nullptr;
+        const A_Time at{int32_t(uint32_t(time)), spriteTimeScale_};
+        if (!err) err = host_->checkoutLayerFrame(AEGP_LayerH(layer), at, bitDepth_, &w);
+        if (!err && !w) diagnostic("No Sprite World Checked out");
+        frames.push_back(Frame{layer, time, w});
+        return w;
+    };
+    const DrawSprite& first = sprites.front();
+    std::vector<const PF_EffectWorld*> sources;
     std::vector<DrawSprite> projected;
+    sources.reserve(sprites.size());
     projected.reserve(sprites.size());
     for (DrawSprite s : sprites) {
-        s.height = SpriteHalfHeight(s.width, *frameOf(s));
-        if (projectSprite(s)) projected.push_back(s);
+        const PF_EffectWorld* source =
+            s.useLayer ? frameOf(s.layer, s.time) : frameOf(first.layer, first.time);
+        if (!source || !source->data) continue;
+        // The old projection route takes the height from the frame's proportions.
+        if (legacyProjection) s.height = SpriteHalfHeight(s.width, *source);
+        if (!projectSprite(s)) continue;
+        projected.push_back(s);
+        sources.push_back(source);
     }
-    std::vector<ScanTile> tiles;
-    splitIntoTiles(*world_, kTileGrid, tiles);
-    return runTiles(tiles, [&](const ScanTile& tile) {
-        for (const DrawSprite& s : projected) DrawSpriteInTile(s, *frameOf(s), *world_, tile);
-    });
+    if (!err && !projected.empty()) {
+        std::vector<ScanTile> tiles;
+        splitIntoTiles(*world_, kTileGrid, tiles);
+        err = runTiles(tiles, [&](const ScanTile& tile) {
+            for (size_t i = 0; i < projected.size(); ++i)
+                DrawSpriteInTile(projected[i], *sources[i], *world_, tile);
+        });
+    }
+    for (const Frame& f : frames)
+        if (f.world) host_->checkinLayerFrame(f.world);
+    return err;
 }
 
 namespace {

@@ -19,12 +19,10 @@ class KDLRender : public TV_Base_Render {
     KDLRender(HostServices* host, PF_EffectWorld* world, int32_t bitDepth);
     PF_Err drawPoints(std::vector<DrawPoint>& points) override;
     PF_Err drawLines(std::vector<DrawLine>& lines) override;
-    // Sprites: the layer's frame at each sample time, checked out by prepareSprites and in by
-    // finishSprites; drawSprites warps them onto the sprites' rectangles.
+    // Sprites: drawSprites renders the frames its records name and warps them onto the
+    // sprites' rectangles; prepareSprites only notes the sample times' scale.
     PF_Err prepareSprites(AEGP_LayerH layer, const std::vector<A_Time>& times) override;
     PF_Err drawSprites(std::vector<DrawSprite>& sprites) override;
-    PF_Err finishSprites() override;
-    ~KDLRender() override;
 
     // Draw one projected record clipped to a tile.
     void drawPointInTile(const DrawPoint& p, const ScanTile& tile) const;
@@ -36,11 +34,7 @@ class KDLRender : public TV_Base_Render {
     BlendFn blendPixel;
 
   private:
-    struct SpriteFrame {
-        uint32_t time = 0;  // the sample's time value
-        PF_EffectWorld* world = nullptr;
-    };
-    std::vector<SpriteFrame> spriteFrames_;
+    uint32_t spriteTimeScale_ = 1;
 };
 
 // R, G, B, A to A, R, G, B for the rows [rowBegin, rowEnd) of a float world.

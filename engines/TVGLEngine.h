@@ -54,8 +54,6 @@ class TVGLEngine : public TV_Pass_Render {
     bool alphaCorrection = true;
 
   private:
-    // A world size (perspective) or a pixel size at the view depth of `p`, in world units.
-    float worldSize(const double p[3], float size) const;
     void viewOf(const double p[3], double out[3]) const;
     std::map<std::string, gl::GlUniform> commonUniforms(int32_t pass) const;
     void fullScreen(uint32_t program, uint32_t fbo, std::map<std::string, gl::GlUniform> uniforms,
@@ -84,11 +82,10 @@ class TVGLEngine : public TV_Pass_Render {
     uint32_t depthLayerTexture_ = 0;
     uint32_t quadBuffer_ = 0;
     // Sprites: the array the next drawSprites uses (0 after it drew), its sample times by layer,
-    // its height over width, and every array made this time sample, freed after its passes.
+    // and every array made this time sample, freed after its passes.
     uint32_t spriteTexture_ = 0;
     bool hasSpriteArray_ = false;
     std::vector<uint32_t> spriteTimes_;
-    float spriteAspect_ = 1;
     std::vector<uint32_t> spriteTextures_;
     gl::GlFramebuffer finalFbo_, passFbo_, transmitPassFbo_, coverageFbo_, accumFbo_, msaaFbo_;
 };

@@ -84,6 +84,7 @@ GlDrawable MakeBillboards(const std::vector<BillboardVertex>& vertices,
     d.attributes["texCoord"] =
         GlAttribute{vb, texComponents, GL_FLOAT, stride, offsetof(BillboardVertex, tex)};
     d.uniforms[textureName] = texture;
+    d.facesCamera = true;
     return d;
 }
 
@@ -96,19 +97,6 @@ void TVGLEngine::viewOf(const double p[3], double out[3]) const {
                  modelView2_[12 + r];
 }
 
-float TVGLEngine::worldSize(const double p[3], float size) const {
-    if (perspectiveSizes) return size;
-    // A pixel size: the world length that covers it at the point's depth.
-    const double f = projection2_[5] != 0 ? std::abs(double(projection2_[5])) : 1.0;
-    double perPixel = 2.0 / (f * std::max(height_, 1)) * normalize_[0];
-    if (!orthographic_) {
-        double v[3];
-        viewOf(p, v);
-        perPixel *= std::max(-v[2], 0.0);
-    }
-    return float(size * perPixel);
-}
-
 PF_Err TVGLEngine::drawPoints(std::vector<DrawPoint>& points) {
     if (points.empty() || !valid()) return PF_Err_NONE;
     gl::MakeCurrent(thread_->context);
@@ -119,8 +107,7 @@ PF_Err TVGLEngine::drawPoints(std::vector<DrawPoint>& points) {
     static constexpr float kCorner[4][2] = {{-1, -1}, {1, -1}, {-1, 1}, {1, 1}};
     static constexpr float kTex[4][2] = {{0, 0}, {1, 0}, {0, 1}, {1, 1}};
     for (const DrawPoint& p : points) {
-        const double pos[3] = {p.x, p.y, p.z};
-        const float size = worldSize(pos, p.size);
+        const float size = p.size;
         const float idx = primitiveIndex_++;
         const auto base = uint32_t(vertices.size());
         for (int k = 0; k < 4; ++k) {
@@ -152,9 +139,7 @@ PF_Err TVGLEngine::drawSprites(std::vector<DrawSprite>& sprites) {
     // Row 0 of a sprite frame is its top, which lies at +y in the passes' view before the flip.
     static constexpr float kTex[4][2] = {{0, 1}, {1, 1}, {0, 0}, {1, 0}};
     for (const DrawSprite& s : sprites) {
-        const double pos[3] = {s.x, s.y, s.z};
-        const float w = worldSize(pos, s.width);
-        const float h = worldSize(pos, s.width * spriteAspect_);
+        const float w = s.width, h = s.height;
         float layer = 0;
         for (size_t i = 0; i < spriteTimes_.size(); ++i)
             if (spriteTimes_[i] == uint32_t(s.time)) {
@@ -190,7 +175,7 @@ PF_Err TVGLEngine::drawLines(std::vector<DrawLine>& lines) {
     vertices.reserve(lines.size() * 8);
     indices.reserve(lines.size() * 9);
     for (const DrawLine& l : lines) {
-        const float sa = worldSize(l.start, l.startSize), sb = worldSize(l.end, l.endSize);
+        const float sa = l.startSize, sb = l.endSize;
         // The direction on screen: view positions divided by their depth (perspective).
         double va[3], vb[3];
         viewOf(l.start, va);
@@ -269,9 +254,7 @@ PF_Err TVGLEngine::drawBeams(std::vector<BeamPath>& beams) {
     std::vector<float> idxOfVertex;
     for (const BeamPath& path : beams) {
         if (path.size() < 2) continue;
-        std::vector<float> radii(path.size());
-        for (size_t k = 0; k < path.size(); ++k)
-            radii[k] = worldSize(&path.positions[3 * k], path.radii[k]);
+        const std::vector<float>& radii = path.radii;
         const size_t before = mesh.positions.size() / 3;
         BuildTube(path, radii, mesh);
         idxOfVertex.resize(mesh.positions.size() / 3, primitiveIndex_);

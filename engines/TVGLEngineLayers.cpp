@@ -54,7 +54,10 @@ void TVGLEngine::prepareDepthLayer(const PF_EffectWorld* layer, float depthNear,
 
 PF_Err TVGLEngine::prepareSprites(AEGP_LayerH layer, const std::vector<A_Time>& times) {
     spriteTexture_ = 0;
-    if (times.empty() || !valid() || !host_ || !layer) return PF_Err_NONE;
+    if (times.empty()) return PF_Err_NONE;
+    // Any sample time marks the engine as holding sprites, whatever the frames' checkout gives.
+    hasSpriteArray_ = true;
+    if (!valid() || !host_ || !layer) return PF_Err_NONE;
     const auto start = std::chrono::steady_clock::now();
     std::vector<PF_EffectWorld*> frames;
     PF_Err err = PF_Err_NONE;
@@ -74,7 +77,6 @@ PF_Err TVGLEngine::prepareSprites(AEGP_LayerH layer, const std::vector<A_Time>& 
             break;
         }
     if (!err && first) {
-        hasSpriteArray_ = true;
         const int32_t w = first->width, h = first->height, n = int32_t(frames.size());
         GLuint array = 0;
         glGenTextures(1, &array);
@@ -127,7 +129,6 @@ PF_Err TVGLEngine::prepareSprites(AEGP_LayerH layer, const std::vector<A_Time>& 
         glBindTexture(GL_TEXTURE_2D_ARRAY, 0);
         spriteTexture_ = array;
         spriteTextures_.push_back(array);
-        spriteAspect_ = float(h) / float(w);
         spriteTimes_.clear();
         for (const A_Time& t : times) spriteTimes_.push_back(uint32_t(t.value));
     }

@@ -91,7 +91,11 @@ void TVGLEngine::renderPasses() {
         for (GlDrawable& d : drawables_) {
             GlDrawable call = d;
             call.uniforms.insert(common.begin(), common.end());
-            if (!call.cullMode) call.cullMode = cullFace_;
+            // "Polygon Visibility" culls polygons only. ScaleMatrix flips y, which reverses
+            // every winding in the target: the front stays the side whose corners run
+            // counter-clockwise in the image.
+            if (!call.cullMode && !call.facesCamera) call.cullMode = cullFace_;
+            call.clockwiseFront = true;
             gl::DrawToFramebuffer(fbo, viewport, call, resolve(d.program, row), blend, depth,
                                   shading);
         }

@@ -87,7 +87,7 @@ constexpr const char* kSvgExportDialog =
     "Replace it?', false, 'File Already Exists')) { return; } box.text = p; } };"
     "var row = myDlg.add('group');row.add('button', undefined, 'OK', {name: 'ok'});"
     "row.add('button', undefined, 'Cancel', {name: 'cancel'});"
-    "if (myDlg.show() != 1 || box.text == '') { return ''; }var path = withExt(box.text);"
+    "if (myDlg.show() != 1 || box.text == '') { return ''; }var path = box.text;"
     "if (!seqBox.value) { return path; }"
     "return path + '\\n' + range.selection.index + '\\n' + rate.text;}"
     "run_dialog ();";

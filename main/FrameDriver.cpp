@@ -205,6 +205,12 @@ uint64_t MainFrameHash(PF_InData* in_data, bool& ok) {
     return key;
 }
 
+OutputSize DownsampledOutputSize(const PF_InData* in_data) {
+    return {
+        int32_t(double(in_data->width) * in_data->downsample_x.num / in_data->downsample_x.den),
+        int32_t(double(in_data->height) * in_data->downsample_y.num / in_data->downsample_y.den)};
+}
+
 PF_Err MainSvgPass(PF_InData* in_data, PF_OutData* out_data, SvgPass& pass) {
     SuiteCache suites(in_data);
     HostServices& host = suites.host();
@@ -213,10 +219,7 @@ PF_Err MainSvgPass(PF_InData* in_data, PF_OutData* out_data, SvgPass& pass) {
         CheckinMainParams(in_data, host, v);
         return err;
     }
-    const int32_t w =
-        int32_t(double(in_data->width) * in_data->downsample_x.num / in_data->downsample_x.den);
-    const int32_t h =
-        int32_t(double(in_data->height) * in_data->downsample_y.num / in_data->downsample_y.den);
+    const auto [w, h] = DownsampledOutputSize(in_data);
     const FrameEngines engines =
         MakeFrameEngines(EngineRequest{EnginePath::kSvg, &host, nullptr, 8, w, h, nullptr});
     PF_Err gatherError = PF_Err_NONE;
@@ -231,10 +234,7 @@ PF_Err MainPreRender(PF_InData* in_data, PF_OutData* /*out_data*/, PF_PreRenderE
     if (!extra) return PF_Err_BAD_CALLBACK_PARAM;
     SuiteCache suites(in_data);
     HostServices& host = suites.host();
-    const int32_t w =
-        int32_t(double(in_data->width) * in_data->downsample_x.num / in_data->downsample_x.den);
-    const int32_t h =
-        int32_t(double(in_data->height) * in_data->downsample_y.num / in_data->downsample_y.den);
+    const auto [w, h] = DownsampledOutputSize(in_data);
     const PF_LRect rect{0, 0, w, h};
     MainParamValues v;
     const PF_Err checkout = CheckoutMainParams(in_data, host, v);

@@ -74,8 +74,10 @@ PF_Err RunSvgExport(PF_InData* in_data) {
         frames.push_back(std::move(shapes));
     }
     host.disposeEffect(self);
-    // The pass draws at the layer's output size; the file is that size too.
-    out << SvgDocument(in_data->width, in_data->height, frames, answer->fps, answer->sequence);
+    // The pass draws at the output's size (the layer's at the host's downsample); the file is
+    // that size too.
+    const OutputSize size = DownsampledOutputSize(in_data);
+    out << SvgDocument(size.width, size.height, frames, answer->fps, answer->sequence);
     return PF_Err_NONE;
 }
 

@@ -186,24 +186,24 @@ PF_Err UserChanged(PF_InData* in, PF_OutData* out, PF_ParamDef*[], void*) {
         const int32_t value = CheckoutParam(in, index).u.popup;
         if (value >= 2) chosen.emplace_back(index, value);
     }
-    if (!chosen.empty()) {
-        IdleSuite* idle = host.acquireIdleSuite();
-        if (!idle) {
-            host.diagnostic(kIdleSuiteLoadError);
-            std::snprintf(out->return_msg, sizeof(out->return_msg), "%s", kIdleSuiteMissing);
-        } else {
-            const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
-            const AEGP_LayerH layer = host.effectLayer(self);
-            host.disposeEffect(self);
-            for (const auto& [index, value] : chosen) {
-                const auto keys = MenuKeys(host, in->global_data, index - 1);
-                if (size_t(value - 2) >= keys.size()) continue;
-                const AEGP_InstalledEffectKey key = keys[size_t(value - 2)];
-                HostServices* h = &host;
-                idle->queueTask([h, layer, key] { AddToStack(*h, layer, key); });
-            }
-            ReleaseIdleSuite(host, idle);
+    // The idle suite is fetched on every change, so that a host without one is told so
+    // whatever the menus hold.
+    IdleSuite* idle = host.acquireIdleSuite();
+    if (!idle) {
+        host.diagnostic(kIdleSuiteLoadError);
+        std::snprintf(out->return_msg, sizeof(out->return_msg), "%s", kIdleSuiteMissing);
+    } else {
+        const AEGP_EffectRefH self = host.effectFromInstance(0, in->effect_ref);
+        const AEGP_LayerH layer = host.effectLayer(self);
+        host.disposeEffect(self);
+        for (const auto& [index, value] : chosen) {
+            const auto keys = MenuKeys(host, in->global_data, index - 1);
+            if (size_t(value - 2) >= keys.size()) continue;
+            const AEGP_InstalledEffectKey key = keys[size_t(value - 2)];
+            HostServices* h = &host;
+            idle->queueTask([h, layer, key] { AddToStack(*h, layer, key); });
         }
+        ReleaseIdleSuite(host, idle);
     }
     // Every menu goes back to "None".
     for (int32_t index : {1, 2, 3})

@@ -230,10 +230,12 @@ bool AppendCopies(const InstancesSettings& s, const std::vector<const GeometrySt
             const Vec3i l = i < g.lattice.size() ? g.lattice[i] : Vec3i{};
             Vec3i nl = l;
             const auto j = int32_t(i - rk.vertexStart);
+            // The new axis takes the copy's number; the others keep the copied coordinates
+            // (along the first axis, the vertex's place when the mask gives it no lattice).
             if (!(mask & 1))
-                nl = {j, k, 0};
+                nl = {j, k, l.z};
             else if (!(mask & 2))
-                nl = {l.x, k, 0};
+                nl = {l.x, k, l.z};
             else if (!(mask & 4))
                 nl = {l.x, l.y, k};
             else

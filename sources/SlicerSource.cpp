@@ -160,8 +160,11 @@ PF_Err Contribute(PF_InData* in, PF_OutData*, ObjectMessage& m) {
         out.uvw.insert(out.uvw.end(), uvw.begin(), uvw.end());
         out.lattice.insert(out.lattice.end(), lattice.begin(), lattice.end());
         out.normals.insert(out.normals.end(), normals.begin(), normals.end());
+        // The mask word is 1 (the first axis alone), not the From object's: the beams' axis and
+        // the instances' stacking read it downstream.
         ObjectRange range = r;
         range.group = s.group;
+        range.kind = 1;
         range.vertexStart = out.vertexBase + appended;
         range.faceStart = out.faceBase;
         range.faceCount = 0;

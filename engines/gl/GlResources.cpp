@@ -553,6 +553,7 @@ void DrawToFramebuffer(uint32_t fbo, const int32_t viewport[4], const GlDrawable
     if (drawable.cullMode) {
         glEnable(GL_CULL_FACE);
         glCullFace(drawable.cullMode);
+        glFrontFace(drawable.clockwiseFront ? GL_CW : GL_CCW);
     }
     if (drawable.primitiveRestart) {
         glEnable(GL_PRIMITIVE_RESTART);
@@ -578,7 +579,7 @@ void DrawToFramebuffer(uint32_t fbo, const int32_t viewport[4], const GlDrawable
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
     glUseProgram(0);
     if (drawable.primitiveRestart) glDisable(GL_PRIMITIVE_RESTART);
-    if (drawable.cullMode) glDisable(GL_CULL_FACE);
+    if (drawable.cullMode) glDisable(GL_CULL_FACE), glFrontFace(GL_CCW);
     glDisable(GL_BLEND);
     glDisable(GL_DEPTH_TEST);
     glDepthMask(GL_TRUE);

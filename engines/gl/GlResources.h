@@ -87,6 +87,10 @@ struct GlDrawable {
     bool primitiveRestart = false;
     int32_t program = 0;    // a program id, or a family marker
     uint32_t cullMode = 0;  // 0: the engine's
+    // Billboards (discs, line strips, sprites) always face the camera: no cull mode applies.
+    bool facesCamera = false;
+    // Front faces wind clockwise in the target, as in a view whose y is flipped.
+    bool clockwiseFront = false;
     std::map<std::string, GlUniform> uniforms;
     std::map<std::string, GlAttribute> attributes;
     std::vector<uint32_t> ownedBuffers;

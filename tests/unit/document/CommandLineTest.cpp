@@ -47,6 +47,25 @@ TEST_F(CommandLine, ValidateSaysValidAndCounts) {
     EXPECT_EQ(r.out, doc + ": valid (1 comps, 1 layers, 1 effects)\n");
 }
 
+// A motion-blur switch set on is accepted and said to change nothing, at its path.
+TEST_F(CommandLine, ValidateSaysThatAMotionBlurSwitchDoesNothing) {
+    const std::string doc = Write("blur.json", R"({"tavrin": 1, "comps": [{"name": "C",
+      "motionBlur": true, "layers": [{"name": "Fx", "solid": {}, "motionBlur": true}]}]})");
+    const CliRun r = Tavrin("validate " + doc);
+    EXPECT_EQ(r.code, 0) << r.out;
+    const std::string said =
+        ": the motion-blur switch changes no pixel: Tavrin's motion blur follows the comp's "
+        "shutter (\"Render Motion Blur\") whatever the switches, and this host blurs no layer's "
+        "transform\n";
+    EXPECT_EQ(r.out, doc + ": valid (1 comps, 1 layers, 0 effects)\n" + "note: " + doc +
+                         ": $.comps[0].motionBlur" + said + "note: " + doc +
+                         ": $.comps[0].layers[0].motionBlur" + said);
+    // Off says nothing.
+    const std::string off = Write("off.json", R"({"tavrin": 1, "comps": [{"name": "C",
+      "motionBlur": false, "layers": [{"name": "Fx", "solid": {}, "motionBlur": false}]}]})");
+    EXPECT_EQ(Tavrin("validate " + off).out, off + ": valid (1 comps, 1 layers, 0 effects)\n");
+}
+
 TEST_F(CommandLine, AnErrorIsOneLineWithFilePathAndMessageAndExitCodeTwo) {
     const std::string doc =
         Write("bad.json", R"({"tavrin": 1, "comps": [{"layers": [{"solid": {}, "effects": [

@@ -33,8 +33,10 @@ std::string Point(const std::string& center, double z = 0) {
            center + R"(, "Center Z": )" + std::to_string(z) + R"(, "Opacity": 100}})";
 }
 
+// `perspective` sets "Points Perspective Aware": the unified path takes every size as a world
+// size, so the two paths agree on sizes only with it on.
 std::string Doc(int width, int height, const std::string& main, const std::string& sources,
-                const std::string& extraLayers = "") {
+                const std::string& extraLayers = "", bool perspective = false) {
     return R"({"tavrin": 1, "comps": [{"name": "C", "width": )" + std::to_string(width) +
            R"(, "height": )" + std::to_string(height) +
            R"(, "fps": 30, "duration": 2, "background": "#000000ff", "layers": [)" + extraLayers +
@@ -42,7 +44,8 @@ std::string Doc(int width, int height, const std::string& main, const std::strin
            "params": )" +
            main + "}, " + sources +
            R"(, {"effect": "Tavrin Points Renderer", "params": {"Points Size": 3,
-           "Points Perspective Aware": false}}]}]}]})";
+           "Points Perspective Aware": )" +
+           (perspective ? "true" : "false") + "}}]}]}]}";
 }
 
 // Columns of row `y` whose red exceeds `threshold` (white on black): first and last, or -1, -1.
@@ -60,9 +63,9 @@ TEST(UnifiedPath, AgreesWithTheSoftwarePathOnAnOpaqueScene) {
     const std::string cube = R"({"effect": "Tavrin Primitives Object", "params": {"X Points": 6,
         "Y Points": 4, "Z Points": 3, "Cube Width": 300, "Cube Height": 160, "Cube Depth": 200,
         "Generate Faces": "None", "Y Rotate": 25, "Opacity": 100}})";
-    const auto gl =
-        Render(Doc(160, 90, R"({"Unified Rendering": true, "Render Motion Blur": "Off"})", cube));
-    const auto sw = Render(Doc(160, 90, R"({"Render Motion Blur": "Off"})", cube));
+    const auto gl = Render(Doc(
+        160, 90, R"({"Unified Rendering": true, "Render Motion Blur": "Off"})", cube, "", true));
+    const auto sw = Render(Doc(160, 90, R"({"Render Motion Blur": "Off"})", cube, "", true));
     if (std::getenv("TAVRIN_DUMP")) {
         standalone::WriteImage("/tmp/gl/agree-gl.png", gl, 8);
         standalone::WriteImage("/tmp/gl/agree-sw.png", sw, 8);
@@ -217,7 +220,7 @@ standalone::FloatImage Overlaps(bool unified, const std::string& quality, int ti
         "#000000"}, "effects": [{"effect": "Tavrin", "params": )" +
         main + "}, " + grid("#ff0000", 0, 0) + ", " + grid("#0000ff", 60, 7) +
         R"(, {"effect": "Tavrin Points Renderer", "params": {"Points Size": 9,
-        "Points Perspective Aware": false}}]}]}]})";
+        "Points Perspective Aware": true}}]}]}]})";
     standalone::EmbeddedHost host;
     standalone::LoadDocumentText(doc, "doc.json", host);
     standalone::CompRenderer renderer(host);

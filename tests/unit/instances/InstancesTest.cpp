@@ -79,6 +79,30 @@ TEST(Instances, CopiesOfAFullCubeMergeItsFirstTwoSizes) {
     EXPECT_EQ(g.g().ranges[0].latticeSize[2], 2);
 }
 
+// A 4 x 1 x 3 cube leaves its second axis free: the copies take it, and every other lattice
+// coordinate is the copied one, the third included.
+TEST(Instances, CopiesChangeOnlyTheNewLatticeAxis) {
+    const std::string cube =
+        R"({"X Points": 4, "Y Points": 1, "Z Points": 3, "Generate Faces": "None"})";
+    test::Gathered source(Doc(cube, ""), 0);
+    ASSERT_EQ(source.err, 0);
+    ASSERT_EQ(source.g().ranges.size(), 1u);
+    ASSERT_EQ(source.g().ranges[0].kind, 5);
+    Gathered g(Doc(cube, R"(, "Num of Instances": 2)"));
+    const auto& from = source.g().lattice;
+    ASSERT_EQ(from.size(), 12u);
+    ASSERT_EQ(g.g().lattice.size(), 24u);
+    EXPECT_EQ(g.g().ranges[0].latticeSize[1], 2);
+    bool someZ = false;
+    for (size_t k = 0; k < 2; ++k)
+        for (size_t i = 0; i < 12; ++i) {
+            const Vec3i& l = g.g().lattice[k * 12 + i];
+            EXPECT_EQ(l, (Vec3i{from[i].x, int32_t(k), from[i].z})) << k << " " << i;
+            someZ = someZ || from[i].z != 0;
+        }
+    EXPECT_TRUE(someZ);
+}
+
 TEST(Instances, ImportedFacesAreRaisedPerCopy) {
     Gathered g(Doc(R"({"X Points": 3, "Y Points": 3, "Z Points": 1, "Generate Faces": "XY"})",
                    R"(, "Num of Instances": 2)"));

@@ -108,6 +108,20 @@ TEST(Slicer, FlippingOrShorteningTheSegmentMisses) {
     }
 }
 
+// The plane's range carries mask 3 (points along x and y); the slicer's own range says 1, its
+// lattice sizes kept.
+TEST(Slicer, EachRangesMaskWordIsOne) {
+    test::Gathered l(Doc(kBoth + "}"), 2);
+    ASSERT_EQ(l.err, 0);
+    ASSERT_EQ(l.g().ranges.size(), 1u);
+    const ObjectRange& r = l.g().ranges[0];
+    EXPECT_EQ(r.kind, 1);
+    EXPECT_EQ(r.vertexCount, 25u);
+    EXPECT_EQ(r.latticeSize[0], 5);
+    EXPECT_EQ(r.latticeSize[1], 5);
+    EXPECT_EQ(r.reserved, 0);
+}
+
 TEST(Slicer, OneLayerAloneMakesNothing) {
     EXPECT_TRUE(Sliced(Doc(R"({"From Mesh Layer": "Plane"})")).empty());
     EXPECT_TRUE(Sliced(Doc("{}")).empty());

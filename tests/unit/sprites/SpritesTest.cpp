@@ -216,6 +216,75 @@ TEST_F(GlSpriteFixture, AnEmptyTimeListDoesNotMarkTheEngine) {
     EXPECT_TRUE(engine.holdsSprites());
 }
 
+TEST_F(GlSpriteFixture, ATimeListMarksTheEngineEvenWhenNoFrameComesOut) {
+    ASSERT_NE(globals, nullptr);
+    PF_EffectWorld out;
+    TVGLEngine engine(&host, &out, 8, globals);
+    engine.allocateTargets(true, 16, 16);
+    // A light has no pixels to check out.
+    const AEGP_LayerH lamp = host.compByName("Main")->layers[4]->uid;
+    ASSERT_EQ(host.layerName(lamp), "Lamp");
+    engine.prepareSprites(lamp, {A_Time{0, 30000}});
+    EXPECT_TRUE(engine.holdsSprites());
+}
+
+// A GL engine seeing x and y from -100 to 100 across a 32 x 32 float target, its passes set.
+struct GlSpriteFrame {
+    std::vector<float> pixels = std::vector<float>(32 * 32 * 4, 0.0f);
+    PF_EffectWorld out;
+    TVGLEngine engine;
+    GlSpriteFrame(standalone::EmbeddedHost& host, const gl::GlGlobals* globals)
+        : out(MakeWorld(pixels)), engine(&host, &out, 32, globals) {}
+    static PF_EffectWorld MakeWorld(std::vector<float>& pixels) {
+        PF_EffectWorld w;
+        w.width = w.height = 32, w.rowbytes = 32 * 16, w.format = PF_PixelFormat_ARGB128;
+        w.data = reinterpret_cast<uint8_t*>(pixels.data());
+        return w;
+    }
+    void begin() {
+        CameraSnapshot cam;
+        cam.width = cam.height = 32;
+        cam.compWidth = cam.compHeight = 32;
+        cam.aspect = 1, cam.fieldOfView = 90, cam.imagePlaneWidth = 32;
+        cam.normalizeX = cam.normalizeY = cam.normalizeZ = 32;
+        cam.nearPlane = 1.0f / 32, cam.farPlane = 1000.0f / 32;
+        cam.coordinateSystem = kRightHanded;
+        cam.cameraMatrix.m[14] = -100;
+        ComputeCameraMatrices(cam);
+        engine.allocateTargets(true, 32, 32);
+        engine.zNear = cam.nearPlane, engine.zFar = cam.farPlane;
+        engine.nearFade = cam.nearPlane, engine.farFade = cam.farPlane;
+        engine.prepareSamples(cam, 16, 1);
+        engine.setPassRange(cam, 16, 1, 0, 16);
+        engine.clearDrawables();
+    }
+    void finish() {
+        engine.renderPasses();
+        engine.compositeFrame();
+        engine.readBack(out);
+    }
+    float alphaAt(int x, int y) const { return pixels[(size_t(y) * 32 + size_t(x)) * 4]; }
+};
+
+// The sprite comp is square and white in its top half. A sprite of half sizes 60 x 30 units
+// (9.6 x 4.8 pixels) is white from row 11.2 to the centre row 16; one as tall as wide would be
+// white from row 6.4.
+TEST_F(GlSpriteFixture, TheRecordsHeightIsTheSpritesHalfHeight) {
+    ASSERT_NE(globals, nullptr);
+    GlSpriteFrame f(host, globals);
+    f.begin();
+    ASSERT_EQ(f.engine.prepareSprites(spriteLayer(), {A_Time{0, 30000}}), PF_Err_NONE);
+    DrawSprite s;
+    s.width = 60, s.height = 30;
+    s.color[0] = s.color[1] = s.color[2] = s.color[3] = 1;
+    std::vector<DrawSprite> sprites{s};
+    ASSERT_EQ(f.engine.drawSprites(sprites), PF_Err_NONE);
+    f.finish();
+    EXPECT_GT(f.alphaAt(16, 13), 0.9f);
+    EXPECT_LT(f.alphaAt(16, 8), 0.05f);
+    EXPECT_GT(f.alphaAt(22, 13), 0.9f);  // and it keeps its width
+}
+
 TEST_F(GlSpriteFixture, ASecondDrawWithoutPreparingDrawsNothing) {
     ASSERT_NE(globals, nullptr);
     std::vector<float> pixels(32 * 32 * 4, 0.0f);

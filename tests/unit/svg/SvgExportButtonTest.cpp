@@ -62,6 +62,15 @@ TEST(SvgExportDialog, AnswersAreOnePathOrThreeLines) {
     EXPECT_FALSE(ParseSvgExportAnswer("/tmp/a.svg\n0\n0"));
 }
 
+// "Save As" adds the extension to the file it chose; a path typed into the box is answered as
+// it stands.
+TEST(SvgExportDialog, OnlySaveAsAddsTheExtension) {
+    const std::string s = SvgExportScript();
+    EXPECT_NE(s.find("var p = withExt(f.fsName);"), std::string::npos);
+    EXPECT_EQ(Count(s, "withExt("), 2u);  // its definition and the Save As choice
+    EXPECT_NE(s.find("var path = box.text;"), std::string::npos);
+}
+
 TEST(SvgExportDialog, APathWithoutTheExtensionGetsIt) {
     EXPECT_EQ(WithSvgExtension("a.svg"), "a.svg");
     EXPECT_EQ(WithSvgExtension("a"), "a.svg");

@@ -106,6 +106,18 @@ TEST(Toolkit, WithoutTheIdleSuiteItSaysSoAndTheMenuStillReturns) {
     EXPECT_EQ(s.kit->params[3].value.u.popup, 1);
 }
 
+// The suite is fetched on every change: a menu set back to "None" still says it is missing.
+TEST(Toolkit, WithoutTheIdleSuiteEveryChangeSaysSo) {
+    Stack s(false);
+    PF_OutData out;
+    PF_UserChangedParamExtra extra;
+    extra.param_index = 1;
+    ASSERT_EQ(s.host.callEffect(*s.kit, PF_Cmd_USER_CHANGED_PARAM, A_Time{0, 30}, &extra, &out),
+              PF_Err_NONE);
+    EXPECT_STREQ(out.return_msg, "No Tavr Idle Suite Found! Cannot Add to Stack.");
+    EXPECT_EQ(s.names().size(), 4u);
+}
+
 TEST(Toolkit, AFailedReleaseOfTheIdleSuiteIsSaidAndTheChoiceStands) {
     Stack s;
     s.host.setIdleReleaseFails(true);
