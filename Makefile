@@ -35,7 +35,7 @@ fuzz:
 	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 	  -DTAVRIN_FUZZ=ON
 	cmake --build $(FUZZ_BUILD) -j $(JOBS) --target tavrin fuzz_document fuzz_obj fuzz_records \
-	  fuzz_sequence
+	  fuzz_sequence fuzz_cli
 	bash scripts/fuzz.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
 
 # BENCH_ARGS goes to the benchmark, e.g. BENCH_ARGS="--benchmark_filter=Network --benchmark_repetitions=3"

@@ -1,5 +1,8 @@
 #include "fuzz/FuzzTargets.h"
 
+#include <algorithm>
+#include <cmath>
+#include <optional>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -9,6 +12,10 @@
 #include <string>
 #include <vector>
 
+#include "cli/farm/CommandLineText.h"
+#include "cli/farm/FramePlan.h"
+#include "cli/farm/FrameSelection.h"
+#include "cli/farm/Shard.h"
 #include "host/SequenceRecord.h"
 #include "params/DistanceCurve.h"
 #include "params/Gradient.h"
@@ -17,6 +24,7 @@
 #include "standalone/DocumentText.h"
 #include "standalone/DocumentWriter.h"
 #include "standalone/EmbeddedHost.h"
+#include "standalone/ImageOutput.h"
 #include "standalone/WorkEstimate.h"
 
 namespace tv::fuzz {
@@ -25,6 +33,88 @@ void Require(bool holds, const char* what) {
     if (holds) return;
     std::fprintf(stderr, "fuzz property broken: %s\n", what);
     std::abort();
+}
+
+void FuzzCommandLine(const uint8_t* data, size_t size) {
+    std::vector<std::optional<std::string>> fields(13);
+    size_t at = 0;
+    for (size_t i = 0; i < fields.size() && at <= size; ++i) {
+        const auto* begin = reinterpret_cast<const char*>(data) + at;
+        const auto* nul = static_cast<const char*>(std::memchr(begin, 0, size - at));
+        const size_t length = nul ? size_t(nul - begin) : size - at;
+        fields[i] = std::string(begin, length);
+        at += length + 1;
+    }
+    const auto field = [&](size_t i) { return fields[i].value_or(""); };
+    // Paths and names: the control-character check never throws and finds what it says.
+    for (size_t i : {size_t(0), size_t(4)}) {
+        const std::string text = field(i);
+        const std::string problem = cli::ControlCharacterProblem(text);
+        const bool control = std::any_of(text.begin(), text.end(), [](char c) {
+            return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
+        });
+        Require(!control || !problem.empty(), "a control character is found");
+    }
+    // The memory limit: a size or -1, never a negative or infinite size.
+    const double bytes = standalone::ParseBytes(field(3));
+    Require(bytes == -1 || (bytes > 0 && std::isfinite(bytes)), "a size is positive and finite");
+    // The shard, from the option or from the farm's variables.
+    std::optional<cli::Shard> shard;
+    cli::ShardMode mode = cli::ShardMode::Interleaved;
+    try {
+        if (fields[2]) mode = cli::ParseShardMode(field(2));
+        if (fields[1] && !field(1).empty()) {
+            shard = cli::ParseShard(field(1));
+        } else {
+            cli::Environment env;
+            const char* names[] = {"SLURM_ARRAY_TASK_ID",    "SLURM_ARRAY_TASK_MIN",
+                                   "SLURM_ARRAY_TASK_MAX",   "SLURM_ARRAY_TASK_STEP",
+                                   "SLURM_ARRAY_TASK_COUNT", "JOB_COMPLETION_INDEX"};
+            for (size_t i = 0; i < 6; ++i)
+                if (fields[6 + i]) env[names[i]] = field(6 + i);
+            std::optional<int64_t> count;
+            if (fields[12]) {
+                char* end = nullptr;
+                count = std::strtoll(field(12).c_str(), &end, 10);
+            }
+            if (!env.empty()) shard = cli::ShardFromEnvironment(env, count);
+        }
+    } catch (const cli::ShardError&) {
+        return;
+    }
+    if (shard)
+        Require(shard->count >= 1 && shard->count <= cli::kMaxShards && shard->index >= 0 &&
+                    shard->index < shard->count,
+                "an accepted shard is I/N with 0 <= I < N <= the most shards");
+    // The frames: a count of frames in the comp from the input, up to a day at 10,000 fps.
+    int64_t frameCount = 1;
+    for (char c : field(5).substr(0, 12))
+        if (c >= '0' && c <= '9') frameCount = frameCount * 10 + (c - '0');
+    frameCount = std::clamp<int64_t>(frameCount, 1, int64_t(86400) * 10000);
+    cli::FramePlan plan;
+    try {
+        plan = cli::PlanFrames(field(0), frameCount, shard, mode);
+    } catch (const cli::FrameSelectionError&) {
+        return;
+    }
+    Require(!plan.selected.empty(), "an accepted plan selects frames");
+    Require(int64_t(plan.selected.size()) <= cli::kMaxFramesPerRun,
+            "a plan holds at most the frames of one run");
+    for (size_t i = 0; i < plan.selected.size(); ++i) {
+        Require(plan.selected[i] >= 0 && plan.selected[i] < frameCount, "frames lie in the comp");
+        Require(i == 0 || plan.selected[i - 1] < plan.selected[i], "frames ascend, each once");
+    }
+    Require(plan.mine.size() <= plan.selected.size(), "a shard is a part of the selection");
+    for (int64_t f : plan.mine)
+        Require(std::binary_search(plan.selected.begin(), plan.selected.end(), f),
+                "a shard's frame is a selected frame");
+    // Frame names: every frame of a numbered pattern gets a name of its own.
+    if (plan.selected.size() > 1 && field(4).find('#') != std::string::npos &&
+        field(4).size() < 4096) {
+        const std::string a = standalone::FramePath(field(4), plan.selected[0], true);
+        const std::string b = standalone::FramePath(field(4), plan.selected[1], true);
+        Require(a != b, "two frames get two names");
+    }
 }
 
 void FuzzDocument(const uint8_t* data, size_t size) {

@@ -25,6 +25,14 @@ void FuzzRecords(const uint8_t* data, size_t size);
 // embedded host and flattened.
 void FuzzSequence(const uint8_t* data, size_t size);
 
+// A run's options and farm environment, as fields separated by NUL bytes: --frames, --shard,
+// --shard-mode, --memory-limit, -o, the frame count, SLURM_ARRAY_TASK_ID, _MIN, _MAX, _STEP,
+// _COUNT, JOB_COMPLETION_INDEX and --shard-count (a field left out is not given). They go
+// through what `tavrin render` does with them before drawing; refusals must be the documented
+// errors, and an accepted plan must hold frames inside the comp, in order, each once, this run's
+// shard a part of them, never more than one run renders.
+void FuzzCommandLine(const uint8_t* data, size_t size);
+
 // Stops the process with a message when `holds` is false: a finding for the fuzzer.
 void Require(bool holds, const char* what);
 

@@ -3,7 +3,7 @@
 # all at the same time (one process each).
 #
 #   bash scripts/fuzz.sh [BUILD] [SECONDS] [TARGETS]    (defaults: build-fuzz 60 "document obj
-#                                                         records sequence")
+#                                                         records sequence cli")
 #
 # Each target starts from its seeds (fuzz/seeds/<target>; the examples and the hostile corpus
 # for documents and OBJ files) and the findings kept in fuzz/regressions/<target>, and grows its
@@ -17,7 +17,7 @@ set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=$(realpath "${1:-$root/build-fuzz}")
 seconds=${2:-60}
-targets=${3:-"document obj records sequence"}
+targets=${3:-"document obj records sequence cli"}
 mkdir -p "$build/findings" "$build/logs"
 
 # Every quoted string of the effects listing that is plain ASCII, as a libFuzzer dictionary.

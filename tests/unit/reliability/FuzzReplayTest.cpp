@@ -65,6 +65,11 @@ TEST(FuzzReplay, RecordSeedsAndFindings) {
     Replay(FuzzRecords, Inputs({"fuzz/regressions/records"}));
 }
 
+TEST(FuzzReplay, CommandLineSeedsAndFindings) {
+    EXPECT_GE(Replay(FuzzCommandLine, Inputs({"fuzz/seeds/cli"})), 8u);
+    Replay(FuzzCommandLine, Inputs({"fuzz/regressions/cli"}));
+}
+
 TEST(FuzzReplay, SequenceSeedsAndFindings) {
     EXPECT_EQ(Replay(FuzzSequence, Inputs({"fuzz/seeds/sequence"})), 3u);
     Replay(FuzzSequence, Inputs({"fuzz/regressions/sequence"}));
