@@ -1,5 +1,6 @@
 #include "standalone/SvgExport.h"
 
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <cmath>
@@ -86,6 +87,20 @@ SvgExportReport ExportSvgFile(EmbeddedHost& host, const Comp& comp, const SvgExp
         throw std::runtime_error("--frame " + std::to_string(o.frame) +
                                  " is outside the comp, which has frames 0-" +
                                  std::to_string(frameCount - 1));
+    if (o.sequence) {
+        // Each frame of a sequence is drawn and held as shapes until the file is written: a day
+        // at 1000 frames a second is refused here, before the first frame.
+        const int32_t fps = o.fps > 0 ? o.fps : std::max<int32_t>(1, int32_t(std::lround(compFps)));
+        const double seconds = o.workArea && comp.workEnd > 0
+                                   ? std::max(0.0, comp.workEnd - comp.workStart)
+                                   : comp.duration;
+        const double frames = std::ceil(seconds * fps);
+        if (frames > double(kMaxSvgSequenceFrames))
+            throw std::runtime_error(fmt::format(
+                "--sequence: {:.0f} s at {} frames per second make {:.0f} frames; one SVG file "
+                "holds at most {}: lower --fps or export the work area (--range work)",
+                seconds, fps, frames, kMaxSvgSequenceFrames));
+    }
     // An export killed mid-way (Ctrl-C) left its temporary folder: removed first.
     RemoveStaleTemporaries(path);
     // The effect writes the file whole through its dialog: the temporary's name ends in "svg",

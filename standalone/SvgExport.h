@@ -30,6 +30,9 @@ struct SvgExportReport {
 bool CompCarriesExport(EmbeddedHost& host, const Comp& comp);
 std::vector<std::string> CompsCarryingExport(EmbeddedHost& host);
 
+// The most frames one animated SVG holds.
+inline constexpr int64_t kMaxSvgSequenceFrames = 100000;
+
 // Presses the button with the answer ready and writes `path` whole (under a temporary name in
 // its folder, then renamed). Throws std::runtime_error naming what is wrong: no layer carries
 // the effect, a frame outside the comp, a file the effect could not write.

@@ -136,7 +136,8 @@ struct Estimator {
             const char* k = fx->matchName == "KDL TAVRREN Lines" ? "Max No. of Vertices to Search"
                             : fx->matchName == "KDL TAVRREN Triangles"
                                 ? "Max No. of Triangles Per Vertex"
-                                : nullptr;
+                            : fx->matchName == "KDL TAVRUS" ? "Max No. of Points to Search"
+                                                            : nullptr;
             if (!k || n <= 0) continue;
             const double pairs = n * std::max(1.0, Largest(host, e, k));
             add(layer, e,
@@ -204,15 +205,44 @@ PrecompCount PrecompRenders(const EmbeddedHost& host, const Comp& comp, int dept
     PrecompCount out;
     if (depth > 64) return out;
     double deepest = 0;
+    // What each layer draws from other comps: a precomp layer its comp once; a points renderer
+    // whose sprite is a precomp layer that comp once per sampled time.
+    struct Use {
+        const Comp* inner;
+        double times;
+        std::string via;
+    };
+    std::vector<Use> uses;
     for (const auto& l : comp.layers) {
-        if (l->kind != LayerKind::Precomp) continue;
-        const Comp* inner = host.compByUid(l->sourceComp);
-        if (!inner) continue;
+        if (l->kind == LayerKind::Precomp)
+            if (const Comp* inner = host.compByUid(l->sourceComp)) uses.push_back({inner, 1, ""});
+        for (const auto& ep : l->effects) {
+            const InstalledEffect* fx = ep->active ? host.installedEffect(ep->key) : nullptr;
+            if (!fx || (fx->matchName != "KDL TAVRREN Points" && fx->matchName != "KDL TAVRUS"))
+                continue;
+            const int32_t spriteId = LayerParam(host, *ep, "Textured Sprite");
+            for (const auto& sprite : comp.layers) {
+                if (int32_t(sprite->id) != spriteId || sprite->kind != LayerKind::Precomp) continue;
+                const Comp* inner = host.compByUid(sprite->sourceComp);
+                // "Current Time" samples one time; the random choices up to "Max No. of Samples".
+                const bool sampled = fx->matchName == "KDL TAVRREN Points" &&
+                                     Largest(host, *ep, "Time Sampling") > 1;
+                const double times =
+                    sampled ? std::max(1.0, Largest(host, *ep, "Max No. of Samples")) : 1;
+                if (inner)
+                    uses.push_back(
+                        {inner, times,
+                         fmt::format("sprites of \"{}\" ({} times) in ", sprite->name, times)});
+            }
+        }
+    }
+    for (const Use& use : uses) {
+        const Comp* inner = use.inner;
         const PrecompCount sub = PrecompRenders(host, *inner, depth + 1, memo);
-        out.renders += sub.renders;
-        const std::string name = "\"" + inner->name + "\"";
-        if (sub.renders > deepest) {
-            deepest = sub.renders;
+        out.renders += use.times * sub.renders;
+        const std::string name = use.via + "\"" + inner->name + "\"";
+        if (use.times * sub.renders > deepest) {
+            deepest = use.times * sub.renders;
             out.chain = name + (sub.chain.empty() ? "" : " > " + sub.chain);
         }
         if (sub.levels + 1 > out.levels) {
@@ -270,7 +300,7 @@ void CheckWorkBudget(const EmbeddedHost& host, const Comp& comp, double limitByt
     if (w.precompRenders > kMaxPrecompRenders)
         throw WorkLimitError(fmt::format(
             "comp \"{}\": its precomps expand to {} comp renders per frame (through {}); at "
-            "most {} are rendered: nest fewer precomp layers",
+            "most {} are rendered: nest fewer precomp layers or sample fewer sprite times",
             comp.name, w.precompRenders, w.precompWhere, kMaxPrecompRenders));
     if (w.precompDepth > kMaxPrecompDepth)
         throw WorkLimitError(fmt::format(

@@ -169,6 +169,18 @@ TEST_F(HostileCommandLine, ControlCharactersInCommandLinePathsAreRefusedBeforeAn
     EXPECT_EQ(entries, 2u);  // the victim and the document
 }
 
+TEST_F(HostileCommandLine, ASequenceOfMillionsOfSvgFramesIsRefusedBeforeTheFirst) {
+    const std::string doc = Write("long.json", R"({"tavrin": 1, "comps": [{"name": "C",
+      "width": 32, "height": 16, "fps": 30, "duration": 36000, "layers": [{"name": "L",
+      "solid": {}, "effects": [{"effect": "Tavrin"}, {"effect": "Tavrin Primitives Object"}]}]}]})");
+    const CliRun r =
+        Tavrin("export-svg " + doc + " --sequence --fps 1000 -o " + (dir_ / "a.svg").string());
+    EXPECT_EQ(r.code, 2) << r.out;
+    EXPECT_NE(r.out.find("36000000 frames; one SVG file holds at most 100000"), std::string::npos)
+        << r.out;
+    EXPECT_FALSE(fs::exists(dir_ / "a.svg"));
+}
+
 TEST_F(HostileCommandLine, UsageErrorsExitTwoWithOneLineNamingTheOption) {
     const CliRun unknown = Tavrin("render --no-such-option");
     EXPECT_EQ(unknown.code, 2) << unknown.out;
