@@ -80,6 +80,9 @@ std::vector<std::string> RenderNoteLines(const standalone::EmbeddedHost& host) {
     });
     each("facets-skipped",
          [&](const std::string& t) { lines.push_back(fmt::format("warning: {}", t)); });
+    each("obj-problem", [&](const std::string& t) {
+        lines.push_back(fmt::format("warning: the OBJ file did not read cleanly: {}", t));
+    });
     return lines;
 }
 
@@ -295,18 +298,17 @@ int RunRenderCommand(const RenderOptions& options) {
                 "not drawn (render again with --skip-existing to finish)",
                 signal == SIGINT ? "SIGINT" : "SIGTERM", interrupted, interrupted == 1 ? "" : "s"));
         const size_t skipped = records.size() - todo.size();
-        Print(
-            human, "rendered {} of {} frames{} of \"{}\" ({}x{}{}, {} {}) in {:.2f} s{}\n",
-            done.load(), records.size(),
-            skipped ? fmt::format(" ({} finished before)", skipped) : std::string(), comp.name,
-            frameWidth, frameHeight,
-            int64_t(scale.num) == int64_t(scale.den)
-                ? std::string()
-                : fmt::format(" at {}/{}", scale.num, scale.den),
-            format.name, standalone::DescribeDepth(format), secs,
-            records.empty()
-                ? std::string()
-                : " to " + standalone::FramePath(pattern, records.front().frame, numbered));
+        Print(human, "rendered {} of {} frames{} of \"{}\" ({}x{}{}, {} {}) in {:.2f} s{}\n",
+              done.load(), records.size(),
+              skipped ? fmt::format(" ({} finished before)", skipped) : std::string(), comp.name,
+              frameWidth, frameHeight,
+              int64_t(scale.num) == int64_t(scale.den)
+                  ? std::string()
+                  : fmt::format(" at {}/{}", scale.num, scale.den),
+              format.name, standalone::DescribeDepth(format), secs,
+              records.empty()
+                  ? std::string()
+                  : " to " + standalone::FramePath(pattern, records.front().frame, numbered));
         const int code = signal ? InterruptedExitCode(signal) : failed ? 1 : 0;
         if (options.json) {
             const double secondsPerFrame = double(comp.fpsDen) / double(std::max(comp.fpsNum, 1));

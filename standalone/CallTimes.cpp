@@ -26,4 +26,8 @@ bool CurrentCallTime(uint64_t instance, A_Time& time) {
     return true;
 }
 
+uint64_t InnermostCallInstance() {
+    return tCallTimes.empty() ? 0 : tCallTimes.back().first;
+}
+
 }  // namespace tv::standalone

@@ -19,4 +19,7 @@ struct CallTimeScope {
 // The time of the innermost call of the instance running on this thread; false when none is.
 bool CurrentCallTime(uint64_t instance, A_Time& time);
 
+// The instance of the innermost call running on this thread, 0 when none is.
+uint64_t InnermostCallInstance();
+
 }  // namespace tv::standalone

@@ -207,6 +207,9 @@ class EmbeddedHost : public HostServices {
     PF_Err iterate(int32_t, const std::function<PF_Err(int32_t)>&) override;
     void diagnostic(const std::string&) override;
     void reportInfo(const std::string&) override;
+    // A note naming the layer, the effect and the file when `line` comes from the OBJ source's
+    // reader (the innermost effect call on this thread); empty otherwise.
+    std::string ObjProblemNote(const std::string& line) const;
     void renderNote(const std::string& key, const std::string& text) override;
 
   private:

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "standalone/CallTimes.h"
 #include "standalone/TerminalText.h"
 #include "standalone/EmbeddedHost.h"
 
@@ -62,9 +63,36 @@ PF_Err EmbeddedHost::iterate(int32_t count, const std::function<PF_Err(int32_t)>
 }
 
 void EmbeddedHost::diagnostic(const std::string& line) {
+    // The OBJ reader's lines are problems with a file the user gave: noted with the layer and
+    // the file, so that a render says so even without -v.
+    const std::string problem = ObjProblemNote(line);
     std::lock_guard lock(messagesMutex_);
     if (echoDiagnostics_) std::printf("%s\n", EscapeControlCharacters(line).c_str());
     diagnostics_.push_back(line);
+    if (!problem.empty()) renderNotes_["obj-problem"].insert(problem);
+}
+
+std::string EmbeddedHost::ObjProblemNote(const std::string& line) const {
+    const uint64_t uid = InnermostCallInstance();
+    const EffectInstance* instance = uid ? instanceByUid(uid) : nullptr;
+    const InstalledEffect* effect = instance ? installedEffect(instance->key) : nullptr;
+    if (!effect || effect->matchName != "KDL TAVRSRC OBJ") return {};
+    const Layer* layer = layerOfInstance(uid);
+    // The OBJ footage layer its "OBJ Layer" parameter names, for the file.
+    std::string files;
+    for (const ParamSpec& spec : effect->params) {
+        if (spec.type != PF_Param_LAYER || size_t(spec.index) >= instance->params.size()) continue;
+        const int32_t id = instance->params[size_t(spec.index)].value.u.layerId;
+        for (const auto& comp : state_.project.comps)
+            for (const auto& l : comp->layers)
+                if (int32_t(l->id) == id && !l->objFiles.empty())
+                    files = l->objFiles.size() == 1
+                                ? l->objFiles.front()
+                                : l->objFiles.front() + " ... (" +
+                                      std::to_string(l->objFiles.size()) + " files)";
+    }
+    return "layer \"" + (layer ? layer->name : std::string("?")) + "\", \"" + effect->displayName +
+           "\"" + (files.empty() ? "" : " reading " + files) + ": " + line;
 }
 
 void EmbeddedHost::reportInfo(const std::string& message) {

@@ -181,6 +181,22 @@ TEST_F(HostileCommandLine, ASequenceOfMillionsOfSvgFramesIsRefusedBeforeTheFirst
     EXPECT_FALSE(fs::exists(dir_ / "a.svg"));
 }
 
+TEST_F(HostileCommandLine, ABrokenObjFileIsAWarningNamingTheLayerAndTheFile) {
+    fs::copy_file(std::string(TAVRIN_TEST_DATA) + "/hostile/obj-face-out-of-range.obj",
+                  dir_ / "broken.obj");
+    const std::string doc = Write("obj.json", R"({"tavrin": 1, "comps": [{"name": "C",
+      "width": 32, "height": 16, "layers": [{"name": "File", "obj": {"file": "broken.obj"},
+      "enabled": false}, {"name": "Mesh", "solid": {}, "effects": [{"effect": "Tavrin"},
+      {"effect": "Tavrin OBJ Object", "params": {"OBJ Layer": "File"}}]}]}]})");
+    const CliRun r = Tavrin("render " + doc + " -o " + (dir_ / "f.png").string());
+    EXPECT_EQ(r.code, 0) << r.out;
+    EXPECT_NE(r.out.find("warning: the OBJ file did not read cleanly: layer \"Mesh\", \"Tavrin "
+                         "OBJ Object\" reading " +
+                         (dir_ / "broken.obj").string() + ":"),
+              std::string::npos)
+        << r.out;
+}
+
 TEST_F(HostileCommandLine, UsageErrorsExitTwoWithOneLineNamingTheOption) {
     const CliRun unknown = Tavrin("render --no-such-option");
     EXPECT_EQ(unknown.code, 2) << unknown.out;
