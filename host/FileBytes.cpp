@@ -34,16 +34,6 @@ bool ReadAll(int fd, size_t most, std::string& buffer, bool& tooLong) {
     }
 }
 
-// What a path that is not a regular file is, for messages.
-const char* KindOf(mode_t mode) {
-    if (S_ISDIR(mode)) return "a folder";
-    if (S_ISFIFO(mode)) return "a named pipe (FIFO)";
-    if (S_ISCHR(mode)) return "a character device";
-    if (S_ISBLK(mode)) return "a block device";
-    if (S_ISSOCK(mode)) return "a socket";
-    return "not a regular file";
-}
-
 }  // namespace
 
 FileBytes::~FileBytes() {
@@ -69,7 +59,7 @@ bool LoadFileBytes(const std::string& path, FileBytes& out, bool allowMapping) {
     }
     // Only regular files are read: a device or a pipe may never end.
     if (!S_ISREG(st.st_mode)) {
-        out.error = path + ": is " + KindOf(st.st_mode) + ", not a file";
+        out.error = path + ": is " + FileKindName(st.st_mode) + ", not a file";
         ::close(fd);
         return false;
     }
@@ -97,6 +87,16 @@ bool LoadFileBytes(const std::string& path, FileBytes& out, bool allowMapping) {
     ::close(fd);
     out.bytes = out.buffer;
     return ok;
+}
+
+const char* FileKindName(unsigned mode) {
+    if (S_ISDIR(mode)) return "a folder";
+    if (S_ISFIFO(mode)) return "a named pipe (FIFO)";
+    if (S_ISCHR(mode)) return "a character device";
+    if (S_ISBLK(mode)) return "a block device";
+    if (S_ISSOCK(mode)) return "a socket";
+    if (S_ISLNK(mode)) return "a symbolic link";
+    return "a regular file";
 }
 
 void ReleaseFileBytes(const FileBytes& file, const char* from, const char* to) {

@@ -27,6 +27,10 @@ struct FileBytes {
 // False, with `out.error` saying why, when the file cannot be opened or read.
 bool LoadFileBytes(const std::string& path, FileBytes& out, bool allowMapping = true);
 
+// What a file of this st_mode is, for messages: "a folder", "a named pipe (FIFO)", "a character
+// device", ..., "a regular file".
+const char* FileKindName(unsigned mode);
+
 // Lets the system take back the memory of the mapped pages that lie wholly in [from, to): they
 // stop counting towards this process, and reading them again fetches them from the file (or
 // the system's cache of it). Nothing happens to bytes that were read into a buffer.

@@ -3,6 +3,8 @@
 // opens a project.
 #include "standalone/Document.h"
 
+#include "host/FileBytes.h"
+
 #include <fmt/format.h>
 
 #include <climits>
@@ -144,11 +146,22 @@ void LoadDocumentText(const std::string& text, const std::string& file, Embedded
 }
 
 void LoadDocumentFile(const std::string& file, EmbeddedHost& host) {
-    std::ifstream in(file, std::ios::binary);
-    if (!in) throw DocumentError(file, "", "cannot open the document (does the file exist?)");
-    std::stringstream text;
-    text << in.rdbuf();
-    LoadDocumentText(text.str(), file, host);
+    // Read as any input file is: a folder, a pipe or a device is named as such, never read; the
+    // size is checked before a byte is read.
+    std::error_code ec;
+    const auto size = std::filesystem::file_size(file, ec);
+    if (!ec && size > kMaxDocumentBytes)
+        throw DocumentError(file, "",
+                            "the document is " + std::to_string(size) +
+                                " bytes; documents of at most " +
+                                std::to_string(kMaxDocumentBytes) + " bytes are read");
+    FileBytes bytes;
+    if (!LoadFileBytes(file, bytes, false)) {
+        std::string why = bytes.error;
+        if (why.rfind(file + ": ", 0) == 0) why.erase(0, file.size() + 2);
+        throw DocumentError(file, "", "cannot read the document: " + why);
+    }
+    LoadDocumentText(std::string(bytes.bytes), file, host);
 }
 
 }  // namespace tv::standalone

@@ -29,6 +29,10 @@ class DocumentError : public std::runtime_error {
     std::string file_, path_, message_;
 };
 
+// The largest document file read (a document is a description, not data: 256 MB is far past
+// any real one).
+inline constexpr size_t kMaxDocumentBytes = size_t(256) << 20;
+
 // Loads a document file into the host (which should hold no project yet). Throws DocumentError.
 void LoadDocumentFile(const std::string& file, EmbeddedHost& host);
 // Loads a document from text; `file` names it in errors and anchors relative paths.

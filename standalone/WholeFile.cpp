@@ -15,6 +15,8 @@
 #include <map>
 #include <stdexcept>
 
+#include "host/FileBytes.h"
+
 namespace tv::standalone {
 
 namespace fs = std::filesystem;
@@ -115,6 +117,13 @@ void WriteWholeFile(const std::string& path,
             throw std::runtime_error("cannot create the folder " + folder.string() + ": " +
                                      ec.message());
     }
+    // Only a regular file (or a link, which is replaced) is ever replaced: a device, a pipe, a
+    // socket or a folder standing at the target is refused, never swapped for a file.
+    struct stat standing {};
+    if (::lstat(target.c_str(), &standing) == 0 && !S_ISREG(standing.st_mode) &&
+        !S_ISLNK(standing.st_mode))
+        throw std::runtime_error(renameError + path + ": it is " + FileKindName(standing.st_mode) +
+                                 ", not a file; name a file to write");
     static std::atomic<int> counter{0};
     // mkdir fails on any name already standing, a link included, so the folder is ours alone.
     fs::path privateFolder;

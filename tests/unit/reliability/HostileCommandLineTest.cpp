@@ -2,6 +2,7 @@
 // characters in names and paths, numbers at their extremes. Each must end with a clear message,
 // bounded work, and nothing written where it should not be.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -195,6 +196,27 @@ TEST_F(HostileCommandLine, ABrokenObjFileIsAWarningNamingTheLayerAndTheFile) {
                          (dir_ / "broken.obj").string() + ":"),
               std::string::npos)
         << r.out;
+}
+
+TEST_F(HostileCommandLine, FoldersPipesAndDevicesAreNamedAndNeverReadNorReplaced) {
+    const CliRun folder = Tavrin("info " + dir_.string());
+    EXPECT_EQ(folder.code, 2);
+    EXPECT_NE(folder.out.find("cannot read the document: is a folder, not a file"),
+              std::string::npos)
+        << folder.out;
+    const fs::path pipe = dir_ / "pipe.json";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    // A pipe with no writer: opening it must not wait, reading it must not start.
+    const CliRun fifo = Tavrin("validate " + pipe.string());
+    EXPECT_EQ(fifo.code, 2);
+    EXPECT_NE(fifo.out.find("is a named pipe (FIFO), not a file"), std::string::npos) << fifo.out;
+    // Written over, a pipe would have become a regular file (as root, a device too).
+    const std::string doc = Write("doc.json", kSmall);
+    const CliRun geometry = Tavrin("geometry " + doc + " -o " + pipe.string());
+    EXPECT_EQ(geometry.code, 2);
+    EXPECT_NE(geometry.out.find("it is a named pipe (FIFO), not a file"), std::string::npos)
+        << geometry.out;
+    EXPECT_TRUE(fs::is_fifo(pipe));
 }
 
 TEST_F(HostileCommandLine, UsageErrorsExitTwoWithOneLineNamingTheOption) {
