@@ -193,6 +193,9 @@ int RunRenderCommand(const RenderOptions& options) {
                 : options.output;
         const standalone::OutputFormat format =
             standalone::ChooseOutputFormat(pattern, options.bitDepth);
+        // The files' colour space, resolved before drawing so that an unknown name draws nothing.
+        const standalone::FrameColor color{comp.workingSpace, options.colorSpace};
+        const std::string fileSpace = standalone::FileColorSpace(format, color);
         const int32_t frameWidth = host.downsampled(comp.width);
         const int32_t frameHeight = host.downsampled(comp.height);
         // File names follow the whole selection, so every shard names its frames alike.
@@ -257,7 +260,7 @@ int RunRenderCommand(const RenderOptions& options) {
             try {
                 const auto image =
                     renderer.renderFrame(comp, record.frame, format.renderDepth(), record.messages);
-                standalone::WriteImage(record.file, image, format.bitDepth, comp.background);
+                standalone::WriteImage(record.file, image, format.bitDepth, comp.background, color);
                 record.status = "rendered";
             } catch (const std::exception& e) {
                 record.status = "failed";
@@ -298,14 +301,14 @@ int RunRenderCommand(const RenderOptions& options) {
                 "not drawn (render again with --skip-existing to finish)",
                 signal == SIGINT ? "SIGINT" : "SIGTERM", interrupted, interrupted == 1 ? "" : "s"));
         const size_t skipped = records.size() - todo.size();
-        Print(human, "rendered {} of {} frames{} of \"{}\" ({}x{}{}, {} {}) in {:.2f} s{}\n",
+        Print(human, "rendered {} of {} frames{} of \"{}\" ({}x{}{}, {} {}, {}) in {:.2f} s{}\n",
               done.load(), records.size(),
               skipped ? fmt::format(" ({} finished before)", skipped) : std::string(), comp.name,
               frameWidth, frameHeight,
               int64_t(scale.num) == int64_t(scale.den)
                   ? std::string()
                   : fmt::format(" at {}/{}", scale.num, scale.den),
-              format.name, standalone::DescribeDepth(format), secs,
+              format.name, standalone::DescribeDepth(format), fileSpace, secs,
               records.empty()
                   ? std::string()
                   : " to " + standalone::FramePath(pattern, records.front().frame, numbered));
@@ -325,6 +328,7 @@ int RunRenderCommand(const RenderOptions& options) {
                  {"bitDepth", format.bitDepth},
                  {"format", format.name},
                  {"sample", standalone::SampleName(format)},
+                 {"colorSpace", fileSpace},
                  {"scale", double(scale.num) / double(scale.den)},
                  {"pattern", pattern},
                  {"selected", plan.selected.size()},

@@ -16,6 +16,7 @@ struct RenderOptions {
     std::string frames;
     int bitDepth = 0;        // bits per channel in the files: 8, 16, 32; 0: the format's own
     std::string background;  // "transparent", "opaque", "#rrggbb[aa]"; empty: the document's
+    std::string colorSpace;  // the files' colour space; empty: scene-linear floats, else sRGB
     std::string scale;       // the preview resolution: "1/2", "0.5"; empty: full
     int threads = 0;         // 0: all cores
     bool verbose = false;

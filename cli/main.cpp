@@ -60,6 +60,11 @@ int main(int argc, char** argv) {
                        "bits per channel in the files: 8 or 16 for PNG, 16 (half) or 32 (float) "
                        "for EXR, 8, 16 or 32 for TIFF, 8 for JPEG; default the format's own (8, "
                        "EXR 32)");
+    render->add_option("--colorspace", renderOptions.colorSpace,
+                       "the colour space the files hold, a name or role of the colour "
+                       "configuration (OCIO names one; else linear, sRGB, Rec709); default "
+                       "scene_linear for EXR and 32-bit TIFF, the comp's working space for "
+                       "the others");
     render->add_option("--background", renderOptions.background,
                        "under the layers: transparent, opaque (the comp's colour), #rrggbb "
                        "(opaque) or #rrggbbaa; default the document's (transparent unless its "

@@ -161,8 +161,9 @@ struct Comp {
     double pixelAspect = 1.0;
     int32_t fpsNum = 30;
     int32_t fpsDen = 1;
-    double duration = 10.0;  // seconds
-    double workStart = 0;    // the work area, seconds; workEnd 0 means the whole duration
+    double duration = 10.0;    // seconds
+    std::string workingSpace;  // the colour space its pixels are in; empty: sRGB
+    double workStart = 0;      // the work area, seconds; workEnd 0 means the whole duration
     double workEnd = 0;
     double shutterAngle = 180.0;
     double shutterPhase = -180.0;

@@ -4,6 +4,7 @@
 #include "standalone/Document.h"
 
 #include "host/FileBytes.h"
+#include "standalone/ImageModule.h"
 
 #include <fmt/format.h>
 
@@ -81,8 +82,9 @@ void CheckTimeRange(const Reader& r, const std::string& path, const Comp& comp) 
 
 const std::vector<std::string> kDocumentKeys = {"tavrin", "comps"};
 const std::vector<std::string> kCompKeys = {
-    "name",        "width",      "height",       "fps",          "duration",   "workArea",
-    "pixelAspect", "background", "shutterAngle", "shutterPhase", "motionBlur", "layers"};
+    "name",       "width",       "height",      "fps",          "duration",
+    "workArea",   "pixelAspect", "background",  "shutterAngle", "shutterPhase",
+    "motionBlur", "layers",      "workingSpace"};
 
 // A comp's settings and layers; its name must differ from the comps' before it (`names`).
 void ReadComp(const Reader& r, const json& c, size_t ci, std::set<std::string>& names) {
@@ -99,6 +101,15 @@ void ReadComp(const Reader& r, const json& c, size_t ci, std::set<std::string>& 
     if (c.contains("duration"))
         comp.duration = r.number(c["duration"], path + ".duration", 1e-3, 86400);
     CheckTimeRange(r, path, comp);
+    if (c.contains("workingSpace")) {
+        // A colour space of the colour configuration (OCIO, else the built-in one).
+        const std::string space = r.text(c["workingSpace"], path + ".workingSpace");
+        try {
+            comp.workingSpace = ResolveColorSpace(space);
+        } catch (const std::runtime_error& e) {
+            r.fail(path + ".workingSpace", e.what());
+        }
+    }
     if (c.contains("workArea")) {
         const json& w = c["workArea"];
         const std::string wpath = path + ".workArea";

@@ -388,6 +388,7 @@ Json CompJson(const Writer& w, Comp& c) {
         j["fps"] = fmt::format("{}/{}", c.fpsNum, c.fpsDen);
     j["duration"] = c.duration;
     if (c.workEnd > 0) j["workArea"] = Json::array({c.workStart, c.workEnd});
+    if (!c.workingSpace.empty()) j["workingSpace"] = c.workingSpace;
     j["pixelAspect"] = c.pixelAspect;
     j["background"] = Color(c.background);
     if (c.backgroundAlpha > 0) j["background"].push_back(c.backgroundAlpha);

@@ -10,8 +10,10 @@ namespace tv::standalone {
 
 namespace {
 
-using WriteFn = int (*)(const char*, const char*, int, int, int, int, int, int, const void*, char*,
-                        size_t);
+using WriteFn = int (*)(const char*, const char*, int, int, int, int, int, int, const char*,
+                        const void*, char*, size_t);
+using ColorResolveFn = int (*)(const char*, char*, size_t, char*, size_t);
+using ColorConvertFn = int (*)(float*, int, int, const char*, const char*, char*, size_t);
 using ReadFn = int (*)(const char*, int, int, void**, int*, int*, int*, char*, size_t);
 using FreeFn = void (*)(void*);
 using ProbeFn = int (*)(const char*, int*, int*, int*, char*, size_t);
@@ -21,6 +23,8 @@ struct Module {
     ReadFn read = nullptr;
     FreeFn free = nullptr;
     ProbeFn probe = nullptr;
+    ColorResolveFn colorResolve = nullptr;
+    ColorConvertFn colorConvert = nullptr;
     std::string failure;  // why it did not load
 };
 
@@ -45,7 +49,9 @@ Module Load() {
     m.read = reinterpret_cast<ReadFn>(dlsym(handle, "tavrin_image_read"));
     m.free = reinterpret_cast<FreeFn>(dlsym(handle, "tavrin_image_free"));
     m.probe = reinterpret_cast<ProbeFn>(dlsym(handle, "tavrin_image_probe"));
-    if (!m.write || !m.read || !m.free || !m.probe)
+    m.colorResolve = reinterpret_cast<ColorResolveFn>(dlsym(handle, "tavrin_image_color_resolve"));
+    m.colorConvert = reinterpret_cast<ColorConvertFn>(dlsym(handle, "tavrin_image_color_convert"));
+    if (!m.write || !m.read || !m.free || !m.probe || !m.colorResolve || !m.colorConvert)
         m.failure = "the image module " + path + " lacks its functions; rebuild it";
     return m;
 }
@@ -136,7 +142,7 @@ void WritePixelsThroughModule(const std::string& path, const std::string& temp,
     char error[1024] = "";
     const int code = m.write(path.c_str(), temp.c_str(), what.width, what.height, what.channels,
                              SampleCode(what.file), SampleCode(what.data), what.unassociatedAlpha,
-                             what.pixels, error, sizeof error);
+                             what.colorSpace.c_str(), what.pixels, error, sizeof error);
     if (code == 1)
         throw std::runtime_error("cannot write " + path + ": no image format for its extension (" +
                                  error + "); use .png, .exr, .tif or .jpg");
@@ -147,7 +153,28 @@ void WriteImageThroughModule(const std::string& path, const std::string& temp, i
                              int32_t height, bool asFloat, int32_t unassociatedAlpha,
                              const void* pixels) {
     const Sample type = asFloat ? Sample::Float : Sample::UInt8;
-    WritePixelsThroughModule(path, temp, {width, height, 4, type, type, unassociatedAlpha, pixels});
+    WritePixelsThroughModule(path, temp,
+                             {width, height, 4, type, type, unassociatedAlpha, "", pixels});
+}
+
+std::string ResolveColorSpace(const std::string& name) {
+    const Module& m = TheModule();
+    char resolved[256] = "", error[1024] = "";
+    if (m.colorResolve(name.c_str(), resolved, sizeof resolved, error, sizeof error) != 0)
+        throw std::runtime_error("no colour space \"" + name + "\" in the colour configuration" +
+                                 (std::getenv("OCIO") ? " the OCIO variable names" : "") +
+                                 "; known: " + error);
+    return resolved;
+}
+
+void ConvertColorSpace(float* rgba, int32_t width, int32_t height, const std::string& from,
+                       const std::string& to) {
+    if (from == to) return;
+    const Module& m = TheModule();
+    char error[1024] = "";
+    if (m.colorConvert(rgba, width, height, from.c_str(), to.c_str(), error, sizeof error) != 0)
+        throw std::runtime_error("cannot convert from \"" + from + "\" to \"" + to +
+                                 "\": " + error);
 }
 
 }  // namespace tv::standalone

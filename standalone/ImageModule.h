@@ -51,11 +51,23 @@ struct PixelsToWrite {
     Sample file = Sample::UInt8;
     Sample data = Sample::UInt8;     // UInt8, UInt16 or Float
     int32_t unassociatedAlpha = -1;  // 1 straight, 0 associated, -1 the format's default
+    std::string colorSpace;          // the samples' colour space, tagged in the file; "" none
     const void* pixels = nullptr;
 };
 
 // Writes the pixels to `temp` in the format `path`'s extension names.
 void WritePixelsThroughModule(const std::string& path, const std::string& temp,
                               const PixelsToWrite& what);
+
+// Colour management through OpenColorIO (inside the image module): the configuration the OCIO
+// environment variable names, else the built-in one with "linear", "sRGB" and "Rec709".
+
+// The colour space a name or a role ("scene_linear") stands for; throws naming the known ones.
+std::string ResolveColorSpace(const std::string& name);
+
+// Premultiplied RGBA floats converted in place between two resolved colour spaces (on their
+// straight colours).
+void ConvertColorSpace(float* rgba, int32_t width, int32_t height, const std::string& from,
+                       const std::string& to);
 
 }  // namespace tv::standalone

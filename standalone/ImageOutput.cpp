@@ -112,10 +112,31 @@ void WritePng8(const std::string& path, const std::string& temp, int32_t width, 
 
 }  // namespace
 
-void WriteImage(const std::string& path, const FloatImage& image, int32_t bitDepth,
-                const float* matte) {
+std::string FileColorSpace(const OutputFormat& format, const FrameColor& color) {
+    if (!color.output.empty()) return ResolveColorSpace(color.output);
+    const bool isFloat = format.sample == Sample::Half || format.sample == Sample::Float;
+    if (isFloat) return ResolveColorSpace("scene_linear");
+    return color.working.empty() ? kDefaultWorkingSpace : ResolveColorSpace(color.working);
+}
+
+void WriteImage(const std::string& path, const FloatImage& given, int32_t bitDepth,
+                const float* matte, const FrameColor& color) {
     const OutputFormat format = ChooseOutputFormat(path, bitDepth);
     const float black[3] = {0, 0, 0};
+    // The common case (8-bit PNG in the working space) needs no colour configuration.
+    const bool plainPng = format.name == "PNG" && format.bitDepth == 8 && color.output.empty() &&
+                          (color.working.empty() || color.working == kDefaultWorkingSpace);
+    const std::string working = plainPng || color.working.empty()
+                                    ? std::string(kDefaultWorkingSpace)
+                                    : ResolveColorSpace(color.working);
+    const std::string fileSpace = plainPng ? working : FileColorSpace(format, color);
+    FloatImage converted;
+    if (fileSpace != working) {
+        converted = given;
+        ConvertColorSpace(converted.rgba.data(), converted.width, converted.height, working,
+                          fileSpace);
+    }
+    const FloatImage& image = fileSpace != working ? converted : given;
     WriteWholeFile(
         path,
         [&](const std::string& temp) {
@@ -123,6 +144,7 @@ void WriteImage(const std::string& path, const FloatImage& image, int32_t bitDep
             what.width = image.width;
             what.height = image.height;
             what.file = format.sample;
+            what.colorSpace = fileSpace;
             if (!format.alpha) {
                 const std::vector<uint8_t> rgb = Flattened8(image, matte ? matte : black);
                 what.channels = 3;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "standalone/UnsetAllocator.h"
+#include "standalone/OutputFormat.h"
 #include "standalone/WholeFile.h"
 
 namespace tv::standalone {
@@ -41,11 +42,26 @@ std::vector<uint16_t> ToStraight16(const FloatImage& image);
 // Opaque 8-bit RGB: the premultiplied image laid over `matte`.
 std::vector<uint8_t> Flattened8(const FloatImage& image, const float matte[3]);
 
+// The colour spaces of a frame: the comp's working space its pixels are in, and the space the
+// file is to hold (names or roles; empty: "sRGB" working, and for the file scene-linear in float
+// formats, the working space in the others). The file holds its samples converted and is tagged
+// with the space it holds.
+struct FrameColor {
+    std::string working;
+    std::string output;
+};
+
+// "sRGB": the working space of a comp that names none, the host's 8-bit space.
+inline const char* const kDefaultWorkingSpace = "sRGB";
+
+// The colour space a file of `format` holds under `color`: the resolved output space.
+std::string FileColorSpace(const OutputFormat& format, const FrameColor& color);
+
 // Writes the frame in the format the path's extension names at `bitDepth` bits per channel (0:
 // the format's own, see ChooseOutputFormat); a format without alpha gets the frame laid over
 // `matte` (black when null). Throws OutputFormatError for a name or depth no format writes and
 // std::runtime_error with the reason when writing fails, leaving no file behind.
 void WriteImage(const std::string& path, const FloatImage& image, int32_t bitDepth,
-                const float* matte = nullptr);
+                const float* matte = nullptr, const FrameColor& color = {});
 
 }  // namespace tv::standalone
