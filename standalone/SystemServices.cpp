@@ -63,7 +63,10 @@ PF_Err EmbeddedHost::iterate(int32_t count, const std::function<PF_Err(int32_t)>
 
 void EmbeddedHost::diagnostic(const std::string& line) {
     std::lock_guard lock(messagesMutex_);
-    if (echoDiagnostics_) std::printf("%s\n", EscapeControlCharacters(line).c_str());
+    if (diagnosticStream_) {
+        std::fprintf(diagnosticStream_, "%s\n", EscapeControlCharacters(line).c_str());
+        std::fflush(diagnosticStream_);
+    }
     diagnostics_.push_back(line);
 }
 

@@ -112,8 +112,8 @@ void WriteWholeFile(const std::string& path,
         std::error_code ec;
         fs::create_directories(folder, ec);
         if (ec)
-            throw std::runtime_error("cannot create the folder " + folder.string() + ": " +
-                                     ec.message());
+            throw std::runtime_error("cannot write " + path + ": cannot make its folder " +
+                                     folder.string() + " (" + ec.message() + ")");
     }
     static std::atomic<int> counter{0};
     // mkdir fails on any name already standing, a link included, so the folder is ours alone.
