@@ -148,6 +148,21 @@ void CheckLayer(const std::vector<PlacedEffect>& effects, const std::string& lay
                                "\"Noise Amplitude\" a value");
     }
 
+    // A sound effector moves and scales by the sound times an amplitude ramping from start to
+    // end; with both 0 only "Affect Color" (which maps 0 to the gradient's first colour) acts.
+    for (const PlacedEffect& e : effects) {
+        if (!e.instance->active || !Is(e, "Tavrin Sound Effector")) continue;
+        const PF_ParamDef* start = e.value("Sound Start Amplitude");
+        const PF_ParamDef* end = e.value("Sound End Amplitude");
+        const PF_ParamDef* color = e.value("Affect Color");
+        if (start && end && color && start->u.floatValue == 0 && end->u.floatValue == 0 &&
+            color->u.checkbox == 0)
+            warnings.push_back(e.param("Sound Start Amplitude") + ": " + e.quoted() +
+                               " has start and end amplitudes of 0 (their defaults): it changes "
+                               "nothing; give \"Sound Start Amplitude\" or \"Sound End "
+                               "Amplitude\" a value");
+    }
+
     // What only the GL path draws, on a layer whose main effect does not ask for it.
     const PlacedEffect& main = *mains.front();
     const PF_ParamDef* unified = main.value("Unified Rendering");

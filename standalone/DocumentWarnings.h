@@ -12,8 +12,8 @@ namespace tv::standalone {
 // "file: $.comps[i].layers[j]...: message" for each such setup in the host's project, layer by
 // layer: a layer of Tavrin effects without the main effect (unless another effect reads its
 // stack through a layer parameter); a renderer whose group no source on its layer joins; a Facets
-// Renderer whose sources make no faces; a Noise Effector of amplitude 0; settings only the GL
-// path draws while "Unified Rendering" is off. Animated values are not judged.
+// Renderer whose sources make no faces; a Noise or Sound Effector of amplitude 0; settings only
+// the GL path draws while "Unified Rendering" is off. Animated values are not judged.
 std::vector<std::string> DrawNothingWarnings(EmbeddedHost& host, const std::string& file);
 
 }  // namespace tv::standalone

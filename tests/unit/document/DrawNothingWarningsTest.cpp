@@ -117,6 +117,18 @@ TEST_F(DrawNothing, ANoiseOfAmplitudeZeroIsWarned) {
     EXPECT_EQ(Tavrin("validate --strict " + moving).code, 0);
 }
 
+TEST_F(DrawNothing, ASoundOfAmplitudeZeroIsWarnedUnlessItColours) {
+    const std::string doc = Write(Layer(R"({"effect": "Tavrin"}, )" + std::string(kSphere) +
+                                        R"(, {"effect": "Tavrin Sound Effector"})"));
+    EXPECT_TRUE(Has(Tavrin("validate " + doc).out,
+                    ": $.comps[0].layers[0].effects[2].params.Sound Start Amplitude: \"Tavrin "
+                    "Sound Effector\" has start and end amplitudes of 0"));
+    const std::string colours =
+        Write(Layer(R"({"effect": "Tavrin"}, )" + std::string(kSphere) +
+                    R"(, {"effect": "Tavrin Sound Effector", "params": {"Affect Color": true}})"));
+    EXPECT_EQ(Tavrin("validate --strict " + colours).code, 0);
+}
+
 TEST_F(DrawNothing, GlOnlySettingsWithoutUnifiedRenderingAreWarnedByValidateAndRender) {
     const std::string doc =
         Write(Layer(R"({"effect": "Tavrin", "params": {"Depth of Field#2": "Camera Settings",
