@@ -38,10 +38,11 @@ fuzz:
 	  fuzz_sequence fuzz_cli
 	bash scripts/fuzz.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
 
-# BENCH_ARGS goes to the benchmark, e.g. BENCH_ARGS="--benchmark_filter=Network --benchmark_repetitions=3"
+# BENCH_ARGS goes to the benchmark, e.g. BENCH_ARGS="--benchmark_filter=Network --benchmark_repetitions=3";
+# each word is quoted for the shell, so a filter such as "--benchmark_filter=A|B" stays one word.
 bench: configure
 	cmake --build $(BUILD) -j $(JOBS) --target tavrin_bench
-	./$(BUILD)/bench/tavrin_bench $(BENCH_ARGS)
+	./$(BUILD)/bench/tavrin_bench $(foreach arg,$(BENCH_ARGS),'$(arg)')
 
 format:
 	find host standalone cli sources effectors renderers engines params resources main imageio tests bench fuzz \

@@ -7,6 +7,7 @@
 
 #include "cli/JsonOutput.h"
 #include "resources/EffectTable.h"
+#include "standalone/Document.h"
 #include "standalone/EmbeddedHost.h"
 #include "standalone/ParamText.h"
 
@@ -68,8 +69,11 @@ int RunEffectsCommand(const std::string& name, bool json) {
     const EffectInfo* info = FindEffectByDisplayName(name);
     if (!info) info = FindEffectByMatchName(name);
     if (!info) {
+        std::vector<std::string> names;
+        for (const EffectInfo& e : EffectTable()) names.push_back(e.displayName);
         const std::string message =
-            fmt::format("no effect named \"{}\"; `tavrin effects` lists them", name);
+            fmt::format("no effect named \"{}\"; {} (`tavrin effects` lists them)", name,
+                        standalone::NearestNames(name, names));
         Print(stderr, "tavrin effects: {}\n", message);
         if (json) PrintJson(JsonFailure("effects", message, 2));
         return 2;

@@ -7,7 +7,11 @@
 #include <tbb/parallel_for.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <memory>
 
 #include <atomic>
 #include <chrono>
@@ -24,12 +28,15 @@
 #include "cli/farm/FramePlan.h"
 #include "cli/farm/Interruption.h"
 #include "cli/farm/Shard.h"
+#include "engines/gl/GlContext.h"
 #include "main/MainParams.h"
 #include "resources/EffectTable.h"
 #include "standalone/BundledExample.h"
 #include "standalone/CompRenderer.h"
 #include "standalone/Document.h"
+#include "standalone/DocumentWarnings.h"
 #include "standalone/ImageOutput.h"
+#include "standalone/WholeFile.h"
 #include "standalone/OutputFormat.h"
 #include "standalone/WorkEstimate.h"
 
@@ -47,7 +54,30 @@ struct FrameRecord {
     double seconds = 0;  // drawing and writing
     std::vector<std::string> messages;
     std::string error;
+    bool fallback = false;  // drawn by the software path where the GL path was asked for
 };
+
+// Why the GL path did not draw, from the host's notes; empty when it did or was not asked for.
+std::string FallbackReason(const standalone::EmbeddedHost& host) {
+    const auto notes = host.renderNotes();
+    const auto it = notes.find("no-gpu");
+    if (it == notes.end()) return {};
+    return it->second.empty() || it->second.begin()->empty() ? "no usable OpenGL 3.2 context"
+                                                             : *it->second.begin();
+}
+
+// Marks a frame the software path drew in the GL path's place, or clears the mark of one the
+// GL path drew, so that --skip-existing knows which frames are not what was asked for.
+void MarkFallback(const std::string& file, const std::string& reason) {
+    if (reason.empty()) {
+        std::error_code ignored;
+        std::filesystem::remove(FallbackMarkPath(file), ignored);
+        return;
+    }
+    standalone::WriteTextWhole(
+        FallbackMarkPath(file),
+        "drawn by the software path: the GL path could not run (" + reason + ")\n");
+}
 
 // Sets "Unified Rendering" on every instance of the main effect in the project, as if the
 // document said so.
@@ -109,7 +139,33 @@ Json RecordJson(const FrameRecord& r, double secondsPerFrame) {
               {"renderSeconds", r.seconds}};
     if (!r.messages.empty()) j["messages"] = r.messages;
     if (!r.error.empty()) j["error"] = r.error;
+    if (r.fallback) j["fallback"] = true;
     return j;
+}
+
+// A comp's name as a file name inside the default pattern: '#', '%' and '$' would read as frame
+// numbers there, so they become '_' as separators do.
+std::string PatternFreeName(const std::string& compName) {
+    std::string name = standalone::SafeFileName(compName);
+    for (char& c : name)
+        if (c == '#' || c == '%' || c == '$') c = '_';
+    return name;
+}
+
+struct CloseFile {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+// The --log file, made anew (with its folder) before anything is drawn.
+std::FILE* OpenLog(const std::string& path) {
+    std::error_code error;
+    const std::filesystem::path parent = std::filesystem::path(path).parent_path();
+    if (!parent.empty()) std::filesystem::create_directories(parent, error);
+    std::FILE* file = std::fopen(path.c_str(), "w");
+    if (!file)
+        throw std::runtime_error("--log \"" + path + "\": cannot write the file (" +
+                                 std::string(std::strerror(errno)) + ")");
+    return file;
 }
 
 }  // namespace
@@ -126,8 +182,8 @@ double MemoryLimit(const std::string& text) {
 int RunRenderCommand(const RenderOptions& options) {
     std::FILE* human = HumanStream(options.json);
     std::vector<std::string> runMessages;  // the run's notes and warnings, as printed
-    auto say = [&runMessages](const std::string& line) {
-        Print(stderr, "{}\n", line);
+    auto say = [&runMessages, &options](const std::string& line) {
+        if (!options.quiet) Print(stderr, "{}\n", line);
         runMessages.push_back(line);
     };
     auto fail = [&options](const std::string& message) {
@@ -144,14 +200,18 @@ int RunRenderCommand(const RenderOptions& options) {
         const std::string defaultExt = options.bitDepth == 32 ? ".exr" : ".png";
         standalone::ChooseOutputFormat(
             options.output.empty() ? "frame" + defaultExt : options.output, options.bitDepth);
+        if (const std::string problem = standalone::FramePatternProblem(options.output);
+            !problem.empty())
+            throw std::runtime_error("-o \"" + options.output + "\": " + problem);
         standalone::Comp probe;
         ApplyBackground(options.background, probe);
         const ShardMode mode = ParseShardMode(options.shardMode);
         const std::optional<Shard> shard = ChooseShard(options);
+        const std::unique_ptr<std::FILE, CloseFile> log(
+            options.logFile.empty() ? nullptr : OpenLog(options.logFile));
         standalone::EmbeddedHost host;
-        // The host echoes diagnostics on standard output; under --json they are printed on
-        // standard error after the frames instead.
-        host.setEchoDiagnostics(options.verbose && !options.json);
+        // The effects' diagnostics never mix with the summary or the JSON on standard output.
+        host.setDiagnosticStream(log ? log.get() : options.verbose ? stderr : nullptr);
         standalone::Comp* chosen = nullptr;
         if (options.document.empty()) {
             chosen = &standalone::BuildBundledExample(host);
@@ -167,6 +227,10 @@ int RunRenderCommand(const RenderOptions& options) {
             }
         }
         if (!options.unified.empty()) ForceUnified(host, options.unified == "on");
+        // What validate warns about is said before drawing: features dropped, frames left empty.
+        for (const std::string& w : standalone::DrawNothingWarnings(
+                 host, options.document.empty() ? "the bundled example" : options.document))
+            say("warning: " + w);
         standalone::Comp& comp = *chosen;
         ApplyBackground(options.background, comp);
         host.setDownsample(scale);
@@ -189,7 +253,7 @@ int RunRenderCommand(const RenderOptions& options) {
                             plan.selected.size()));
         const std::string pattern =
             options.output.empty()
-                ? "tavrin-out/" + standalone::SafeFileName(comp.name) + "_####" + defaultExt
+                ? "tavrin-out/" + PatternFreeName(comp.name) + "_####" + defaultExt
                 : options.output;
         const standalone::OutputFormat format =
             standalone::ChooseOutputFormat(pattern, options.bitDepth);
@@ -217,7 +281,8 @@ int RunRenderCommand(const RenderOptions& options) {
         for (size_t i = 0; i < plan.mine.size(); ++i) {
             records[i].frame = plan.mine[i];
             records[i].file = standalone::FramePath(pattern, plan.mine[i], numbered);
-            if (options.skipExisting && FrameIsFinished(records[i].file))
+            if (options.skipExisting && FrameIsFinished(records[i].file) &&
+                !(DrawnByFallback(records[i].file) && gl::ContextUnavailableReason().empty()))
                 records[i].status = "skipped";
             else
                 todo.push_back(i);
@@ -237,7 +302,7 @@ int RunRenderCommand(const RenderOptions& options) {
             tbb::global_control::max_allowed_parallelism,
             options.threads > 0 ? size_t(options.threads) : tbb::info::default_concurrency());
         standalone::CompRenderer renderer(host);
-        const bool tty = isatty(fileno(stderr));
+        const bool tty = isatty(fileno(stderr)) && !options.quiet;
         std::atomic<size_t> done{0};
         std::mutex printMutex;
         if (const int signal = InterruptingSignal()) {
@@ -260,7 +325,14 @@ int RunRenderCommand(const RenderOptions& options) {
             try {
                 const auto image =
                     renderer.renderFrame(comp, record.frame, format.renderDepth(), record.messages);
-                standalone::WriteImage(record.file, image, format.bitDepth, comp.background, color);
+                const std::string fallback = FallbackReason(host);
+                if (!fallback.empty() && options.requireGl)
+                    throw std::runtime_error("the GL path was asked for and could not run (" +
+                                             fallback + "); nothing written (--require-gl)");
+                standalone::WriteImage(record.file, image, format.bitDepth, comp.background,
+                                       color);
+                MarkFallback(record.file, fallback);
+                record.fallback = !fallback.empty();
                 record.status = "rendered";
             } catch (const std::exception& e) {
                 record.status = "failed";
@@ -272,6 +344,7 @@ int RunRenderCommand(const RenderOptions& options) {
             const size_t n = ++done;
             const double secs = std::chrono::duration<double>(now - start).count();
             std::lock_guard lock(printMutex);
+            if (options.quiet) return;
             for (const auto& m : record.messages) Print(stderr, "frame {}: {}\n", record.frame, m);
             const double rate = n / std::max(secs, 1e-9);
             if (tty)
@@ -283,8 +356,6 @@ int RunRenderCommand(const RenderOptions& options) {
         if (tty && !todo.empty()) Print(stderr, "\n");
         const double secs =
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-        if (options.verbose && options.json)
-            for (const std::string& line : host.takeDiagnostics()) Print(stderr, "{}\n", line);
         for (const std::string& line : RenderNoteLines(host)) say(line);
         size_t failed = 0, interrupted = 0;
         for (const FrameRecord& r : records) {
@@ -301,17 +372,18 @@ int RunRenderCommand(const RenderOptions& options) {
                 "not drawn (render again with --skip-existing to finish)",
                 signal == SIGINT ? "SIGINT" : "SIGTERM", interrupted, interrupted == 1 ? "" : "s"));
         const size_t skipped = records.size() - todo.size();
-        Print(human, "rendered {} of {} frames{} of \"{}\" ({}x{}{}, {} {}, {}) in {:.2f} s{}\n",
-              done.load(), records.size(),
-              skipped ? fmt::format(" ({} finished before)", skipped) : std::string(), comp.name,
-              frameWidth, frameHeight,
-              int64_t(scale.num) == int64_t(scale.den)
-                  ? std::string()
-                  : fmt::format(" at {}/{}", scale.num, scale.den),
-              format.name, standalone::DescribeDepth(format), fileSpace, secs,
-              records.empty()
-                  ? std::string()
-                  : " to " + standalone::FramePath(pattern, records.front().frame, numbered));
+        if (!options.quiet)
+            Print(human, "rendered {} of {} frames{} of \"{}\" ({}x{}{}, {} {}, {}) in {:.2f} s{}\n",
+                  done.load(), records.size(),
+                  skipped ? fmt::format(" ({} finished before)", skipped) : std::string(),
+                  comp.name, frameWidth, frameHeight,
+                  int64_t(scale.num) == int64_t(scale.den)
+                      ? std::string()
+                      : fmt::format(" at {}/{}", scale.num, scale.den),
+                  format.name, standalone::DescribeDepth(format), fileSpace, secs,
+                  records.empty()
+                      ? std::string()
+                      : " to " + standalone::FramePath(pattern, records.front().frame, numbered));
         const int code = signal ? InterruptedExitCode(signal) : failed ? 1 : 0;
         if (options.json) {
             const double secondsPerFrame = double(comp.fpsDen) / double(std::max(comp.fpsNum, 1));

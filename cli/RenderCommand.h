@@ -19,13 +19,16 @@ struct RenderOptions {
     std::string colorSpace;  // the files' colour space; empty: scene-linear floats, else sRGB
     std::string scale;       // the preview resolution: "1/2", "0.5"; empty: full
     int threads = 0;         // 0: all cores
-    bool verbose = false;
-    std::string unified;  // "on" or "off" forces "Unified Rendering" for this run; empty: as set
-    std::string shard;    // "I/N": shard I (from 0) of N; empty: no shard
+    bool verbose = false;    // the effects' diagnostic lines on standard error
+    bool quiet = false;      // errors only
+    std::string logFile;     // the effects' diagnostic lines to this file; empty: none
+    std::string unified;     // "on" or "off" forces "Unified Rendering" for this run; empty: as set
+    std::string shard;       // "I/N": shard I (from 0) of N; empty: no shard
     bool shardFromEnv = false;  // the shard from a Slurm array task or a Kubernetes Indexed Job
     std::optional<int64_t> shardCount;      // with --shard-from-env: the number of shards
     std::string shardMode = "interleaved";  // or "contiguous"
     bool skipExisting = false;              // frames whose files exist are not drawn again
+    bool requireGl = false;   // a frame the GL path was asked for and could not draw fails
     bool json = false;        // one JSON document on standard output; human lines to standard error
     std::string memoryLimit;  // "8g", "512m", bytes; empty: three quarters of the machine's memory
 };

@@ -16,7 +16,7 @@ int RunSaveCommand(const std::string& document, const std::string& output) {
         Print("{}: written\n", output);
         return 0;
     } catch (const std::exception& e) {
-        Print(stderr, "{}\n", e.what());
+        Print(stderr, "tavrin save: {}\n", e.what());
         return 2;
     }
 }

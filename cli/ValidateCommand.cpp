@@ -7,11 +7,13 @@
 #include "cli/RenderCommand.h"
 #include "standalone/Document.h"
 #include "standalone/DocumentNotes.h"
+#include "standalone/DocumentWarnings.h"
 #include "standalone/WorkEstimate.h"
 
 namespace tv::cli {
 
-int RunValidateCommand(const std::string& document, bool json, const std::string& memoryLimit) {
+int RunValidateCommand(const std::string& document, bool json, const std::string& memoryLimit,
+                       bool strict) {
     try {
         standalone::EmbeddedHost host;
         standalone::LoadDocumentFile(document, host);
@@ -23,23 +25,30 @@ int RunValidateCommand(const std::string& document, bool json, const std::string
             layers += c->layers.size();
             for (const auto& l : c->layers) effects += l->effects.size();
         }
-        Print(HumanStream(json), "{}: valid ({} comps, {} layers, {} effects)\n", document,
-                   host.project().comps.size(), layers, effects);
+        // Setups that load but draw nothing: warnings, errors under --strict.
+        const std::vector<std::string> warnings = standalone::DrawNothingWarnings(host, document);
+        const bool ok = !strict || warnings.empty();
+        if (ok)
+            Print(HumanStream(json), "{}: valid ({} comps, {} layers, {} effects)\n", document,
+                  host.project().comps.size(), layers, effects);
         // Values accepted that change nothing are said, not passed over.
         const std::vector<std::string> notes =
             standalone::InertValueNotes(host.project(), document);
         for (const std::string& n : notes) Print(HumanStream(json), "note: {}\n", n);
+        for (const std::string& w : warnings)
+            Print(ok ? HumanStream(json) : stderr, "{}: {}\n", ok ? "warning" : "error", w);
         if (json)
             PrintJson({{"command", "validate"},
-                       {"ok", true},
+                       {"ok", ok},
                        {"document", document},
-                       {"valid", true},
+                       {"valid", ok},
                        {"comps", host.project().comps.size()},
                        {"layers", layers},
                        {"effects", effects},
                        {"notes", notes},
-                       {"exitCode", 0}});
-        return 0;
+                       {"warnings", warnings},
+                       {"exitCode", ok ? 0 : 2}});
+        return ok ? 0 : 2;
     } catch (const std::exception& e) {
         Print(stderr, "{}\n", e.what());
         if (json)

@@ -7,6 +7,8 @@ namespace tv::cli {
 
 // json: one JSON document on standard output (see docs/command-line.md). Every comp is also
 // checked against the frame budget of `memoryLimit` (as --memory-limit; empty: the default).
-int RunValidateCommand(const std::string& document, bool json, const std::string& memoryLimit);
+// strict: warnings (setups that draw nothing) are errors, exit code 2.
+int RunValidateCommand(const std::string& document, bool json, const std::string& memoryLimit,
+                       bool strict);
 
 }  // namespace tv::cli

@@ -11,6 +11,7 @@
 #include "cli/SaveCommand.h"
 #include "cli/Print.h"
 #include "cli/ValidateCommand.h"
+#include "cli/VersionText.h"
 #include "cli/farm/CommandLineText.h"
 #include "standalone/MemoryPolicy.h"
 
@@ -23,7 +24,8 @@ const CLI::Validator kPlainText(
 
 // Every option and argument that names a file or something in a document.
 void RefuseControlCharacters(CLI::App& app) {
-    static const char* const kTextOptions[] = {"document", "--output", "--comp", "--layer", "name"};
+    static const char* const kTextOptions[] = {"document", "--output", "--comp",
+                                               "--layer",  "name",     "--log"};
     for (const char* name : kTextOptions) {
         try {
             app.get_option(name)->check(kPlainText);
@@ -38,6 +40,12 @@ int main(int argc, char** argv) {
     tv::standalone::KeepFreedMemoryForReuse();
     CLI::App app{"tavrin: 3D particle and network graphics from composition documents"};
     app.require_subcommand(0, 1);
+    app.footer(
+        "Exit codes: 0 done; 1 a frame failed (render); 2 bad input (an option, a document, a "
+        "file that cannot be read or written); 130 stopped by SIGINT, 143 by SIGTERM.");
+    bool version = false;
+    app.add_flag("--version", version,
+                 "print the version, the commit built, the GL renderer and the libraries");
 
     std::string effectName;
     auto* effects = app.add_subcommand("effects", "List the effects, or one effect's parameters");
@@ -50,7 +58,8 @@ int main(int argc, char** argv) {
     render->add_option("document", renderOptions.document,
                        "the composition document (JSON); none renders the bundled example");
     render->add_option("-o,--output", renderOptions.output,
-                       "output file pattern; #### becomes the frame number");
+                       "output file pattern; each run of #, %04d (or %d) or $F4 (or $F) becomes "
+                       "the frame number, one style a pattern");
     render->add_option("--comp", renderOptions.comp, "the comp to render");
     render->add_option("--frames", renderOptions.frames,
                        "frames to render, from 0: 7, 1-100, 1-100:5 (a step), a list such as "
@@ -76,7 +85,13 @@ int main(int argc, char** argv) {
         ->add_option("--threads", renderOptions.threads,
                      "threads to use, 1 to 1024; 0 means all cores")
         ->check(CLI::Range(0, 1024));
-    render->add_flag("-v,--verbose", renderOptions.verbose, "print the effects' diagnostic lines");
+    auto* verbose = render->add_flag("-v,--verbose", renderOptions.verbose,
+                                     "print the effects' diagnostic lines on standard error");
+    auto* quiet = render->add_flag("-q,--quiet", renderOptions.quiet,
+                                   "print errors only: no notes, warnings, progress or summary");
+    quiet->excludes(verbose);
+    render->add_option("--log", renderOptions.logFile,
+                       "write the effects' diagnostic lines to this file (made anew)");
     render
         ->add_option("--unified", renderOptions.unified,
                      "on: draw through the GL path (depth of field, motion blur, facets); off: "
@@ -96,6 +111,9 @@ int main(int argc, char** argv) {
                        "contiguous: shard I takes one run of neighbouring frames");
     render->add_flag("--skip-existing", renderOptions.skipExisting,
                      "leave frames whose files are already written; a re-queued task resumes");
+    render->add_flag("--require-gl", renderOptions.requireGl,
+                     "fail a frame (exit code 1) that asks for the GL path where it cannot run, "
+                     "rather than draw it in software");
     render->add_flag("--json", renderOptions.json,
                      "print one JSON document with a record per frame on standard output; human "
                      "lines go to standard error");
@@ -112,6 +130,9 @@ int main(int argc, char** argv) {
     validate->add_flag("--json", validateJson, "print the result as one JSON document");
     std::string validateMemoryLimit;
     validate->add_option("--memory-limit", validateMemoryLimit, memoryHelp);
+    bool strict = false;
+    validate->add_flag("--strict", strict,
+                       "make warnings (setups that draw nothing) errors: exit code 2");
     auto* info =
         app.add_subcommand("info", "Show a document's comps, layers, effects and parameter values");
     info->add_option("document", infoDocument, "the composition document (JSON)")->required();
@@ -169,12 +190,17 @@ int main(int argc, char** argv) {
         return 2;
     }
 
+    if (version) {
+        std::fputs(tv::cli::VersionText().c_str(), stdout);
+        return 0;
+    }
     if (exportSvg->parsed()) return tv::cli::RunExportSvgCommand(svgOptions);
 
     if (geometry->parsed()) return tv::cli::RunGeometryCommand(geometryOptions);
 
     if (validate->parsed())
-        return tv::cli::RunValidateCommand(checkDocument, validateJson, validateMemoryLimit);
+        return tv::cli::RunValidateCommand(checkDocument, validateJson, validateMemoryLimit,
+                                           strict);
     if (info->parsed()) return tv::cli::RunInfoCommand(infoDocument, infoJson);
     if (save->parsed()) return tv::cli::RunSaveCommand(saveDocument, saveOutput);
 

@@ -80,7 +80,8 @@ void CheckTimeRange(const Reader& r, const std::string& path, const Comp& comp) 
                            std::floor(double(INT32_MAX) / double(scale))));
 }
 
-const std::vector<std::string> kDocumentKeys = {"tavrin", "comps"};
+// "$schema" lets an editor find docs/schema/document.schema.json; the loader passes it over.
+const std::vector<std::string> kDocumentKeys = {"tavrin", "comps", "$schema"};
 const std::vector<std::string> kCompKeys = {
     "name",       "width",       "height",      "fps",          "duration",
     "workArea",   "pixelAspect", "background",  "shutterAngle", "shutterPhase",

@@ -5,6 +5,7 @@
 // SystemServices, FootageServices, PathServices, AudioServices and ScriptServices.
 #pragma once
 
+#include <cstdio>
 #include <deque>
 #include <functional>
 #include <map>
@@ -91,7 +92,9 @@ class EmbeddedHost : public HostServices {
     // The diagnostic lines the effects printed, and the user messages they reported.
     std::vector<std::string> takeDiagnostics();
     std::vector<std::string> takeReports();
-    void setEchoDiagnostics(bool echo) { echoDiagnostics_ = echo; }
+    // Where each diagnostic line is also printed as it comes (standard error, a log file); null
+    // keeps them only for takeDiagnostics.
+    void setDiagnosticStream(std::FILE* stream) { diagnosticStream_ = stream; }
     // The resolution frames are drawn at, as a host's preview resolution: every effect call
     // reports it as the downsample factors, and comps, layers and positions shrink by it.
     void setDownsample(PF_RationalScale scale) { downsample_ = scale; }
@@ -254,7 +257,7 @@ class EmbeddedHost : public HostServices {
     std::vector<std::string> diagnostics_;
     std::map<std::string, std::set<std::string>> renderNotes_;
     std::vector<std::string> reports_;
-    bool echoDiagnostics_ = false;
+    std::FILE* diagnosticStream_ = nullptr;
 
     mutable std::mutex guidMutex_;
     uint64_t guidState_[2] = {0, 0};

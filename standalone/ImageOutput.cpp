@@ -15,26 +15,6 @@
 
 namespace tv::standalone {
 
-std::string FramePath(const std::string& pattern, int64_t frame, bool severalFrames) {
-    const auto first = pattern.find('#');
-    if (first == std::string::npos) {
-        if (!severalFrames) return pattern;
-        const auto dot = pattern.find_last_of('.');
-        const auto slash = pattern.find_last_of('/');
-        const bool hasExt = dot != std::string::npos && (slash == std::string::npos || dot > slash);
-        return FramePath(
-            hasExt ? pattern.substr(0, dot) + "_####" + pattern.substr(dot) : pattern + "_####",
-            frame, true);
-    }
-    auto last = first;
-    while (last + 1 < pattern.size() && pattern[last + 1] == '#') ++last;
-    // Padded to the run's length, however long: every frame keeps a name of its own.
-    const size_t width = last - first + 1;
-    std::string digits = std::to_string(frame);
-    if (digits.size() < width) digits.insert(0, width - digits.size(), '0');
-    return pattern.substr(0, first) + digits + pattern.substr(last + 1);
-}
-
 std::vector<uint8_t> ToStraight8(const FloatImage& image) {
     std::vector<uint8_t> out(size_t(image.width) * size_t(image.height) * 4);
     auto to8 = [](float v) {

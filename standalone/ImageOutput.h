@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "standalone/FramePattern.h"
 #include "standalone/UnsetAllocator.h"
 #include "standalone/OutputFormat.h"
 #include "standalone/WholeFile.h"
@@ -30,10 +31,6 @@ struct FloatImage {
         return &rgba[(size_t(y) * size_t(width) + size_t(x)) * 4];
     }
 };
-
-// Replaces a run of '#' in the pattern by the zero-padded frame number; a pattern without '#'
-// gets "_####" before its extension when several frames are written.
-std::string FramePath(const std::string& pattern, int64_t frame, bool severalFrames);
 
 // Straight 8-bit RGBA, rounded, from a premultiplied float image.
 std::vector<uint8_t> ToStraight8(const FloatImage& image);

@@ -67,7 +67,10 @@ void EmbeddedHost::diagnostic(const std::string& line) {
     // the file, so that a render says so even without -v.
     const std::string problem = ObjProblemNote(line);
     std::lock_guard lock(messagesMutex_);
-    if (echoDiagnostics_) std::printf("%s\n", EscapeControlCharacters(line).c_str());
+    if (diagnosticStream_) {
+        std::fprintf(diagnosticStream_, "%s\n", EscapeControlCharacters(line).c_str());
+        std::fflush(diagnosticStream_);
+    }
     diagnostics_.push_back(line);
     if (!problem.empty()) renderNotes_["obj-problem"].insert(problem);
 }

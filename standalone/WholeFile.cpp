@@ -114,8 +114,8 @@ void WriteWholeFile(const std::string& path,
         std::error_code ec;
         fs::create_directories(folder, ec);
         if (ec)
-            throw std::runtime_error("cannot create the folder " + folder.string() + ": " +
-                                     ec.message());
+            throw std::runtime_error("cannot write " + path + ": cannot make its folder " +
+                                     folder.string() + " (" + ec.message() + ")");
     }
     // Only a regular file (or a link, which is replaced) is ever replaced: a device, a pipe, a
     // socket or a folder standing at the target is refused, never swapped for a file.

@@ -12,4 +12,13 @@ bool FrameIsFinished(const std::string& path) {
     return !ec && size > 0;
 }
 
+std::string FallbackMarkPath(const std::string& framePath) {
+    return framePath + ".fallback";
+}
+
+bool DrawnByFallback(const std::string& framePath) {
+    std::error_code ec;
+    return std::filesystem::exists(FallbackMarkPath(framePath), ec);
+}
+
 }  // namespace tv::cli

@@ -11,4 +11,9 @@ namespace tv::cli {
 // a full disk outside tavrin) does not count as finished.
 bool FrameIsFinished(const std::string& path);
 
+// The sidecar beside a frame that a fallback drew (the software path where the GL path was
+// asked for): "<frame>.fallback", holding why. A resumed render where GL runs draws it again.
+std::string FallbackMarkPath(const std::string& framePath);
+bool DrawnByFallback(const std::string& framePath);
+
 }  // namespace tv::cli

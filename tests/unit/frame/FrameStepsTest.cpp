@@ -105,6 +105,31 @@ TEST(ImageOutput, FramePatterns) {
     // A run longer than any fixed buffer still pads every frame to its own name.
     EXPECT_EQ(FramePath("f_" + std::string(40, '#') + ".png", 7, true),
               "f_" + std::string(39, '0') + "7.png");
+    // Every run, and the printf and $F styles.
+    EXPECT_EQ(FramePath("r##/f_####.png", 7, true), "r07/f_0007.png");
+    EXPECT_EQ(FramePath("f_%04d.png", 7, true), "f_0007.png");
+    EXPECT_EQ(FramePath("f_%d.png", 1234, true), "f_1234.png");
+    EXPECT_EQ(FramePath("f_$F4.png", 7, true), "f_0007.png");
+    EXPECT_EQ(FramePath("f_$F.png", 7, true), "f_7.png");
+    EXPECT_EQ(FramePath("100%%_%02d.png", 7, true), "100%_07.png");
+    EXPECT_EQ(FramePath("100%%.png", 7, true), "100%_0007.png");
+}
+
+TEST(ImageOutput, MalformedOrMixedPatternsAreRefused) {
+    using standalone::FramePatternProblem;
+    EXPECT_EQ(FramePatternProblem("f_%04d.png"), "");
+    EXPECT_EQ(FramePatternProblem("f_%04x.png"),
+              "\"%04x\" is not a frame number; write #### (one digit a '#'), %04d, %d, $F4 or $F "
+              "(and %% for a percent sign)");
+    EXPECT_NE(FramePatternProblem("f_%4d.png"), "");  // spaces in a file name
+    EXPECT_NE(FramePatternProblem("f_%.png"), "");
+    EXPECT_NE(FramePatternProblem("f_$Frame.png"), "");
+    EXPECT_NE(FramePatternProblem("f_$F0.png"), "");
+    EXPECT_NE(FramePatternProblem("f_%099d.png"), "");
+    EXPECT_EQ(FramePatternProblem("f_####_%04d.png"),
+              "\"%04d\" mixes frame-number styles with \"####\"; use one style: ####, %04d or "
+              "$F4");
+    EXPECT_THROW(standalone::FramePath("f_#_$F2.png", 1, true), std::invalid_argument);
 }
 
 TEST(ImageOutput, WritesAtomicallyAndRefusesUnknownFormats) {
