@@ -160,6 +160,8 @@ class Studio {
         this.pendingShow = {version: answer.version, started};
         this.setStatus('');
         ok = true;
+        // The new frame is asked for at once, while the state comes.
+        if (!this.queue.length) this.viewer.show();
       } catch (e) {
         this.report(e);
       }

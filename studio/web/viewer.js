@@ -15,6 +15,7 @@ export class Viewer {
     this.wanted = '';        // key of the frame the viewer should show
     this.shown = '';         // key of the frame it shows
     this.controller = null;  // the fetch of the wanted frame
+    this.fetching = '';      // its key
     this.prefetching = false;
     this.onshown = null;     // (key, milliseconds since it was wanted) after a frame is drawn
   }
@@ -53,9 +54,11 @@ export class Viewer {
     this.wanted = key;
     const kept = this.cache.get(key);
     if (kept) return this.draw(kept, key);
+    if (this.controller && this.fetching === key) return;  // already on its way
     if (this.controller) this.controller.abort();
     const controller = new AbortController();
     this.controller = controller;
+    this.fetching = key;
     const started = performance.now();
     try {
       const bitmap = await this.fetchFrame(s.version, s.comp, s.frame, s.scale, controller.signal);
@@ -63,7 +66,10 @@ export class Viewer {
     } catch (e) {
       if (e.name !== 'AbortError') s.report(e);
     } finally {
-      if (this.controller === controller) this.controller = null;
+      if (this.controller === controller) {
+        this.controller = null;
+        this.fetching = '';
+      }
     }
   }
 

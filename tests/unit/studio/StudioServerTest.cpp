@@ -5,6 +5,8 @@
 #include <httplib.h>
 #include <nlohmann/json.hpp>
 
+#include <fmt/format.h>
+
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -83,10 +85,12 @@ TEST(StudioServer, EveryRequestWithoutTheTokenIsRefused) {
     Folder folder;
     Running s(Options(folder));
     auto c = s.client();
-    for (const std::string path :
-         {"/", "/api/state", "/index.html", "/app.js", "/" + std::string(32, '0') + "/api/state",
-          "/" + s.server.token().substr(0, 31) + "/api/state",
-          "/" + s.server.token() + "x/api/state"}) {
+    const std::string token = s.server.token();
+    for (const std::string& path :
+         std::vector<std::string>{"/", "/api/state", "/index.html", "/app.js",
+                                  fmt::format("/{}/api/state", std::string(32, '0')),
+                                  fmt::format("/{}/api/state", token.substr(0, 31)),
+                                  fmt::format("/{}x/api/state", token)}) {
         const auto r = c.Get(path.c_str());
         EXPECT_EQ(Status(r), 403) << path;
         EXPECT_NE(Error(r).find("token"), std::string::npos) << path;
@@ -100,8 +104,8 @@ TEST(StudioServer, AnotherHostNameIsRefused) {
     Running s(Options(folder));
     auto c = s.client();
     const std::string port = std::to_string(s.server.port());
-    for (const std::string host :
-         {"example.com:" + port, "127.0.0.1", "evil.localhost:" + port, "127.0.0.1:1", ""}) {
+    for (const std::string& host : std::vector<std::string>{
+             "example.com:" + port, "127.0.0.1", "evil.localhost:" + port, "127.0.0.1:1", ""}) {
         const auto r = c.Get(s.path("api/state").c_str(), {{"Host", host}});
         EXPECT_EQ(Status(r), 403) << host;
     }
@@ -115,8 +119,9 @@ TEST(StudioServer, ACrossOriginRequestIsRefusedAndChangesNothing) {
     const uint64_t before = Version(s);
     const std::string edit = R"({"op": "setParam", "comp": 0, "layer": 0, "effect": 3,
                                  "param": 2, "value": 99})";
-    for (const std::string origin : {"http://example.com", "null", "http://127.0.0.1",
-                                     "https://127.0.0.1:" + std::to_string(s.server.port())}) {
+    for (const std::string& origin :
+         std::vector<std::string>{"http://example.com", "null", "http://127.0.0.1",
+                                  "https://127.0.0.1:" + std::to_string(s.server.port())}) {
         const auto r =
             c.Post(s.path("api/edit").c_str(), {{"Origin", origin}}, edit, "application/json");
         EXPECT_EQ(Status(r), 403) << origin;

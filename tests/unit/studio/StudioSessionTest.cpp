@@ -49,7 +49,8 @@ Json Params(const Session& s, size_t e) {
 
 // The state's entry for parameter `index` of effect `e` of the first layer.
 Json ParamState(const Session& s, size_t e, int index, double seconds = 0) {
-    for (const Json& p : s.state(seconds)["comps"][0]["layers"][0]["effects"][e]["params"])
+    const Json state = s.state(seconds);
+    for (const Json& p : state["comps"][0]["layers"][0]["effects"][e]["params"])
         if (p["index"] == index) return p;
     return Json();
 }
@@ -152,7 +153,9 @@ TEST(StudioSession, UndoAndRedoWalkTheDocumentsStatesAndADragIsOneStep) {
 TEST(StudioSession, APopupHidesWhatItsRuleHides) {
     Copy copy;
     Session s({copy.doc.string(), {}}, Tables());
-    EXPECT_FALSE(ParamState(s, 1, 11)["hidden"].get<bool>());  // "Sphere Radius"
+    // The rule hides the group of the primitive not chosen.
+    EXPECT_FALSE(ParamState(s, 1, 10)["hidden"].get<bool>());  // the "Sphere" group
+    EXPECT_TRUE(ParamState(s, 1, 2)["hidden"].get<bool>());    // the "Cube" group
     s.edit({{"op", "setParam"},
             {"comp", 0},
             {"layer", 0},
@@ -160,15 +163,17 @@ TEST(StudioSession, APopupHidesWhatItsRuleHides) {
             {"param", 1},
             {"value", "Cube"},
             {"time", 0}});
-    EXPECT_TRUE(ParamState(s, 1, 11)["hidden"].get<bool>());
-    EXPECT_FALSE(ParamState(s, 1, 6)["hidden"].get<bool>());  // "Cube Width"
+    EXPECT_TRUE(ParamState(s, 1, 10)["hidden"].get<bool>());
+    EXPECT_FALSE(ParamState(s, 1, 2)["hidden"].get<bool>());
     // As a host that loads the same document says.
     standalone::EmbeddedHost host;
     standalone::LoadDocumentText(s.text(), copy.doc.string(), host);
     const auto& instance = *host.project().comps[0]->layers[0]->effects[1];
     for (size_t i = 1; i < instance.params.size(); ++i) {
         const Json p = ParamState(s, 1, int(i));
-        if (!p.is_null()) EXPECT_EQ(p["hidden"].get<bool>(), instance.params[i].hidden) << i;
+        if (!p.is_null()) {
+            EXPECT_EQ(p["hidden"].get<bool>(), instance.params[i].hidden) << i;
+        }
     }
 }
 
