@@ -138,6 +138,28 @@ void AddRoutes(httplib::Server& http, const std::string& prefix, Session& sessio
                   Send(res, session.save(path));
               }));
 
+    // POST api/export-svg {"comp", "layer" (a name; "" the first carrying "Tavrin"), "frame",
+    // "sequence", "path"}: the "Export SVG" button pressed, its dialog answered with the path
+    // -> {"path", "layer"}.
+    http.Post(prefix + "/api/export-svg",
+              Guarded([&session](const httplib::Request& req, httplib::Response& res) {
+                  const Json body = BodyObject(req);
+                  if (!body.contains("path") || !body["path"].is_string())
+                      throw StudioError(400, "the body needs \"path\", the .svg file");
+                  const Json layer = body.value("layer", Json(""));
+                  const Json comp = body.value("comp", Json(0)),
+                             frame = body.value("frame", Json(0));
+                  const Json sequence = body.value("sequence", Json(false));
+                  if (!layer.is_string() || !comp.is_number_integer() ||
+                      !frame.is_number_integer() || !sequence.is_boolean())
+                      throw StudioError(400,
+                                        "\"layer\" is a name, \"comp\" and \"frame\" "
+                                        "whole numbers, \"sequence\" true or false");
+                  Send(res, session.exportSvg(comp.get<int32_t>(), layer.get<std::string>(),
+                                              frame.get<int64_t>(), sequence.get<bool>(),
+                                              body["path"].get<std::string>()));
+              }));
+
     // GET api/files?dir=D: the folder D (relative to the document's) for the page's file
     // dialogs; 403 outside the allowed folders (Session::listFolder).
     http.Get(prefix + "/api/files",

@@ -12,6 +12,7 @@
 #include "standalone/CompRenderer.h"
 #include "standalone/Document.h"
 #include "standalone/DocumentWriter.h"
+#include "standalone/SvgExport.h"
 #include "standalone/WholeFile.h"
 #include "studio/DocumentEdits.h"
 #include "studio/EffectWrites.h"
@@ -299,6 +300,32 @@ Json Session::save(const std::string& path) {
     std::lock_guard lock(mutex_);
     current_ = std::move(next);
     return {{"path", target}, {"version", current_->version}};
+}
+
+Json Session::exportSvg(int32_t compIndex, const std::string& layer, int64_t frame, bool sequence,
+                        const std::string& path) {
+    const std::string target = resolve(path);
+    if (fs::path(target).extension() != ".svg")
+        throw StudioError(400, "an SVG export is written to a .svg file");
+    const auto s = current();
+    if (!s->host) throw StudioError(409, "the document does not load: there is nothing to export");
+    auto& comps = s->host->project().comps;
+    if (compIndex < 0 || size_t(compIndex) >= comps.size())
+        throw StudioError(400, "there is no comp " + std::to_string(compIndex));
+    standalone::SvgExportOptions options;
+    options.layer = layer;
+    options.frame = frame;
+    options.sequence = sequence;
+    std::lock_guard render(renderMutex_);
+    std::lock_guard lock(s->hostMutex);
+    s->host->setDownsample(PF_RationalScale{1, 1});
+    try {
+        const standalone::SvgExportReport report =
+            standalone::ExportSvgFile(*s->host, *comps[size_t(compIndex)], options, target);
+        return {{"path", target}, {"layer", report.layer}};
+    } catch (const std::exception& e) {
+        throw StudioError(422, e.what());
+    }
 }
 
 std::string Session::resolve(const std::string& path) const {

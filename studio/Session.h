@@ -60,6 +60,12 @@ class Session {
     // drawn, and one whose version went old while it was drawn is dropped.
     Frame frame(uint64_t version, int32_t comp, int64_t frame, int32_t scale);
 
+    // Presses the "Export SVG" button of layer `layer`'s "Tavrin" effect (empty: the first layer
+    // carrying it) with its dialog answered by `path` (a .svg file inside the allowed folders):
+    // frame `frame`, or with `sequence` every frame as one animated file. At full resolution.
+    // Returns {"path", "layer"}; StudioError 422 with the reason when nothing was written.
+    Json exportSvg(int32_t comp, const std::string& layer, int64_t frame, bool sequence,
+                   const std::string& path);
     // A folder inside the allowed ones, for the page's file dialogs: {"dir": relative to the
     // document's folder ("" for it), "parent" when there is one to go up to, "entries":
     // [{"name", "folder"}]}. Hidden files are left out.

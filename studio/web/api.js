@@ -35,6 +35,7 @@ export const api = {
   undo: () => call('POST', 'api/undo', {}),
   redo: () => call('POST', 'api/redo', {}),
   save: (path) => call('POST', 'api/save', path ? {path} : {}),
+  exportSvg: (request) => call('POST', 'api/export-svg', request),
   files: (dir) => call('GET', `api/files?dir=${encodeURIComponent(dir || '')}`),
   // The frame as a Response (image/png), or an ApiError; 409 when the version went old.
   frame: (q, signal) => call('GET',

@@ -250,8 +250,26 @@ class Studio {
     canvas.addEventListener('pointerup', up, {once: true});
   }
 
-  pressButton(row, at, label) {
-    this.setStatus(`"${label}" is not answered by this studio yet`, true);
+  // A button answered through a dialog in the page: "Export SVG" asks for the file (and
+  // whether to write every frame as one animated file). Others are not answered yet.
+  async pressButton(row, at, label) {
+    if (row.name !== 'Export SVG') {
+      this.setStatus(`"${label}" is not answered by this studio yet`, true);
+      return;
+    }
+    const sequence = el('input', {type: 'checkbox', id: 'svg-sequence'});
+    const path = await this.files.ask({
+      title: 'Export SVG', note: 'The frame as vector shapes, in a .svg file.',
+      suggestion: `${this.layerState?.name || 'frame'}.svg`, filter: '.svg',
+      extra: [el('label', {}, sequence, ' every frame, as one animated file')]});
+    if (!path) return;
+    try {
+      const answer = await api.exportSvg({comp: at.comp, layer: this.layerState?.name || '',
+                                          frame: this.frame, sequence: sequence.checked, path});
+      this.setStatus(`exported ${answer.path}`);
+    } catch (e) {
+      this.report(e);
+    }
   }
 
   wire() {

@@ -4,6 +4,7 @@
 // latest change wins.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -221,6 +222,42 @@ TEST(StudioSession, WithoutADocumentItStartsFromAnEmptyComp) {
     s.edit({{"op", "addEffect"}, {"comp", 0}, {"layer", 0}, {"name", "Tavrin"}});
     EXPECT_EQ(s.state(0)["comps"][0]["layers"][0]["effects"][0]["name"], "Tavrin");
     EXPECT_THROW(s.save(""), StudioError);  // no file yet: Save As
+}
+
+TEST(StudioSession, AToolkitMenuAddsItsEffectToTheDocumentAndReadsNoneAgain) {
+    Copy copy;
+    Session s({copy.doc.string(), {}}, Tables());
+    s.edit({{"op", "addEffect"}, {"comp", 0}, {"layer", 0}, {"name", "Tavrin Toolkit"}});
+    s.edit({{"op", "setParam"},
+            {"comp", 0},
+            {"layer", 0},
+            {"effect", 4},
+            {"param", 2},
+            {"value", "Noise"},
+            {"time", 0}});
+    const Json effects = Json::parse(s.text())["comps"][0]["layers"][0]["effects"];
+    std::vector<std::string> names;
+    for (const Json& e : effects) names.push_back(e["effect"].get<std::string>());
+    EXPECT_EQ(std::count(names.begin(), names.end(), "Tavrin Noise Effector"), 1);
+    // The menu is back at "None", so loading the document again adds nothing more.
+    const Json toolkit =
+        effects[std::find(names.begin(), names.end(), "Tavrin Toolkit") - names.begin()];
+    EXPECT_FALSE(toolkit.contains("params")) << toolkit.dump();
+    EXPECT_EQ(s.state(0)["comps"][0]["layers"][0]["effects"].size(), effects.size());
+}
+
+TEST(StudioSession, ExportSvgWritesTheFileItsDialogIsGiven) {
+    Copy copy;
+    Session s({copy.doc.string(), {}}, Tables());
+    const Json answer = s.exportSvg(0, "", 0, false, "frame.svg");
+    EXPECT_EQ(answer["layer"], "Network");
+    const std::string svg = ReadFile(copy.folder / "frame.svg");
+    EXPECT_NE(svg.find("<svg"), std::string::npos);
+    EXPECT_NE(svg.find("<line"), std::string::npos);
+    EXPECT_THROW(s.exportSvg(0, "", 0, false, "../frame.svg"), StudioError);
+    EXPECT_THROW(s.exportSvg(0, "", 0, false, "frame.png"), StudioError);
+    EXPECT_THROW(s.exportSvg(0, "No Such Layer", 0, false, "other.svg"), StudioError);
+    EXPECT_FALSE(fs::exists(copy.folder / "other.svg"));
 }
 
 }  // namespace
