@@ -3,7 +3,8 @@
 // the viewer's pixels with `tavrin render` of the document saved with that value; switches
 // "Primitive Type" and checks that exactly the parameters `tavrin info` says the effect hides
 // are hidden; sets two keys and scrubs between them; undoes and redoes; saves, reloads and
-// compares the file with `tavrin save`; plays from the frame cache. Screenshots of each panel
+// compares the file with `tavrin save`; plays from the frame cache; exports an SVG through the
+// page's dialog; adds an effect through a Toolkit menu. Screenshots of each panel
 // and the timings (docs/PERFORMANCE.md) are written to the artefacts folder and kept.
 //
 // node studio-test.mjs --tavrin PATH --examples DIR --out DIR
@@ -285,6 +286,32 @@ try {
   check(timings.playbackFps > 20, 'playback from the cache keeps near the comp\'s rate',
         `${timings.playbackFps.toFixed(1)} fps`);
   await settled();
+
+  // ---- Export SVG, answered through the page's dialog ------------------------------------
+  await page.click(`section.effect[data-name="Tavrin"] .param[data-name="Export SVG"] button`);
+  await page.waitForSelector('#file-dialog[open]');
+  await shoot('dialog-export-svg', '#file-dialog');
+  await page.$eval('#file-dialog-path', (i) => { i.value = 'exported.svg'; });
+  await page.click('#file-dialog-ok');
+  await page.waitForFunction(() => document.getElementById('status').textContent.startsWith('exported'));
+  const svg = fs.existsSync(path.join(work, 'exported.svg'))
+      ? fs.readFileSync(path.join(work, 'exported.svg'), 'utf8') : '';
+  check(svg.includes('<svg') && svg.includes('<line'), 'Export SVG writes the file its dialog names',
+        `${svg.length} bytes`);
+
+  // ---- the Toolkit adds an effect --------------------------------------------------------
+  await page.select('#new-effect', 'Tavrin Toolkit');
+  await clickAndSettle('#add-effect');
+  const toolkit = 'section.effect[data-name="Tavrin Toolkit"]';
+  const beforeVersion = await page.evaluate(() => window.studio.version);
+  await page.select(`${param(toolkit, 'Add Effector')} select`, '2');  // Noise
+  await page.waitForFunction((v) => window.studio.version !== v, {polling: 50}, beforeVersion);
+  await settled();
+  const stack = await page.$$eval('section.effect', (e) => e.map((x) => x.dataset.name));
+  const menu = await page.$eval(`${param(toolkit, 'Add Effector')} select`, (s) => s.value);
+  check(stack.includes('Tavrin Noise Effector') && menu === '1',
+        'a Toolkit menu adds its effect and reads "None" again', `${stack.join(', ')}; menu ${menu}`);
+  await shoot('controls-toolkit', '#controls-panel');
   await shoot('studio-end', null);
   check(pageErrors.length === 0, 'the page raised no error', pageErrors.join('; '));
 } catch (e) {
