@@ -48,9 +48,10 @@ const url = await new Promise((resolve, reject) => {
   setTimeout(() => reject(new Error('tavrin studio printed no address')), 30000 * slow);
 });
 
+const profile = fs.mkdtempSync(path.join(os.tmpdir(), 'studio-chromium-'));
 const browser = await puppeteer.launch({
   executablePath: process.env.CHROMIUM || '/usr/bin/chromium',
-  userDataDir: fs.mkdtempSync(path.join(os.tmpdir(), 'studio-chromium-')),
+  userDataDir: profile,
   args: ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
          '--disable-background-networking', '--disable-component-update', '--disable-sync',
          '--force-color-profile=srgb'],
@@ -410,6 +411,7 @@ try {
     await ended;
   }
   fs.rmSync(work, {recursive: true, force: true});
+  fs.rmSync(profile, {recursive: true, force: true});
 }
 console.log(`artefacts in ${out}`);
 console.log(`${passed} passed, ${failed} failed`);
