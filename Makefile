@@ -45,7 +45,7 @@ bench: configure
 	./$(BUILD)/bench/tavrin_bench $(foreach arg,$(BENCH_ARGS),'$(arg)')
 
 format:
-	find host standalone cli sources effectors renderers engines params resources main imageio tests bench fuzz \
+	find host standalone cli studio sources effectors renderers engines params resources main imageio tests bench fuzz \
 	  -name '*.cpp' -o -name '*.h' | xargs clang-format -i
 
 clean:

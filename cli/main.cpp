@@ -9,6 +9,7 @@
 #include "cli/InfoCommand.h"
 #include "cli/RenderCommand.h"
 #include "cli/SaveCommand.h"
+#include "cli/StudioCommand.h"
 #include "cli/Print.h"
 #include "cli/ValidateCommand.h"
 #include "cli/VersionText.h"
@@ -177,6 +178,21 @@ int main(int argc, char** argv) {
                      "frames per second of the sequence, a whole number (default: the comp's)")
         ->check(CLI::Range(1, 1000));
 
+    tv::cli::StudioCommandOptions studioOptions;
+    auto* studio = app.add_subcommand(
+        "studio",
+        "Open a document in the studio: effect controls, viewer and timeline in the "
+        "browser, served on 127.0.0.1");
+    studio->add_option("document", studioOptions.document,
+                       "the composition document (JSON); a file that does not exist yet is "
+                       "made there on saving; none starts from an empty comp");
+    studio->add_option("--port", studioOptions.port, "the port (default: any free one)")
+        ->check(CLI::Range(0, 65535));
+    studio->add_flag("--open", studioOptions.open, "open the address in the desktop's browser");
+    studio->add_option("--allow-dir", studioOptions.allowDirs,
+                       "a folder the studio may also read and write besides the document's "
+                       "(repeatable)");
+
     for (CLI::App* command : app.get_subcommands({})) RefuseControlCharacters(*command);
 
     try {
@@ -203,6 +219,8 @@ int main(int argc, char** argv) {
                                            strict);
     if (info->parsed()) return tv::cli::RunInfoCommand(infoDocument, infoJson);
     if (save->parsed()) return tv::cli::RunSaveCommand(saveDocument, saveOutput);
+
+    if (studio->parsed()) return tv::cli::RunStudioCommand(studioOptions);
 
     if (effects->parsed()) return tv::cli::RunEffectsCommand(effectName, effectsJson);
     if (render->parsed()) return tv::cli::RunRenderCommand(renderOptions);

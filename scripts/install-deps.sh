@@ -1,5 +1,7 @@
 #!/usr/bin/env bash
-# Installs every library Tavrin builds against, from Debian's packages.
+# Installs every library Tavrin builds against, from Debian's packages, and the studio's browser
+# test's tools: Debian's Chromium, and puppeteer-core from the npm registry at the version
+# tests/studio/package-lock.json holds (npm ci; never a browser download).
 # With --slurm, also a Slurm controller, node daemon, client and MUNGE, which the farm test
 # (tests/integration/slurm-test.sh) starts as a one-node cluster. With --fuzz, also clang and
 # its libFuzzer runtime for the fuzzing build (make fuzz).
@@ -19,7 +21,12 @@ packages=(
   libcairo2-dev
   librsvg2-bin
   clang-format
+  libcpp-httplib-dev
+  chromium
 )
+# Node.js and npm for the browser test: the machine's own when it has them, else Debian's.
+command -v node >/dev/null 2>&1 || packages+=(nodejs)
+command -v npm >/dev/null 2>&1 || packages+=(npm)
 for option in "$@"; do
   case $option in
     --slurm) packages+=(slurmctld slurmd slurm-client munge) ;;
@@ -35,13 +42,20 @@ for p in "${packages[@]}"; do
   fi
 done
 
-if [ ${#missing[@]} -eq 0 ]; then
-  exit 0
+if [ ${#missing[@]} -gt 0 ]; then
+  echo "install-deps: installing ${missing[*]}"
+  sudo_cmd=()
+  if [ "$(id -u)" -ne 0 ]; then sudo_cmd=(sudo); fi
+  export DEBIAN_FRONTEND=noninteractive
+  "${sudo_cmd[@]}" apt-get update -qq
+  "${sudo_cmd[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"
 fi
 
-echo "install-deps: installing ${missing[*]}"
-sudo_cmd=()
-if [ "$(id -u)" -ne 0 ]; then sudo_cmd=(sudo); fi
-export DEBIAN_FRONTEND=noninteractive
-"${sudo_cmd[@]}" apt-get update -qq
-"${sudo_cmd[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"
+# The browser test's npm packages, again only when the lock file changed since the last install
+# (so a machine that has them runs the tests offline).
+studio_tests="$(dirname "$0")/../tests/studio"
+stamp="$studio_tests/node_modules/.package-lock.json"
+if [ ! -f "$stamp" ] || [ "$studio_tests/package-lock.json" -nt "$stamp" ]; then
+  echo "install-deps: npm ci in tests/studio"
+  (cd "$studio_tests" && npm ci --no-audit --no-fund --loglevel=error)
+fi

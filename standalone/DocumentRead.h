@@ -1,7 +1,8 @@
 // Reading a composition document section by section: what the reader keeps while it walks (the
 // file, the host, the links by name and the user's actions settled once every comp is read), the
 // shared value readers whose errors name their place, and one reader per section and layer kind.
-// Used by the document loader only (standalone/Document.cpp and standalone/DocumentRead*.cpp).
+// Used by the document loader (standalone/Document.cpp and standalone/DocumentRead*.cpp); the
+// studio's edits find a parameter by its document key through FindParam.
 #pragma once
 
 #include <nlohmann/json.hpp>

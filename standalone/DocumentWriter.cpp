@@ -415,6 +415,15 @@ std::string SaveDocumentText(EmbeddedHost& host, const std::string& file) {
     return doc.dump(2) + "\n";
 }
 
+Json ParamUserValue(EmbeddedHost& host, const ParamSpec& spec, const PF_ParamDef& value,
+                    const Comp& comp) {
+    return ParamValue(Writer{host, {}}, spec, value, comp);
+}
+
+std::string ParamDocumentKey(const InstalledEffect& effect, const ParamSpec& spec) {
+    return ParamKey(effect, spec);
+}
+
 void SaveDocumentFile(EmbeddedHost& host, const std::string& file) {
     // Written whole beside the target and renamed, so that a failed save leaves the old file.
     WriteTextWhole(file, SaveDocumentText(host, file));

@@ -1,0 +1,264 @@
+// The studio's session: edits applied to the document's JSON and loaded again, keys set and
+// removed at a time, undo and redo (a drag one step), refusals that change nothing, a popup's
+// visibility rule as the host applies it, saving as `tavrin save` writes, and frames where the
+// latest change wins.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "standalone/Document.h"
+#include "standalone/DocumentWriter.h"
+#include "studio/Server.h"
+#include "studio/Session.h"
+#include "studio/StudioError.h"
+
+namespace tv::studio {
+namespace {
+
+namespace fs = std::filesystem;
+
+const EffectTables& Tables() {
+    static const EffectTables tables;
+    return tables;
+}
+
+struct Copy {
+    fs::path folder = fs::temp_directory_path() / ("tavrin-session-" + RandomToken());
+    fs::path doc = folder / "network.json";
+    Copy() {
+        fs::create_directories(folder);
+        fs::copy_file(fs::path(TAVRIN_TEST_DATA) / ".." / "examples" / "network.json", doc);
+    }
+    ~Copy() { fs::remove_all(folder); }
+};
+
+std::string ReadFile(const fs::path& p) {
+    std::ifstream in(p);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+// The "params" of effect `e` of the first layer, as the session holds them.
+Json Params(const Session& s, size_t e) {
+    return Json::parse(s.text())["comps"][0]["layers"][0]["effects"][e].value("params",
+                                                                              Json::object());
+}
+
+// The state's entry for parameter `index` of effect `e` of the first layer.
+Json ParamState(const Session& s, size_t e, int index, double seconds = 0) {
+    const Json state = s.state(seconds);
+    for (const Json& p : state["comps"][0]["layers"][0]["effects"][e]["params"])
+        if (p["index"] == index) return p;
+    return Json();
+}
+
+Json SetDistance(double v) {
+    return {{"op", "setParam"}, {"comp", 0},  {"layer", 0},
+            {"effect", 3},      {"param", 2}, {"value", v}};
+}
+
+TEST(StudioSession, AnEditIsWrittenIntoTheDocumentUnderTheKeyItAlreadyUses) {
+    Copy copy;
+    Session s({copy.doc.string(), {}}, Tables());
+    const uint64_t v = s.version();
+    EXPECT_GT(s.edit(SetDistance(120)), v);
+    EXPECT_EQ(Params(s, 3)["Maximum Distance"], 120);
+    EXPECT_EQ(ParamState(s, 3, 2)["value"], 120.0);
+    // "#2" addresses the same parameter: it is the key the edit keeps.
+    Json doc = Json::parse(s.text());
+    doc["comps"][0]["layers"][0]["effects"][3]["params"].erase("Maximum Distance");
+    doc["comps"][0]["layers"][0]["effects"][3]["params"]["#2"] = 80;
+    s.replaceText(doc.dump());
+    s.edit(SetDistance(90));
+    EXPECT_EQ(Params(s, 3)["#2"], 90);
+    EXPECT_FALSE(Params(s, 3).contains("Maximum Distance"));
+}
+
+TEST(StudioSession, ARefusedEditChangesNothing) {
+    Copy copy;
+    Session s({copy.doc.string(), {}}, Tables());
+    const std::string text = s.text();
+    const uint64_t v = s.version();
+    try {
+        s.edit(SetDistance(-5));
+        FAIL() << "a distance below the valid range loaded";
+    } catch (const StudioError& e) {
+        EXPECT_EQ(e.status(), 422);
+        EXPECT_EQ(e.jsonPath(), "$.comps[0].layers[0].effects[3].params.Maximum Distance");
+    }
+    EXPECT_THROW(s.edit({{"op", "setParam"},
+                         {"comp", 0},
+                         {"layer", 4},
+                         {"effect", 0},
+                         {"param", 1},
+                         {"value", 1}}),
+                 StudioError);
+    EXPECT_EQ(s.text(), text);
+    EXPECT_EQ(s.version(), v);
+}
+
+TEST(StudioSession, KeysAreSetAndRemovedAtTheCurrentTime) {
+    Copy copy;
+    Session s({copy.doc.string(), {}}, Tables());
+    const Json at{{"comp", 0}, {"layer", 0}, {"effect", 1}, {"param", 21}};  // "Y Rotate"
+    ASSERT_EQ(Tables().find("Tavrin Primitives Object")->params[21].name, std::string("Y Rotate"));
+    Json op = at;
+    op["op"] = "setKey";
+    op["time"] = 0;
+    op["value"] = 25;
+    s.edit(op);
+    // Keyed: a change at another time is a second key there.
+    op = at;
+    op["op"] = "setParam";
+    op["time"] = 1;
+    op["value"] = 115;
+    s.edit(op);
+    EXPECT_EQ(Params(s, 1)["Y Rotate"]["keys"].size(), 2u);
+    EXPECT_EQ(ParamState(s, 1, 21, 0.5)["value"], 70.0);
+    EXPECT_EQ(ParamState(s, 1, 21)["keys"], Json::array({0.0, 1.0}));
+    op = at;
+    op["op"] = "removeKey";
+    op["time"] = 0;
+    s.edit(op);
+    op["time"] = 1;
+    s.edit(op);
+    // The last key gone, its value stays.
+    EXPECT_EQ(Params(s, 1)["Y Rotate"], 115);
+    EXPECT_THROW(s.edit(op), StudioError);
+}
+
+TEST(StudioSession, UndoAndRedoWalkTheDocumentsStatesAndADragIsOneStep) {
+    Copy copy;
+    Session s({copy.doc.string(), {}}, Tables());
+    const std::string start = s.text();
+    for (double v : {60.0, 50.0, 40.0}) {
+        Json op = SetDistance(v);
+        op["gesture"] = "drag-1";
+        s.edit(op);
+    }
+    s.edit(SetDistance(30));
+    s.undo();
+    EXPECT_EQ(Params(s, 3)["Maximum Distance"], 40);
+    s.undo();
+    EXPECT_EQ(s.text(), start);
+    EXPECT_THROW(s.undo(), StudioError);
+    s.redo();
+    EXPECT_EQ(Params(s, 3)["Maximum Distance"], 40);
+    EXPECT_TRUE(s.state(0)["canRedo"].get<bool>());
+}
+
+TEST(StudioSession, APopupHidesWhatItsRuleHides) {
+    Copy copy;
+    Session s({copy.doc.string(), {}}, Tables());
+    // The rule hides the group of the primitive not chosen.
+    EXPECT_FALSE(ParamState(s, 1, 10)["hidden"].get<bool>());  // the "Sphere" group
+    EXPECT_TRUE(ParamState(s, 1, 2)["hidden"].get<bool>());    // the "Cube" group
+    s.edit({{"op", "setParam"},
+            {"comp", 0},
+            {"layer", 0},
+            {"effect", 1},
+            {"param", 1},
+            {"value", "Cube"},
+            {"time", 0}});
+    EXPECT_TRUE(ParamState(s, 1, 10)["hidden"].get<bool>());
+    EXPECT_FALSE(ParamState(s, 1, 2)["hidden"].get<bool>());
+    // As a host that loads the same document says.
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(s.text(), copy.doc.string(), host);
+    const auto& instance = *host.project().comps[0]->layers[0]->effects[1];
+    for (size_t i = 1; i < instance.params.size(); ++i) {
+        const Json p = ParamState(s, 1, int(i));
+        if (!p.is_null()) {
+            EXPECT_EQ(p["hidden"].get<bool>(), instance.params[i].hidden) << i;
+        }
+    }
+}
+
+TEST(StudioSession, SavingWritesWhatTavrinSaveWrites) {
+    Copy copy;
+    Session s({copy.doc.string(), {}}, Tables());
+    s.edit(SetDistance(45));
+    EXPECT_FALSE(s.state(0)["saved"].get<bool>());
+    const Json answer = s.save("");
+    EXPECT_EQ(answer["path"], copy.doc.string());
+    EXPECT_TRUE(s.state(0)["saved"].get<bool>());
+    const std::string written = ReadFile(copy.doc);
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentFile(copy.doc.string(), host);
+    EXPECT_EQ(written, standalone::SaveDocumentText(host, copy.doc.string()));
+    EXPECT_EQ(
+        Json::parse(written)["comps"][0]["layers"][0]["effects"][3]["params"]["Maximum Distance"],
+        45);
+}
+
+TEST(StudioSession, AFrameOfAnOldVersionIsNotDrawn) {
+    Copy copy;
+    Session s({copy.doc.string(), {}}, Tables());
+    const uint64_t old = s.version();
+    const Session::Frame first = s.frame(old, 0, 0, 4);
+    EXPECT_FALSE(first.stale);
+    EXPECT_EQ(first.png.substr(1, 3), "PNG");
+    s.edit(SetDistance(20));
+    const Session::Frame stale = s.frame(old, 0, 0, 4);
+    EXPECT_TRUE(stale.stale);
+    EXPECT_TRUE(stale.png.empty());
+    EXPECT_EQ(stale.version, s.version());
+    EXPECT_FALSE(s.frame(s.version(), 0, 0, 4).stale);
+    EXPECT_THROW(s.frame(s.version(), 0, 60, 4), StudioError);
+    EXPECT_THROW(s.frame(s.version(), 0, 0, 5), StudioError);
+}
+
+TEST(StudioSession, WithoutADocumentItStartsFromAnEmptyComp) {
+    Session s({"", {}}, Tables());
+    const Json state = s.state(0);
+    EXPECT_TRUE(state["document"].is_null());
+    ASSERT_EQ(state["comps"].size(), 1u);
+    EXPECT_TRUE(state["comps"][0]["layers"].empty());
+    s.edit({{"op", "addLayer"}, {"comp", 0}, {"kind", "solid"}, {"name", "Network"}});
+    s.edit({{"op", "addEffect"}, {"comp", 0}, {"layer", 0}, {"name", "Tavrin"}});
+    EXPECT_EQ(s.state(0)["comps"][0]["layers"][0]["effects"][0]["name"], "Tavrin");
+    EXPECT_THROW(s.save(""), StudioError);  // no file yet: Save As
+}
+
+TEST(StudioSession, AToolkitMenuAddsItsEffectToTheDocumentAndReadsNoneAgain) {
+    Copy copy;
+    Session s({copy.doc.string(), {}}, Tables());
+    s.edit({{"op", "addEffect"}, {"comp", 0}, {"layer", 0}, {"name", "Tavrin Toolkit"}});
+    s.edit({{"op", "setParam"},
+            {"comp", 0},
+            {"layer", 0},
+            {"effect", 4},
+            {"param", 2},
+            {"value", "Noise"},
+            {"time", 0}});
+    const Json effects = Json::parse(s.text())["comps"][0]["layers"][0]["effects"];
+    std::vector<std::string> names;
+    for (const Json& e : effects) names.push_back(e["effect"].get<std::string>());
+    EXPECT_EQ(std::count(names.begin(), names.end(), "Tavrin Noise Effector"), 1);
+    // The menu is back at "None", so loading the document again adds nothing more.
+    const Json toolkit =
+        effects[std::find(names.begin(), names.end(), "Tavrin Toolkit") - names.begin()];
+    EXPECT_FALSE(toolkit.contains("params")) << toolkit.dump();
+    EXPECT_EQ(s.state(0)["comps"][0]["layers"][0]["effects"].size(), effects.size());
+}
+
+TEST(StudioSession, ExportSvgWritesTheFileItsDialogIsGiven) {
+    Copy copy;
+    Session s({copy.doc.string(), {}}, Tables());
+    const Json answer = s.exportSvg(0, "", 0, false, "frame.svg");
+    EXPECT_EQ(answer["layer"], "Network");
+    const std::string svg = ReadFile(copy.folder / "frame.svg");
+    EXPECT_NE(svg.find("<svg"), std::string::npos);
+    EXPECT_NE(svg.find("<line"), std::string::npos);
+    EXPECT_THROW(s.exportSvg(0, "", 0, false, "../frame.svg"), StudioError);
+    EXPECT_THROW(s.exportSvg(0, "", 0, false, "frame.png"), StudioError);
+    EXPECT_THROW(s.exportSvg(0, "No Such Layer", 0, false, "other.svg"), StudioError);
+    EXPECT_FALSE(fs::exists(copy.folder / "other.svg"));
+}
+
+}  // namespace
+}  // namespace tv::studio
