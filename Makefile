@@ -2,7 +2,7 @@
 BUILD ?= build
 JOBS ?= $(shell nproc)
 
-.PHONY: deps configure build demo test sanitize fuzz bench format clean
+.PHONY: deps configure build demo test sanitize fuzz bench format clean frei0r install-frei0r
 
 deps:
 	bash scripts/install-deps.sh
@@ -43,8 +43,15 @@ bench: configure
 	cmake --build $(BUILD) -j $(JOBS) --target tavrin_bench
 	./$(BUILD)/bench/tavrin_bench $(BENCH_ARGS)
 
+# The frei0r plug-ins (docs/hosts.md), and a copy in ~/.frei0r-1/lib where frei0r programs look.
+frei0r: configure
+	cmake --build $(BUILD) -j $(JOBS) --target frei0r
+install-frei0r: frei0r
+	mkdir -p $(HOME)/.frei0r-1/lib
+	cp $(BUILD)/hosts/frei0r/tavrin.so $(BUILD)/hosts/frei0r/tavrin_src.so $(HOME)/.frei0r-1/lib/
+
 format:
-	find host standalone cli sources effectors renderers engines params resources main imageio tests bench fuzz \
+	find host standalone cli sources effectors renderers engines params resources main imageio tests bench fuzz hosts \
 	  -name '*.cpp' -o -name '*.h' | xargs clang-format -i
 
 clean:

@@ -19,6 +19,9 @@ packages=(
   libcairo2-dev
   librsvg2-bin
   clang-format
+  frei0r-plugins-dev ffmpeg melt
+  pybind11-dev python3-pybind11 python3-dev python3-numpy python3-pytest python3-setuptools
+  python3-pip
 )
 for option in "$@"; do
   case $option in

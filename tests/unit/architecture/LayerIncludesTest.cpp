@@ -1,5 +1,5 @@
 // Every include of every product file goes to its own layer or one below. The table is the
-// build's own (cmake/Layers.cmake and cli/CMakeLists.txt), read here, so the test and the
+// build's own (cmake/Layers.cmake and the faces' CMakeLists.txt), read here, so the test and the
 // include paths the compiler gets cannot drift apart.
 #include <gtest/gtest.h>
 
@@ -66,7 +66,9 @@ std::vector<Layer> LayersOf(const fs::path& cmake) {
 std::vector<Layer> BuildLayers() {
     const fs::path root(TAVRIN_SOURCE_DIR);
     std::vector<Layer> layers = LayersOf(root / "cmake" / "Layers.cmake");
-    for (const Layer& l : LayersOf(root / "cli" / "CMakeLists.txt")) layers.push_back(l);
+    for (const char* faces :
+         {"cli/CMakeLists.txt", "hosts/frei0r/CMakeLists.txt"})
+        for (const Layer& l : LayersOf(root / faces)) layers.push_back(l);
     return layers;
 }
 
@@ -93,7 +95,7 @@ TEST(LayerIncludes, TheBuildNamesTheLayers) {
     std::set<std::string> folders;
     for (const Layer& l : layers) folders.insert(l.folders.begin(), l.folders.end());
     for (const char* f : {"host", "params", "engines", "sources", "effectors", "renderers", "main",
-                          "resources", "standalone", "cli", "cli/farm"})
+                          "resources", "standalone", "cli", "cli/farm", "hosts/frei0r"})
         EXPECT_TRUE(folders.count(f)) << f;
 }
 
