@@ -2,7 +2,7 @@
 BUILD ?= build
 JOBS ?= $(shell nproc)
 
-.PHONY: deps configure build demo test sanitize fuzz bench format clean frei0r install-frei0r
+.PHONY: deps configure build demo test sanitize fuzz bench format clean frei0r install-frei0r python
 
 deps:
 	bash scripts/install-deps.sh
@@ -50,8 +50,12 @@ install-frei0r: frei0r
 	mkdir -p $(HOME)/.frei0r-1/lib
 	cp $(BUILD)/hosts/frei0r/tavrin.so $(BUILD)/hosts/frei0r/tavrin_src.so $(HOME)/.frei0r-1/lib/
 
+# The Python module (docs/python.md): $(BUILD)/python/tavrin*.so, for PYTHONPATH=$(BUILD)/python.
+python: configure
+	cmake --build $(BUILD) -j $(JOBS) --target python
+
 format:
-	find host standalone cli sources effectors renderers engines params resources main imageio tests bench fuzz hosts \
+	find host standalone cli sources effectors renderers engines params resources main imageio tests bench fuzz hosts python \
 	  -name '*.cpp' -o -name '*.h' | xargs clang-format -i
 
 clean:

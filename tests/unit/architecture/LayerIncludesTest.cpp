@@ -67,7 +67,7 @@ std::vector<Layer> BuildLayers() {
     const fs::path root(TAVRIN_SOURCE_DIR);
     std::vector<Layer> layers = LayersOf(root / "cmake" / "Layers.cmake");
     for (const char* faces :
-         {"cli/CMakeLists.txt", "hosts/frei0r/CMakeLists.txt"})
+         {"cli/CMakeLists.txt", "hosts/frei0r/CMakeLists.txt", "python/CMakeLists.txt"})
         for (const Layer& l : LayersOf(root / faces)) layers.push_back(l);
     return layers;
 }
@@ -95,7 +95,7 @@ TEST(LayerIncludes, TheBuildNamesTheLayers) {
     std::set<std::string> folders;
     for (const Layer& l : layers) folders.insert(l.folders.begin(), l.folders.end());
     for (const char* f : {"host", "params", "engines", "sources", "effectors", "renderers", "main",
-                          "resources", "standalone", "cli", "cli/farm", "hosts/frei0r"})
+                          "resources", "standalone", "cli", "cli/farm", "hosts/frei0r", "python"})
         EXPECT_TRUE(folders.count(f)) << f;
 }
 
