@@ -2,7 +2,7 @@
 BUILD ?= build
 JOBS ?= $(shell nproc)
 
-.PHONY: deps configure build demo test sanitize fuzz bench format clean
+.PHONY: deps configure build demo test sanitize fuzz bench format clean frei0r install-frei0r python
 
 deps:
 	bash scripts/install-deps.sh
@@ -44,8 +44,19 @@ bench: configure
 	cmake --build $(BUILD) -j $(JOBS) --target tavrin_bench
 	./$(BUILD)/bench/tavrin_bench $(foreach arg,$(BENCH_ARGS),'$(arg)')
 
+# The frei0r plug-ins (docs/hosts.md), and a copy in ~/.frei0r-1/lib where frei0r programs look.
+frei0r: configure
+	cmake --build $(BUILD) -j $(JOBS) --target frei0r
+install-frei0r: frei0r
+	mkdir -p $(HOME)/.frei0r-1/lib
+	cp $(BUILD)/hosts/frei0r/tavrin.so $(BUILD)/hosts/frei0r/tavrin_src.so $(HOME)/.frei0r-1/lib/
+
+# The Python module (docs/python.md): $(BUILD)/python/tavrin*.so, for PYTHONPATH=$(BUILD)/python.
+python: configure
+	cmake --build $(BUILD) -j $(JOBS) --target python
+
 format:
-	find host standalone cli studio sources effectors renderers engines params resources main imageio tests bench fuzz \
+	find host standalone cli studio sources effectors renderers engines params resources main imageio tests bench fuzz hosts python \
 	  -name '*.cpp' -o -name '*.h' | xargs clang-format -i
 
 clean:

@@ -309,6 +309,7 @@ FloatImage CompRenderer::renderAtTime(const Comp& comp, const A_Time& time, int3
     for (auto it = comp.layers.rbegin(); it != comp.layers.rend(); ++it) {
         Layer& layer = **it;
         if (!layer.enabled || layer.is3D) continue;
+        if (depth == 0 && solo_ && &layer != solo_) continue;
         if (seconds < layer.inPoint || seconds >= layer.outPoint) continue;
         if (layer.kind != LayerKind::Solid && layer.kind != LayerKind::Image &&
             layer.kind != LayerKind::Precomp && layer.kind != LayerKind::Text)

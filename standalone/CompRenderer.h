@@ -27,6 +27,9 @@ class CompRenderer {
                             std::vector<std::string>& messages, int depth = 0);
 
     size_t cacheHits() const { return cacheHits_; }
+    // Composites only this layer of the rendered comp (null: every layer); the others stay in
+    // the comp for the effects to read.
+    void setSoloLayer(const Layer* layer) { solo_ = layer; }
 
   private:
     void fillSource(const Layer& layer, const A_Time& compTime, int32_t bitDepth, LayerWorld& world,
@@ -39,6 +42,7 @@ class CompRenderer {
     std::mutex cacheMutex_;
     std::map<std::tuple<uint64_t, uint64_t, int32_t>, WorldBytes> cache_;
     size_t cacheHits_ = 0;
+    const Layer* solo_ = nullptr;
 };
 
 // "Over" of a straight-alpha layer world onto a premultiplied frame at an integer offset.

@@ -1,6 +1,6 @@
 // Every include of every product file goes to its own layer or one below. The table is the
-// build's own (cmake/Layers.cmake, cli/CMakeLists.txt and studio/CMakeLists.txt), read here, so the
-// test and the include paths the compiler gets cannot drift apart.
+// build's own (cmake/Layers.cmake and the faces' CMakeLists.txt), read here, so the test and the
+// include paths the compiler gets cannot drift apart.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -66,8 +66,9 @@ std::vector<Layer> LayersOf(const fs::path& cmake) {
 std::vector<Layer> BuildLayers() {
     const fs::path root(TAVRIN_SOURCE_DIR);
     std::vector<Layer> layers = LayersOf(root / "cmake" / "Layers.cmake");
-    for (const char* file : {"cli/CMakeLists.txt", "studio/CMakeLists.txt"})
-        for (const Layer& l : LayersOf(root / file)) layers.push_back(l);
+    for (const char* faces : {"cli/CMakeLists.txt", "studio/CMakeLists.txt",
+                              "hosts/frei0r/CMakeLists.txt", "python/CMakeLists.txt"})
+        for (const Layer& l : LayersOf(root / faces)) layers.push_back(l);
     return layers;
 }
 
@@ -94,7 +95,7 @@ TEST(LayerIncludes, TheBuildNamesTheLayers) {
     std::set<std::string> folders;
     for (const Layer& l : layers) folders.insert(l.folders.begin(), l.folders.end());
     for (const char* f : {"host", "params", "engines", "sources", "effectors", "renderers", "main",
-                          "resources", "standalone", "cli", "cli/farm", "studio"})
+                          "resources", "standalone", "cli", "cli/farm", "studio", "hosts/frei0r", "python"})
         EXPECT_TRUE(folders.count(f)) << f;
 }
 
