@@ -1,33 +1,46 @@
 #include "standalone/CallTimes.h"
 
-#include <algorithm>
-#include <utility>
-#include <vector>
+#include <cstddef>
 
 namespace tv::standalone {
 
 namespace {
-thread_local std::vector<std::pair<uint64_t, A_Time>> tCallTimes;
+
+struct CallTime {
+    uint64_t instance;
+    A_Time time;
+};
+
+// A fixed array, so that the record has no destructor: a host torn down after this thread's
+// thread-local objects (a static host destroyed at exit) still calls its effects safely. Calls
+// nest far less deep than this (precomps stop at 32 levels); deeper ones go unrecorded, and their
+// instances read the time of their nearest recorded call.
+constexpr size_t kMostNested = 1024;
+thread_local CallTime tCalls[kMostNested];
+thread_local size_t tDepth = 0;
+
 }  // namespace
 
 CallTimeScope::CallTimeScope(uint64_t instance, const A_Time& time) {
-    tCallTimes.emplace_back(instance, time);
+    if (tDepth < kMostNested) tCalls[tDepth] = CallTime{instance, time};
+    ++tDepth;
 }
 
 CallTimeScope::~CallTimeScope() {
-    tCallTimes.pop_back();
+    --tDepth;
 }
 
 bool CurrentCallTime(uint64_t instance, A_Time& time) {
-    const auto call = std::find_if(tCallTimes.rbegin(), tCallTimes.rend(),
-                                   [instance](const auto& c) { return c.first == instance; });
-    if (call == tCallTimes.rend()) return false;
-    time = call->second;
-    return true;
+    for (size_t i = tDepth < kMostNested ? tDepth : kMostNested; i-- > 0;)
+        if (tCalls[i].instance == instance) {
+            time = tCalls[i].time;
+            return true;
+        }
+    return false;
 }
 
 uint64_t InnermostCallInstance() {
-    return tCallTimes.empty() ? 0 : tCallTimes.back().first;
+    return tDepth == 0 || tDepth > kMostNested ? 0 : tCalls[tDepth - 1].instance;
 }
 
 }  // namespace tv::standalone
