@@ -168,6 +168,23 @@ std::FILE* OpenLog(const std::string& path) {
     return file;
 }
 
+// What a movie cannot go with, refused before the document is read; returns the ffmpeg to run.
+std::string MovieChecks(const RenderOptions& options) {
+    if (!options.shard.empty() || options.shardFromEnv)
+        throw std::runtime_error("-o \"" + options.output +
+                                 "\": a movie is one file and cannot be split in shards; render "
+                                 "frames in shards (-o shot_####.png) and encode them after");
+    if (options.skipExisting)
+        throw std::runtime_error(
+            "--skip-existing: a movie is drawn whole; it goes with frames "
+            "(-o shot_####.png)");
+    if (!options.colorSpace.empty())
+        throw std::runtime_error(
+            "--colorspace: a movie holds sRGB, as its tags say; the option "
+            "goes with frames (.exr, .tif, .png)");
+    return standalone::FindFfmpeg(options.output);
+}
+
 }  // namespace
 
 double MemoryLimit(const std::string& text) {
@@ -198,11 +215,15 @@ int RunRenderCommand(const RenderOptions& options) {
         // What the options can refuse is refused before the document is read.
         const PF_RationalScale scale = ParseScale(options.scale);
         const std::string defaultExt = options.bitDepth == 32 ? ".exr" : ".png";
-        standalone::ChooseOutputFormat(
-            options.output.empty() ? "frame" + defaultExt : options.output, options.bitDepth);
+        const bool movie =
+            standalone::ChooseOutputFormat(
+                options.output.empty() ? "frame" + defaultExt : options.output, options.bitDepth)
+                .movie != nullptr;
+        // A movie's name is taken as it stands: it names one file, not frames.
         if (const std::string problem = standalone::FramePatternProblem(options.output);
-            !problem.empty())
+            !problem.empty() && !movie)
             throw std::runtime_error("-o \"" + options.output + "\": " + problem);
+        const std::string ffmpeg = movie ? MovieChecks(options) : std::string();
         standalone::Comp probe;
         ApplyBackground(options.background, probe);
         const ShardMode mode = ParseShardMode(options.shardMode);
@@ -251,6 +272,9 @@ int RunRenderCommand(const RenderOptions& options) {
             say(fmt::format("shard {}/{} ({}): {} of the {} selected frames", shard->index,
                             shard->count, ShardModeName(mode), plan.mine.size(),
                             plan.selected.size()));
+        if (movie && plan.mine.empty())
+            throw std::runtime_error("-o \"" + options.output +
+                                     "\": no frames are selected for the movie");
         const std::string pattern =
             options.output.empty()
                 ? "tavrin-out/" + PatternFreeName(comp.name) + "_####" + defaultExt
@@ -258,12 +282,14 @@ int RunRenderCommand(const RenderOptions& options) {
         const standalone::OutputFormat format =
             standalone::ChooseOutputFormat(pattern, options.bitDepth);
         // The files' colour space, resolved before drawing so that an unknown name draws nothing.
-        const standalone::FrameColor color{comp.workingSpace, options.colorSpace};
+        // Movies hold sRGB as their tags say; frames the space asked for.
+        const standalone::FrameColor color{comp.workingSpace,
+                                           movie ? std::string("sRGB") : options.colorSpace};
         const std::string fileSpace = standalone::FileColorSpace(format, color);
         const int32_t frameWidth = host.downsampled(comp.width);
         const int32_t frameHeight = host.downsampled(comp.height);
         // File names follow the whole selection, so every shard names its frames alike.
-        const bool numbered = plan.selected.size() > 1;
+        const bool numbered = plan.selected.size() > 1 && !movie;
 
         // Which effects of the comp cannot contribute yet: said plainly, never faked.
         std::set<std::string> unbuilt;
@@ -276,11 +302,17 @@ int RunRenderCommand(const RenderOptions& options) {
         for (const std::string& name : unbuilt)
             say(fmt::format("note: \"{}\" is not built yet and adds nothing to the frame", name));
 
+        // A movie's frames are drawn in a private folder beside it, where ffmpeg then writes it.
+        if (movie) standalone::RemoveStaleTemporaries(pattern);
+        const std::unique_ptr<standalone::PrivateFolderBeside> movieFolder(
+            movie ? new standalone::PrivateFolderBeside(pattern, "cannot write the movie ")
+                  : nullptr);
         std::vector<FrameRecord> records(plan.mine.size());
         std::vector<size_t> todo;
         for (size_t i = 0; i < plan.mine.size(); ++i) {
             records[i].frame = plan.mine[i];
-            records[i].file = standalone::FramePath(pattern, plan.mine[i], numbered);
+            records[i].file = movie ? standalone::MovieFramePath(movieFolder->path(), i)
+                                    : standalone::FramePath(pattern, plan.mine[i], numbered);
             if (options.skipExisting && FrameIsFinished(records[i].file) &&
                 !(DrawnByFallback(records[i].file) && gl::ContextUnavailableReason().empty()))
                 records[i].status = "skipped";
@@ -329,9 +361,14 @@ int RunRenderCommand(const RenderOptions& options) {
                 if (!fallback.empty() && options.requireGl)
                     throw std::runtime_error("the GL path was asked for and could not run (" +
                                              fallback + "); nothing written (--require-gl)");
-                standalone::WriteImage(record.file, image, format.bitDepth, comp.background,
-                                       color);
-                MarkFallback(record.file, fallback);
+                if (movie) {
+                    standalone::WriteImage(record.file, image, standalone::MovieFrameFormat(format),
+                                           comp.background, color);
+                } else {
+                    standalone::WriteImage(record.file, image, format.bitDepth, comp.background,
+                                           color);
+                    MarkFallback(record.file, fallback);
+                }
                 record.fallback = !fallback.empty();
                 record.status = "rendered";
             } catch (const std::exception& e) {
@@ -350,6 +387,8 @@ int RunRenderCommand(const RenderOptions& options) {
             if (tty)
                 Print(stderr, "\r[{:>4}/{}] {:.1f} frames/s, {:.0f} s left   ", n, todo.size(),
                       rate, (todo.size() - n) / rate);
+            else if (movie)
+                Print(stderr, "drew frame {} of the movie ({}/{})\n", record.frame, n, todo.size());
             else
                 Print(stderr, "wrote {} ({}/{})\n", record.file, n, todo.size());
         });
@@ -365,26 +404,48 @@ int RunRenderCommand(const RenderOptions& options) {
                 Print(stderr, "tavrin render: frame {}: {}\n", r.frame, r.error);
             }
         }
+        std::string movieError;
+        if (movie && !failed && !interrupted && !InterruptingSignal()) {
+            if (!options.quiet)
+                Print(stderr, "encoding {} ({}, {} frames)\n", pattern, format.movie->codec,
+                      records.size());
+            try {
+                const std::string inner = movieFolder->path() + "/movie" + format.movie->extension;
+                standalone::EncodeMovie(ffmpeg, *format.movie, movieFolder->path(), comp.fpsNum,
+                                        comp.fpsDen, inner);
+                movieFolder->publish(inner);
+                for (FrameRecord& r : records) r.file = pattern;
+            } catch (const std::exception& e) {
+                movieError = e.what();
+                Print(stderr, "tavrin render: {}\n", movieError);
+            }
+        } else if (movie && failed) {
+            movieError = "the movie was not written: a frame failed";
+            Print(stderr, "tavrin render: {}\n", movieError);
+        }
         const int signal = InterruptingSignal();
         if (signal)
             say(fmt::format(
                 "interrupted by {}: the frames in flight were finished; {} frame{} "
                 "not drawn (render again with --skip-existing to finish)",
                 signal == SIGINT ? "SIGINT" : "SIGTERM", interrupted, interrupted == 1 ? "" : "s"));
+        const int code = signal                          ? InterruptedExitCode(signal)
+                         : failed || !movieError.empty() ? 1
+                                                         : 0;
         const size_t skipped = records.size() - todo.size();
         if (!options.quiet)
-            Print(human, "rendered {} of {} frames{} of \"{}\" ({}x{}{}, {} {}, {}) in {:.2f} s{}\n",
-                  done.load(), records.size(),
-                  skipped ? fmt::format(" ({} finished before)", skipped) : std::string(),
-                  comp.name, frameWidth, frameHeight,
-                  int64_t(scale.num) == int64_t(scale.den)
-                      ? std::string()
-                      : fmt::format(" at {}/{}", scale.num, scale.den),
-                  format.name, standalone::DescribeDepth(format), fileSpace, secs,
-                  records.empty()
-                      ? std::string()
-                      : " to " + standalone::FramePath(pattern, records.front().frame, numbered));
-        const int code = signal ? InterruptedExitCode(signal) : failed ? 1 : 0;
+            Print(
+                human, "rendered {} of {} frames{} of \"{}\" ({}x{}{}, {} {}, {}) in {:.2f} s{}\n",
+                done.load(), records.size(),
+                skipped ? fmt::format(" ({} finished before)", skipped) : std::string(), comp.name,
+                frameWidth, frameHeight,
+                int64_t(scale.num) == int64_t(scale.den)
+                    ? std::string()
+                    : fmt::format(" at {}/{}", scale.num, scale.den),
+                format.name, standalone::DescribeDepth(format), fileSpace, secs,
+                records.empty() || (movie && code != 0) ? std::string()
+                : movie ? fmt::format(" to {} ({})", pattern, format.movie->codec)
+                        : " to " + standalone::FramePath(pattern, records.front().frame, numbered));
         if (options.json) {
             const double secondsPerFrame = double(comp.fpsDen) / double(std::max(comp.fpsNum, 1));
             Json frames = Json::array();
@@ -399,6 +460,12 @@ int RunRenderCommand(const RenderOptions& options) {
                  {"fps", 1.0 / secondsPerFrame},
                  {"bitDepth", format.bitDepth},
                  {"format", format.name},
+                 {"movie",
+                  movie ? Json{{"file", pattern},
+                               {"codec", format.movie->codec},
+                               {"written", code == 0},
+                               {"error", movieError.empty() ? Json(nullptr) : Json(movieError)}}
+                        : Json(nullptr)},
                  {"sample", standalone::SampleName(format)},
                  {"colorSpace", fileSpace},
                  {"scale", double(scale.num) / double(scale.den)},

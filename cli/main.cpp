@@ -60,7 +60,8 @@ int main(int argc, char** argv) {
                        "the composition document (JSON); none renders the bundled example");
     render->add_option("-o,--output", renderOptions.output,
                        "output file pattern; each run of #, %04d (or %d) or $F4 (or $F) becomes "
-                       "the frame number, one style a pattern");
+                       "the frame number, one style a pattern; .mp4, .mov, .webm or .gif: one "
+                       "movie through ffmpeg");
     render->add_option("--comp", renderOptions.comp, "the comp to render");
     render->add_option("--frames", renderOptions.frames,
                        "frames to render, from 0: 7, 1-100, 1-100:5 (a step), a list such as "

@@ -99,9 +99,18 @@ std::string FileColorSpace(const OutputFormat& format, const FrameColor& color) 
     return color.working.empty() ? kDefaultWorkingSpace : ResolveColorSpace(color.working);
 }
 
-void WriteImage(const std::string& path, const FloatImage& given, int32_t bitDepth,
+void WriteImage(const std::string& path, const FloatImage& image, int32_t bitDepth,
                 const float* matte, const FrameColor& color) {
     const OutputFormat format = ChooseOutputFormat(path, bitDepth);
+    if (format.movie)
+        throw OutputFormatError("\"" + path + "\" names a " + format.name +
+                                " movie, which is encoded from a run of frames: write it with "
+                                "tavrin render, or write a frame to .png, .exr, .tif or .jpg");
+    WriteImage(path, image, format, matte, color);
+}
+
+void WriteImage(const std::string& path, const FloatImage& given, const OutputFormat& format,
+                const float* matte, const FrameColor& color) {
     const float black[3] = {0, 0, 0};
     // The common case (8-bit PNG in the working space) needs no colour configuration.
     const bool plainPng = format.name == "PNG" && format.bitDepth == 8 && color.output.empty() &&

@@ -61,4 +61,8 @@ std::string FileColorSpace(const OutputFormat& format, const FrameColor& color);
 void WriteImage(const std::string& path, const FloatImage& image, int32_t bitDepth,
                 const float* matte = nullptr, const FrameColor& color = {});
 
+// The same in a format already chosen (a movie's frames, whose names are not the movie's).
+void WriteImage(const std::string& path, const FloatImage& image, const OutputFormat& format,
+                const float* matte = nullptr, const FrameColor& color = {});
+
 }  // namespace tv::standalone

@@ -7,7 +7,8 @@ namespace tv::standalone {
 
 namespace {
 
-constexpr const char* kExtensions = ".png, .exr, .tif, .tiff, .jpg or .jpeg";
+constexpr const char* kExtensions =
+    ".png, .exr, .tif, .tiff, .jpg or .jpeg for frames, .mp4, .mov, .webm or .gif for a movie";
 
 struct FormatRow {
     const char* extension;
@@ -32,7 +33,31 @@ std::string LowerExtension(const std::string& path) {
     return ext;
 }
 
+// Movies are encoded from 8-bit frames; ProRes 4444 keeps more, so a .mov may ask for 16.
+OutputFormat ChooseMovieFormat(const MovieCodec& movie, int32_t bitDepth) {
+    const int32_t depth = bitDepth ? bitDepth : 8;
+    if (depth == 32 || (depth == 16 && !movie.depth16))
+        throw OutputFormatError("--bit-depth " + std::to_string(depth) + ": " + movie.container +
+                                " (" + movie.codec + ") holds 8 bits per channel" +
+                                (depth == 16 ? "; write .mov (ProRes 4444) for 16"
+                                             : "; write .mov for 16 bits or .exr frames for 32"));
+    OutputFormat f;
+    f.name = movie.container;
+    f.bitDepth = depth;
+    f.sample = depth == 16 ? Sample::UInt16 : Sample::UInt8;
+    f.alpha = movie.alpha;
+    f.movie = &movie;
+    return f;
+}
+
 }  // namespace
+
+OutputFormat MovieFrameFormat(const OutputFormat& movie) {
+    OutputFormat f = movie;
+    f.name = "PNG";
+    f.movie = nullptr;
+    return f;
+}
 
 OutputFormat ChooseOutputFormat(const std::string& path, int32_t bitDepth) {
     if (bitDepth != 0 && bitDepth != 8 && bitDepth != 16 && bitDepth != 32)
@@ -44,6 +69,7 @@ OutputFormat ChooseOutputFormat(const std::string& path, int32_t bitDepth) {
                                 "\": the name has no extension to choose the format by; end it "
                                 "with " +
                                 kExtensions);
+    if (const MovieCodec* movie = FindMovieCodec(path)) return ChooseMovieFormat(*movie, bitDepth);
     const FormatRow* row = nullptr;
     for (const FormatRow& r : kFormats)
         if (ext == r.extension) row = &r;

@@ -105,55 +105,59 @@ size_t RemoveStaleTemporaries(const std::string& filePath) {
     return RemoveStaleTemporaries(std::vector<std::string>{filePath});
 }
 
-void WriteWholeFile(const std::string& path,
-                    const std::function<void(const std::string& temporary)>& write,
-                    const std::string& suffix, const std::string& renameError) {
-    const fs::path target(path);
-    const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
-    if (target.has_parent_path()) {
+PrivateFolderBeside::PrivateFolderBeside(const std::string& target, const std::string& renameError)
+    : target_(target), renameError_(renameError) {
+    const fs::path file(target);
+    const fs::path folder = file.has_parent_path() ? file.parent_path() : fs::path(".");
+    if (file.has_parent_path()) {
         std::error_code ec;
         fs::create_directories(folder, ec);
         if (ec)
-            throw std::runtime_error("cannot write " + path + ": cannot make its folder " +
+            throw std::runtime_error("cannot write " + target + ": cannot make its folder " +
                                      folder.string() + " (" + ec.message() + ")");
     }
     // Only a regular file (or a link, which is replaced) is ever replaced: a device, a pipe, a
     // socket or a folder standing at the target is refused, never swapped for a file.
     struct stat standing {};
-    if (::lstat(target.c_str(), &standing) == 0 && !S_ISREG(standing.st_mode) &&
+    if (::lstat(file.c_str(), &standing) == 0 && !S_ISREG(standing.st_mode) &&
         !S_ISLNK(standing.st_mode))
-        throw std::runtime_error(renameError + path + ": it is " + FileKindName(standing.st_mode) +
+        throw std::runtime_error(renameError + target + ": it is " +
+                                 FileKindName(standing.st_mode) +
                                  ", not a file; name a file to write");
     static std::atomic<int> counter{0};
     // mkdir fails on any name already standing, a link included, so the folder is ours alone.
-    fs::path privateFolder;
     for (int attempt = 0;; ++attempt) {
-        privateFolder =
-            folder / TemporaryFrameName(target.filename().string(), getpid(), counter++);
-        if (mkdir(privateFolder.c_str(), 0700) == 0) break;
+        const fs::path candidate =
+            folder / TemporaryFrameName(file.filename().string(), getpid(), counter++);
+        if (mkdir(candidate.c_str(), 0700) == 0) {
+            path_ = candidate.string();
+            break;
+        }
         const int error = errno;
         if (error != EEXIST || attempt == 1000)
-            throw std::runtime_error(renameError + path + ": cannot make a temporary folder in " +
+            throw std::runtime_error(renameError + target + ": cannot make a temporary folder in " +
                                      folder.string() + ": " + SystemReason(error));
     }
-    const fs::path temp = privateFolder / InnerName(target, suffix);
-    const auto cleanUp = [&] {
-        std::error_code ignored;
-        fs::remove_all(privateFolder, ignored);
-    };
-    try {
-        write(temp.string());
-    } catch (...) {
-        cleanUp();
-        throw;
-    }
+}
+
+PrivateFolderBeside::~PrivateFolderBeside() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+}
+
+void PrivateFolderBeside::publish(const std::string& inner) const {
     // rename() replaces a link standing at the target; it never writes through it.
-    if (::rename(temp.c_str(), target.c_str()) != 0) {
-        const int error = errno;
-        cleanUp();
-        throw std::runtime_error(renameError + path + ": " + SystemReason(error));
-    }
-    cleanUp();
+    if (::rename(inner.c_str(), target_.c_str()) != 0)
+        throw std::runtime_error(renameError_ + target_ + ": " + SystemReason(errno));
+}
+
+void WriteWholeFile(const std::string& path,
+                    const std::function<void(const std::string& temporary)>& write,
+                    const std::string& suffix, const std::string& renameError) {
+    const PrivateFolderBeside folder(path, renameError);
+    const fs::path temp = fs::path(folder.path()) / InnerName(fs::path(path), suffix);
+    write(temp.string());
+    folder.publish(temp.string());
 }
 
 void WriteTextWhole(const std::string& path, const std::string& text) {

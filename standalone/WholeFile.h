@@ -24,6 +24,26 @@ std::string TemporaryFrameName(const std::string& fileName, long pid, int serial
 size_t RemoveStaleTemporaries(const std::vector<std::string>& filePaths);
 size_t RemoveStaleTemporaries(const std::string& filePath);
 
+// A private folder (mode 0700, made exclusively) beside `target`, named by TemporaryFrameName,
+// for files that become the target by a rename. Making it makes the target's folder and refuses
+// a folder, device, pipe or socket standing at the target (a link there is replaced, never
+// followed). The folder goes with everything in it when the object goes.
+class PrivateFolderBeside {
+  public:
+    explicit PrivateFolderBeside(const std::string& target,
+                                 const std::string& renameError = "cannot write ");
+    ~PrivateFolderBeside();
+    PrivateFolderBeside(const PrivateFolderBeside&) = delete;
+    PrivateFolderBeside& operator=(const PrivateFolderBeside&) = delete;
+    const std::string& path() const { return path_; }
+    // Renames `inner`, a finished file inside the folder, onto the target; a failed rename throws
+    // std::runtime_error(renameError + target + ": " + the reason).
+    void publish(const std::string& inner) const;
+
+  private:
+    std::string target_, renameError_, path_;
+};
+
 // Writes `path` whole: makes its folder, makes a private temporary folder beside it, has `write`
 // fill a file inside that folder (named with the target's extension, then `suffix`), renames
 // that file onto `path` and removes the folder. When `write` throws, or the rename fails, the

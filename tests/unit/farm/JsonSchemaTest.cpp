@@ -70,6 +70,13 @@ TEST(JsonSchema, RenderDocumentsFitTheirSchema) {
     const json failed = json::parse(TavrinOut("render /no/such/doc.json --json"));
     EXPECT_EQ(schema.Check(failed), "") << failed.dump(2);
     EXPECT_EQ(failed["ok"], false);
+    const json movie = json::parse(TavrinOut("render " + sphere + " --frames 0-1 --scale 1/8 -o '" +
+                                             (dir / "s.gif").string() + "' --json"));
+    EXPECT_EQ(schema.Check(movie), "") << movie.dump(2);
+    EXPECT_EQ(movie["movie"]["written"], true);
+    json badMovie = movie;
+    badMovie["movie"]["codec"] = "MPEG-1";
+    EXPECT_NE(schema.Check(badMovie), "");
     fs::remove_all(dir);
 
     // A frame record whose status is not one of the four is refused.
