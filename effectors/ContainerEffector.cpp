@@ -287,6 +287,7 @@ const SubEffectHandlers kHandlers{
     .group = &kGroupHooks,
     .visibility = &Visibility,
     .visibilityOnce = true,
+    .optionsButtonName = "Import OBJ",
 };
 
 }  // namespace

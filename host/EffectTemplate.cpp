@@ -97,8 +97,12 @@ PF_Err Dispatch(const EffectInfo& info, const SubEffectHandlers& h, PF_Cmd cmd, 
             return PF_Err_NONE;
         case PF_Cmd_GLOBAL_SETDOWN:
             return PF_Err_NONE;
-        case PF_Cmd_PARAMS_SETUP:
-            return SetupParams(in_data, out_data, info.params());
+        case PF_Cmd_PARAMS_SETUP: {
+            const PF_Err err = SetupParams(in_data, out_data, info.params());
+            if (err || !h.optionsButtonName) return err;
+            SuiteCache suites(in_data);
+            return suites->setOptionsButtonName(in_data->effect_ref, h.optionsButtonName);
+        }
         case PF_Cmd_SEQUENCE_SETUP:
             return SetupSequence(in_data, out_data);
         case PF_Cmd_SEQUENCE_RESETUP: {

@@ -35,6 +35,8 @@ struct SubEffectHandlers {
     PF_Err (*sequenceResetup)(PF_InData*, PF_OutData*) = nullptr;
     // The options button (PF_Cmd_DO_DIALOG).
     PF_Err (*doDialog)(PF_InData*, PF_OutData*) = nullptr;
+    // The options button's label, set at PARAMS_SETUP; null: the host's own.
+    const char* optionsButtonName = nullptr;
     bool queryDynamicFlags = true;  // Transform and Legacy have no such case
     // Runs after the shared QUERY_DYNAMIC_FLAGS step, for effects whose flags depend on values.
     PF_Err (*dynamicFlags)(PF_InData*, PF_OutData*) = nullptr;

@@ -172,6 +172,8 @@ class HostServices {
     // Rewrites the label shown beside parameter `index`'s control (a checkbox's text), and marks
     // the parameter changed.
     virtual PF_Err setParamLabel(PF_ProgPtr, int32_t, const std::string&) { ThrowMissingService(); }
+    // The label of the effect's options button (the host's effect UI suite).
+    virtual PF_Err setOptionsButtonName(PF_ProgPtr, const std::string&) { ThrowMissingService(); }
     // Renames parameter `index`'s stream as the panel shows it (the dynamic stream's name).
     virtual PF_Err setParamName(PF_ProgPtr, int32_t, const std::string&) { ThrowMissingService(); }
 

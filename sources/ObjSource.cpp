@@ -204,6 +204,7 @@ const SubEffectHandlers kHandlers{
     .visibilityOnce = true,
     .sequenceResetup = &Resetup,
     .doDialog = &DoDialog,
+    .optionsButtonName = "Import OBJ",
 };
 
 }  // namespace

@@ -168,6 +168,7 @@ class EmbeddedHost : public HostServices {
     PF_Err setParamValue(PF_ProgPtr, int32_t, const PF_ParamDef&) override;
     PF_Err setParamHidden(PF_ProgPtr, int32_t, bool) override;
     PF_Err setParamLabel(PF_ProgPtr, int32_t, const std::string&) override;
+    PF_Err setOptionsButtonName(PF_ProgPtr, const std::string&) override;
     // The label parameter `index` of an instance shows: as the effect last rewrote it, else the
     // text it was added with.
     std::string paramLabel(uint64_t instanceUid, int32_t index) const;

@@ -26,6 +26,7 @@ struct InstalledEffect {
     uint32_t outFlags = 0;
     uint32_t outFlags2 = 0;
     std::vector<ParamSpec> params;  // as the effect added them at PARAMS_SETUP, index 0 first
+    std::string optionsButtonName;  // set at PARAMS_SETUP; empty: the host's own label
 };
 
 struct HostState {

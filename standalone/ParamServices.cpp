@@ -60,6 +60,15 @@ PF_Err EmbeddedHost::setParamHidden(PF_ProgPtr ref, int32_t index, bool hidden) 
     return PF_Err_NONE;
 }
 
+PF_Err EmbeddedHost::setOptionsButtonName(PF_ProgPtr ref, const std::string& name) {
+    // Called at PARAMS_SETUP, whose effect_ref names the installed effect: the label is the
+    // effect kind's, as its parameters are.
+    InstalledEffect* effect = state_.installedEffect(static_cast<AEGP_InstalledEffectKey>(ref));
+    if (!effect) return PF_Err_BAD_CALLBACK_PARAM;
+    effect->optionsButtonName = name;
+    return PF_Err_NONE;
+}
+
 PF_Err EmbeddedHost::setParamLabel(PF_ProgPtr ref, int32_t index, const std::string& label) {
     EffectInstance* instance = instanceByUid(ref);
     if (!instance) return PF_Err_BAD_CALLBACK_PARAM;
