@@ -374,6 +374,9 @@ int RunRenderCommand(const RenderOptions& options) {
             } catch (const std::exception& e) {
                 record.status = "failed";
                 record.error = e.what();
+            } catch (const HostErrorCode& e) {
+                record.status = "failed";
+                record.error = fmt::format("an effect failed with host error code {}", e.code);
             }
             const auto now = std::chrono::steady_clock::now();
             record.seconds = std::chrono::duration<double>(now - frameStart).count();

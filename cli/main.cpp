@@ -14,6 +14,7 @@
 #include "cli/ValidateCommand.h"
 #include "cli/VersionText.h"
 #include "cli/farm/CommandLineText.h"
+#include "host/HostTypes.h"
 #include "standalone/MemoryPolicy.h"
 
 namespace {
@@ -211,23 +212,35 @@ int main(int argc, char** argv) {
         std::fputs(tv::cli::VersionText().c_str(), stdout);
         return 0;
     }
-    if (exportSvg->parsed()) return tv::cli::RunExportSvgCommand(svgOptions);
+    // Each command reports its own errors; what escapes one (an effect's host error code, an
+    // exception from a library) still ends in one line and exit code 1, never an abort.
+    const auto run = [&]() -> int {
+        if (exportSvg->parsed()) return tv::cli::RunExportSvgCommand(svgOptions);
 
-    if (geometry->parsed()) return tv::cli::RunGeometryCommand(geometryOptions);
+        if (geometry->parsed()) return tv::cli::RunGeometryCommand(geometryOptions);
 
-    if (validate->parsed())
-        return tv::cli::RunValidateCommand(checkDocument, validateJson, validateMemoryLimit,
-                                           strict);
-    if (info->parsed()) return tv::cli::RunInfoCommand(infoDocument, infoJson);
-    if (save->parsed()) return tv::cli::RunSaveCommand(saveDocument, saveOutput);
+        if (validate->parsed())
+            return tv::cli::RunValidateCommand(checkDocument, validateJson, validateMemoryLimit,
+                                               strict);
+        if (info->parsed()) return tv::cli::RunInfoCommand(infoDocument, infoJson);
+        if (save->parsed()) return tv::cli::RunSaveCommand(saveDocument, saveOutput);
 
-    if (studio->parsed()) return tv::cli::RunStudioCommand(studioOptions);
+        if (studio->parsed()) return tv::cli::RunStudioCommand(studioOptions);
 
-    if (effects->parsed()) return tv::cli::RunEffectsCommand(effectName, effectsJson);
-    if (render->parsed()) return tv::cli::RunRenderCommand(renderOptions);
-    if (app.get_subcommands().empty()) {
-        std::printf("%s", app.help().c_str());
+        if (effects->parsed()) return tv::cli::RunEffectsCommand(effectName, effectsJson);
+        if (render->parsed()) return tv::cli::RunRenderCommand(renderOptions);
+        if (app.get_subcommands().empty()) {
+            std::printf("%s", app.help().c_str());
+            return 0;
+        }
         return 0;
+    };
+    try {
+        return run();
+    } catch (const tv::HostErrorCode& e) {
+        tv::cli::Print(stderr, "tavrin: an effect failed with host error code {}\n", e.code);
+    } catch (const std::exception& e) {
+        tv::cli::Print(stderr, "tavrin: {}\n", e.what());
     }
-    return 0;
+    return 1;
 }
