@@ -72,6 +72,7 @@ Json ParamRowJson(standalone::EmbeddedHost& host, const ParamSpec& spec,
             break;
     }
     if (spec.unit != ParamUnit::None) row["unit"] = ParamUnitName(spec.unit);
+    if (*spec.doc) row["description"] = spec.doc;  // the control's tooltip
     row["animatable"] = Animatable(spec);
     row["supervised"] = bool(spec.flags & PF_ParamFlag_SUPERVISE);
     if (spec.type == PF_Param_GROUP_START)
