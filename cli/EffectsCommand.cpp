@@ -4,6 +4,9 @@
 #include <fmt/format.h>
 
 #include <cstdio>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "cli/JsonOutput.h"
 #include "resources/EffectTable.h"
@@ -15,19 +18,57 @@ namespace tv::cli {
 
 namespace {
 
+// Words laid into lines of at most `width` characters.
+std::vector<std::string> Wrap(std::string_view text, size_t width) {
+    std::vector<std::string> lines;
+    std::string line;
+    size_t start = 0;
+    while (start < text.size()) {
+        size_t end = text.find(' ', start);
+        if (end == std::string_view::npos) end = text.size();
+        const std::string_view word = text.substr(start, end - start);
+        if (!line.empty() && line.size() + 1 + word.size() > width) {
+            lines.push_back(line);
+            line.clear();
+        }
+        if (!line.empty()) line += ' ';
+        line += word;
+        start = end + 1;
+    }
+    if (!line.empty()) lines.push_back(line);
+    return lines;
+}
+
+// A paragraph after a blank line, wrapped for a terminal.
+void PrintParagraph(const std::string& text) {
+    Print("\n");
+    for (const std::string& line : Wrap(text, 96)) Print("{}\n", line);
+}
+
+// One block per parameter: index, kind, name; then default, range and unit; then the line
+// saying what it does. Group rows show as headings.
 void PrintTable(const standalone::InstalledEffect& effect) {
     Print("{}  ({})\n", effect.displayName, effect.matchName);
     if (effect.params.size() <= 1) {
         Print("  no parameters yet\n");
         return;
     }
-    Print("  {:>5}  {:>4}  {:<8}  {:<36}  {}\n", "index", "disk", "kind", "name",
-          "default / range");
     for (const ParamSpec& spec : effect.params) {
         if (spec.index == 0) continue;
-        Print("  {:>5}  {:>4}  {:<8}  {:<36}  {}\n", spec.index, spec.diskId,
-              standalone::ParamKindName(spec.type), spec.name,
-              standalone::DescribeParamRange(spec));
+        if (spec.type == PF_Param_GROUP_END) {
+            Print("\n");
+            continue;
+        }
+        if (spec.type == PF_Param_GROUP_START) {
+            if (!(spec.uiFlags & PF_PUI_INVISIBLE)) Print("\n  [{}]\n", spec.name);
+            continue;
+        }
+        Print("  {:>3}  {:<6}  {}\n", spec.index, standalone::ParamKindName(spec.type), spec.name);
+        const std::string def = standalone::ParamDefaultText(spec);
+        const std::string unit = standalone::ParamUnitText(spec);
+        Print("               default {}; range {}{}\n", def.empty() ? "-" : def,
+              standalone::ParamRangeText(spec), unit.empty() ? "" : "; unit " + unit);
+        if (*spec.doc) Print("               {}\n", spec.doc);
     }
 }
 
@@ -39,6 +80,10 @@ Json TableJson(const standalone::InstalledEffect& effect) {
                           {"diskId", spec.diskId},
                           {"kind", standalone::ParamKindName(spec.type)},
                           {"name", spec.name},
+                          {"default", standalone::ParamDefaultText(spec)},
+                          {"validRange", standalone::ParamRangeText(spec)},
+                          {"unit", standalone::ParamUnitText(spec)},
+                          {"description", spec.doc},
                           {"range", standalone::DescribeParamRange(spec)}});
     }
     return params;
@@ -73,7 +118,7 @@ int RunEffectsCommand(const std::string& name, bool json) {
         for (const EffectInfo& e : EffectTable()) names.push_back(e.displayName);
         const std::string message =
             fmt::format("no effect named \"{}\"; {} (`tavrin effects` lists them)", name,
-                        standalone::NearestNames(name, names));
+                        standalone::NearestNames(name, names, true));
         Print(stderr, "tavrin effects: {}\n", message);
         if (json) PrintJson(JsonFailure("effects", message, 2));
         return 2;
@@ -92,13 +137,18 @@ int RunEffectsCommand(const std::string& name, bool json) {
                      {"role", RoleName(info->role)},
                      {"built", info->built},
                      {"about", host.aboutText(installed->key)},
+                     {"purpose", info->purpose},
+                     {"howTo", info->howTo},
                      {"params", TableJson(*installed)}}},
                    {"exitCode", 0}});
         return 0;
     }
     // The about text is the effect's own, several lines long.
     fmt::print("{}\n", standalone::EscapeControlCharacters(host.aboutText(installed->key), true));
-    Print("role: {}; {}\n\n", RoleName(info->role), info->built ? "built" : "not built yet");
+    Print("role: {}; {}\n", RoleName(info->role), info->built ? "built" : "not built yet");
+    if (*info->purpose) PrintParagraph(info->purpose);
+    if (*info->howTo) PrintParagraph(std::string("How to use it: ") + info->howTo);
+    Print("\n");
     PrintTable(*installed);
     return 0;
 }

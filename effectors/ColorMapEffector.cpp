@@ -45,17 +45,26 @@ constexpr ParamSpec LuminanceShift() {
 
 constexpr ParamSpec kTable[] = {
     Row(0, 0, PF_Param_LAYER, "input"),
-    Popup(1, 11, "Effector effects", "Vertices|Faces", 1, kParamFlagsSup),
-    Float(2, 7, "Map Amplitude", 100, -1000000, 1000000, 0, 100, 1),
-    Popup(3, 5, "Apply Map To", "Position|Scale|Color", 3, kParamFlagsSup),
-    Popup(4, 12, "Apply Map To", "Position|Rotation|Color", 3, kParamFlagsSup),
-    Popup(5, 8, "Apply To Axis", "X Axis|Y Axis|Z Axis|XY Axis|XZ Axis|YZ Axis|XYZ Axis", 2),
-    Row(6, 0, PF_Param_LAYER, "Color Map"),
-    Row(7, 2, PF_Param_CHECKBOX, "Flip X"),
-    Row(8, 3, PF_Param_CHECKBOX, "Flip Y"),
-    LuminanceShift(),
-    Popup(10, 10, "Map Over Plane", "XY|XZ|YZ", 2),
-    Popup(11, 4, "Effect Only Group", kGroupChoicesAll, 12, kParamFlagsSup),
+    Doc(Popup(1, 11, "Effector effects", "Vertices|Faces", 1, kParamFlagsSup),
+        "Whether the map acts on vertices or on faces."),
+    Doc(Float(2, 7, "Map Amplitude", 100, -1000000, 1000000, 0, 100, 1),
+        "Strength of the shift of position, scale or rotation the map's brightness gives."),
+    Doc(Popup(3, 5, "Apply Map To", "Position|Scale|Color", 3, kParamFlagsSup),
+        "What the map changes on vertices: position, scale or colour."),
+    Doc(Popup(4, 12, "Apply Map To", "Position|Rotation|Color", 3, kParamFlagsSup),
+        "What the map changes on faces: position, rotation or colour."),
+    Doc(Popup(5, 8, "Apply To Axis", "X Axis|Y Axis|Z Axis|XY Axis|XZ Axis|YZ Axis|XYZ Axis", 2),
+        "Axes along which the map moves positions."),
+    Doc(Row(6, 0, PF_Param_LAYER, "Color Map"),
+        "The layer sampled at each vertex's (or face's) texture coordinates."),
+    Doc(Row(7, 2, PF_Param_CHECKBOX, "Flip X"), "Mirrors the map left to right."),
+    Doc(Row(8, 3, PF_Param_CHECKBOX, "Flip Y"), "Mirrors the map top to bottom."),
+    Doc(LuminanceShift(), ParamUnit::Percent,
+        "Brightness that leaves things unchanged; shown only, 50% is always used."),
+    Doc(Popup(10, 10, "Map Over Plane", "XY|XZ|YZ", 2),
+        "Which two of the texture coordinates address the map's width and height."),
+    Doc(Popup(11, 4, "Effect Only Group", kGroupChoicesAll, 12, kParamFlagsSup),
+        "Acts only on the vertices of this group; All Groups acts on every vertex."),
 };
 
 struct MapRecord {
@@ -275,6 +284,11 @@ const EffectInfo kColorMapEffectorInfo{
     EffectRole::Effector,
     "Color Map Effector, Applies Color Map to Position/Scale/Color of Particles.",
     true,
-    &ColorMapEffectorParams};
+    &ColorMapEffectorParams,
+    "An effector that samples a layer's image at each vertex's texture coordinates and uses the "
+    "pixel as the vertex's colour, or its brightness to shift position, scale or rotation.",
+    "Choose the image layer as Color Map and what it applies to. For colour the map's pixels "
+    "colour the vertices; for position, scale or rotation, Map Amplitude sets how far bright and "
+    "dark pixels shift them."};
 
 }  // namespace tv

@@ -27,11 +27,16 @@ const std::vector<std::string> kWords = {"Color", "Tint", "Shade", "Field", "Noi
 
 constexpr ParamSpec kTable[] = {
     Row(0, 0, PF_Param_LAYER, "input"),
-    Popup(1, 1, "Shading-Lights name starts with",
-          "Color|Tint|Shade|Field|Noise|(-|Custom|All Lights", 1, kParamFlagsSup),
-    LightNameText(2, 6, "Lights Name Begins with"),
-    Fixed(3, 4, "Ambience", 10, 0, 100, 0, 100, 1),
-    Popup(4, 5, "Effect Only Group", kGroupChoicesAll, 12, kParamFlagsSup),
+    Doc(Popup(1, 1, "Shading-Lights name starts with",
+              "Color|Tint|Shade|Field|Noise|(-|Custom|All Lights", 1, kParamFlagsSup),
+        "Which lights shade the vertices: those whose names begin with a preset word, with the "
+        "text below (Custom), or all."),
+    Doc(LightNameText(2, 6, "Lights Name Begins with"),
+        "With Custom, only lights whose names begin with this text shade."),
+    Doc(Fixed(3, 4, "Ambience", 10, 0, 100, 0, 100, 1), ParamUnit::Percent,
+        "Light every vertex gets whatever the lights; 100% leaves colours as they are."),
+    Doc(Popup(4, 5, "Effect Only Group", kGroupChoicesAll, 12, kParamFlagsSup),
+        "Acts only on the vertices of this group; All Groups acts on every vertex."),
 };
 
 struct ShadeRecord {
@@ -140,16 +145,20 @@ PF_Err ShadeEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data,
 }
 
 // The effect's row in the module's effect table.
-const EffectInfo kShadeInfo{10,
-                            "Tavrin Shade Effector",
-                            "KDL TAVREFF Shade Effector",
-                            "ShadeEntryPointFunc",
-                            &ShadeEntryPointFunc,
-                            0x208010,
-                            0x1401,
-                            EffectRole::Effector,
-                            "Shade Effector, Applies Shading to Points.",
-                            true,
-                            &ShadeParams};
+const EffectInfo kShadeInfo{
+    10,
+    "Tavrin Shade Effector",
+    "KDL TAVREFF Shade Effector",
+    "ShadeEntryPointFunc",
+    &ShadeEntryPointFunc,
+    0x208010,
+    0x1401,
+    EffectRole::Effector,
+    "Shade Effector, Applies Shading to Points.",
+    true,
+    &ShadeParams,
+    "An effector that colours vertices by the comp's lights, as if lit by them.",
+    "Add lights to the comp, name them with a common start (Color, Tint, Shade... or your own with "
+    "Custom) and choose it. Ambience sets how much colour vertices keep away from the lights."};
 
 }  // namespace tv

@@ -51,28 +51,57 @@ constexpr const char* kFromChoices = "None|Intensity|Shadow Darkness|Shadow Diff
 
 constexpr ParamSpec kTable[] = {
     Row(0, 0, PF_Param_LAYER, "input"),
-    Popup(1, 20, "Effector effects", "Vertices|Faces", 1, kParamFlagsSup),
-    Popup(2, 11, "Apply Field To", "Position|Scale|Color", 1, kParamFlagsSup),
-    Popup(3, 21, "Apply Field To", "Position|Rotation|Color", 1, kParamFlagsSup),
-    PointPercent(4, 1, "Field XY Location", 50, 50),
-    Float(5, 2, "Field Z Location", 0, -1000000, 1000000, -100, 100, 1),
-    Float(6, 3, "Field Sphere Radius", 0, 0, 1000000, 0, 100, 1),
-    Fixed(7, 10, "Fade Out", 0, 0, 100, 0, 100, 1),
-    Percent(Float(8, 12, "Scale Factor", 200, -1000000, 1000000, -100, 100, 0)),
-    Angle(9, 22, "Rotation", 180),
-    Color(10, 13, "Color", 1, 1, 1),
-    Fixed(11, 14, "Opacity", 50, 0, 100, 0, 100, 1),
-    Row(12, 4, PF_Param_CHECKBOX, "Use Lights", 0, kParamFlagsSup),
-    Popup(13, 5, "Light Name Begins", "Lights|Field|Force|Sphere|(-|Custom|All Lights", 2,
-          kParamFlagsSup),
-    LightNameText(14, 23, "Light Name Begins with"),
-    Popup(15, 15, "Get Field Radius From", kFromChoices, 2, kParamFlagsSup),
-    Popup(16, 16, "Get Fade Out From", kFromChoices, 1),
-    Popup(17, 17, "Get Opacity From", kFromChoices, 1),
-    Popup(18, 18, "Get Size Factor From", kFromChoices, 1),
-    Popup(19, 19, "Get Rotation From", kFromChoices, 1),
-    Popup(20, 8, "Apply Field to Axis", "X Axis|Y Axis|Z Axis|XY Axis|XZ Axis|YZ Axis|XYZ Axis", 7),
-    Popup(21, 9, "Effect Only Group", kGroupChoicesAll, 12, kParamFlagsSup),
+    Doc(Popup(1, 20, "Effector effects", "Vertices|Faces", 1, kParamFlagsSup),
+        "Whether the field acts on vertices or on faces."),
+    Doc(Popup(2, 11, "Apply Field To", "Position|Scale|Color", 1, kParamFlagsSup),
+        "What the field changes on vertices: position, scale or colour."),
+    Doc(Popup(3, 21, "Apply Field To", "Position|Rotation|Color", 1, kParamFlagsSup),
+        "What the field changes on faces: position, rotation or colour."),
+    Doc(PointPercent(4, 1, "Field XY Location", 50, 50),
+        "Where the field's centre stands on the layer, in pixels."),
+    Doc(Float(5, 2, "Field Z Location", 0, -1000000, 1000000, -100, 100, 1), ParamUnit::WorldUnits,
+        "Depth of the field's centre."),
+    Doc(Float(6, 3, "Field Sphere Radius", 0, 0, 1000000, 0, 100, 1), ParamUnit::WorldUnits,
+        "Radius of the field; only what lies inside is changed."),
+    Doc(Fixed(7, 10, "Fade Out", 0, 0, 100, 0, 100, 1), ParamUnit::Percent,
+        "Share of the radius, inward from its edge, over which the field fades."),
+    Doc(Percent(Float(8, 12, "Scale Factor", 200, -1000000, 1000000, -100, 100, 0)),
+        ParamUnit::Percent,
+        "Size added to vertices inside the field, in full where the fade has not begun; 100% adds "
+        "one whole size."),
+    Doc(Angle(9, 22, "Rotation", 180), ParamUnit::Degrees, "Turn given to faces inside the field."),
+    Doc(Color(10, 13, "Color", 1, 1, 1), "Colour given to vertices inside the field."),
+    Doc(Fixed(11, 14, "Opacity", 50, 0, 100, 0, 100, 1), ParamUnit::Percent,
+        "Opacity given to vertices inside the field."),
+    Doc(Row(12, 4, PF_Param_CHECKBOX, "Use Lights", 0, kParamFlagsSup),
+        "Puts a field around each of the comp's lights whose names match, instead of the one "
+        "above."),
+    Doc(Popup(13, 5, "Light Name Begins", "Lights|Field|Force|Sphere|(-|Custom|All Lights", 2,
+              kParamFlagsSup),
+        "Which lights make fields: those whose names begin with a preset word, with the text below "
+        "(Custom), or all."),
+    Doc(LightNameText(14, 23, "Light Name Begins with"),
+        "With Custom, only lights whose names begin with this text make fields."),
+    Doc(Popup(15, 15, "Get Field Radius From", kFromChoices, 2, kParamFlagsSup),
+        "Which light setting gives each light's field radius: intensity, shadow darkness or shadow "
+        "diffusion (None: Field Sphere Radius)."),
+    Doc(Popup(16, 16, "Get Fade Out From", kFromChoices, 1),
+        "Which light setting gives each light's fade: intensity, shadow darkness or shadow "
+        "diffusion (None: Fade Out)."),
+    Doc(Popup(17, 17, "Get Opacity From", kFromChoices, 1),
+        "Which light setting gives each light's opacity: intensity, shadow darkness or shadow "
+        "diffusion (None: Opacity)."),
+    Doc(Popup(18, 18, "Get Size Factor From", kFromChoices, 1),
+        "Which light setting gives each light's size factor: intensity, shadow darkness or shadow "
+        "diffusion (None: Scale Factor)."),
+    Doc(Popup(19, 19, "Get Rotation From", kFromChoices, 1),
+        "Which light setting gives each light's rotation: intensity, shadow darkness or shadow "
+        "diffusion (None: Rotation)."),
+    Doc(Popup(20, 8, "Apply Field to Axis", "X Axis|Y Axis|Z Axis|XY Axis|XZ Axis|YZ Axis|XYZ Axis",
+              7),
+        "Axes along which the field pushes vertices out toward its surface."),
+    Doc(Popup(21, 9, "Effect Only Group", kGroupChoicesAll, 12, kParamFlagsSup),
+        "Acts only on the vertices of this group; All Groups acts on every vertex."),
 };
 
 // One sphere: where it stands and what it brings.
@@ -287,9 +316,14 @@ const EffectInfo kSphericalFieldInfo{
     0x208010,
     0x1401,
     EffectRole::Effector,
-    "Spherical Field Effector, applies Spherical Field to the Position/Scale/Color of Particles "
-    "in a Tavrin.",
+    "Spherical Field Effector, applies Spherical Field to the Position/Scale/Color of Particles in "
+    "a Tavrin.",
     true,
-    &SphericalFieldParams};
+    &SphericalFieldParams,
+    "An effector that changes the vertices inside a sphere: pushes them, scales them, or colours "
+    "them, fading toward the sphere's edge.",
+    "Place the field with Field XY Location and Field Z Location and give it a Field Sphere Radius "
+    "(0 reaches nothing). Choose what it changes with Apply Field To; with Use Lights, every "
+    "matching light carries a field of its own."};
 
 }  // namespace tv

@@ -39,19 +39,32 @@ enum : int32_t {
 
 constexpr ParamSpec kTable[] = {
     Row(0, 0, PF_Param_LAYER, "input"),
-    PointPercent(1, 8, "Center XY", 50, 50),
-    Float(2, 9, "Center Z", 0, -1000000, 1000000, -100, 100, 1),
-    Angle(3, 1, "X Rotate"),
-    Angle(4, 2, "Y Rotate"),
-    Angle(5, 3, "Z Rotate"),
-    Float(6, 4, "X Translate", 0, -1000000, 1000000, -100, 100, 1),
-    Float(7, 5, "Y Translate", 0, -1000000, 1000000, -100, 100, 1),
-    Float(8, 6, "Z Translate", 0, -1000000, 1000000, -100, 100, 1),
-    Row(9, 10, PF_Param_CHECKBOX, "Uniform Scale", 1, kParamFlagsSup),
-    Percent(Float(10, 11, "X Scale", 100, -1000000, 1000000, -100, 100, 1)),
-    Percent(Float(11, 12, "Y Scale", 100, -100000, 100000, -100, 100, 1)),
-    Percent(Float(12, 13, "Z Scale", 100, -100000, 100000, -100, 100, 1)),
-    Popup(13, 7, "Effect Only Group", kGroupChoicesAll, 12, kParamFlagsSup),
+    Doc(PointPercent(1, 8, "Center XY", 50, 50),
+        "Point the vertices turn and scale about, in the layer's pixels."),
+    Doc(Float(2, 9, "Center Z", 0, -1000000, 1000000, -100, 100, 1), ParamUnit::WorldUnits,
+        "Depth of the point the vertices turn and scale about."),
+    Doc(Angle(3, 1, "X Rotate"), ParamUnit::Degrees,
+        "Turns the vertices about the X axis, around its centre."),
+    Doc(Angle(4, 2, "Y Rotate"), ParamUnit::Degrees,
+        "Turns the vertices about the Y axis, around its centre."),
+    Doc(Angle(5, 3, "Z Rotate"), ParamUnit::Degrees,
+        "Turns the vertices about the Z axis, around its centre."),
+    Doc(Float(6, 4, "X Translate", 0, -1000000, 1000000, -100, 100, 1), ParamUnit::WorldUnits,
+        "Moves the vertices along X."),
+    Doc(Float(7, 5, "Y Translate", 0, -1000000, 1000000, -100, 100, 1), ParamUnit::WorldUnits,
+        "Moves the vertices along Y."),
+    Doc(Float(8, 6, "Z Translate", 0, -1000000, 1000000, -100, 100, 1), ParamUnit::WorldUnits,
+        "Moves the vertices along Z."),
+    Doc(Row(9, 10, PF_Param_CHECKBOX, "Uniform Scale", 1, kParamFlagsSup),
+        "Scales all three axes by X Scale; off, each axis has its own scale."),
+    Doc(Percent(Float(10, 11, "X Scale", 100, -1000000, 1000000, -100, 100, 1)), ParamUnit::Percent,
+        "Stretches the vertices along X."),
+    Doc(Percent(Float(11, 12, "Y Scale", 100, -100000, 100000, -100, 100, 1)), ParamUnit::Percent,
+        "Stretches the vertices along Y, without Uniform Scale."),
+    Doc(Percent(Float(12, 13, "Z Scale", 100, -100000, 100000, -100, 100, 1)), ParamUnit::Percent,
+        "Stretches the vertices along Z, without Uniform Scale."),
+    Doc(Popup(13, 7, "Effect Only Group", kGroupChoicesAll, 12, kParamFlagsSup),
+        "Acts only on the vertices of this group; All Groups acts on every vertex."),
 };
 
 struct TransformRecord {
@@ -203,6 +216,9 @@ const EffectInfo kTransformEffectorInfo{
     EffectRole::Effector,
     "Transform Effector, translates and rotates the Tavrin.\n1.1 - Scale & Center of Transform",
     true,
-    &TransformEffectorParams};
+    &TransformEffectorParams,
+    "An effector that moves, turns and scales vertices about a centre.",
+    "Add it below a source and set the rotations, translations and scales; Effect Only Group "
+    "limits it to one group, so that parts of a network can move on their own."};
 
 }  // namespace tv

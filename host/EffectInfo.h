@@ -23,6 +23,9 @@ struct EffectInfo {
     const char* description;  // the about box's second line
     bool built;               // false while the effect's own logic is not written yet
     ParamTable (*params)();   // the effect's parameter table
+    // For the effect's reference page: what it is for, and how to put it to work.
+    const char* purpose = "";
+    const char* howTo = "";
 };
 
 // Resource words shared by every effect.

@@ -103,6 +103,17 @@ constexpr ParamSpec LightNameText(int32_t index, int32_t disk, const char* name,
     return s;
 }
 
+// A row with its one line for listings and pages, and the unit its number is in.
+constexpr ParamSpec Doc(ParamSpec s, const char* doc) {
+    s.doc = doc;
+    return s;
+}
+constexpr ParamSpec Doc(ParamSpec s, ParamUnit unit, const char* doc) {
+    s.unit = unit;
+    s.doc = doc;
+    return s;
+}
+
 // A slider the host shows in percent.
 constexpr ParamSpec Percent(ParamSpec s) {
     s.unit = ParamUnit::Percent;

@@ -33,6 +33,32 @@ std::string LightPrefix(int32_t popup, const std::vector<std::string>& words,
     return "";                              // All Lights
 }
 
+const char* ParamUnitName(ParamUnit unit) {
+    switch (unit) {
+        case ParamUnit::Percent:
+            return "percent";
+        case ParamUnit::Pixels:
+            return "pixels";
+        case ParamUnit::Degrees:
+            return "degrees";
+        case ParamUnit::Seconds:
+            return "seconds";
+        case ParamUnit::Milliseconds:
+            return "milliseconds";
+        case ParamUnit::Frames:
+            return "frames";
+        case ParamUnit::WorldUnits:
+            return "world units";
+        case ParamUnit::Hertz:
+            return "hertz";
+        case ParamUnit::Samples:
+            return "samples";
+        case ParamUnit::None:
+            break;
+    }
+    return "";
+}
+
 PF_ParamDef DefaultParamValue(const ParamSpec& spec) {
     PF_ParamDef def;
     def.param_type = spec.type;

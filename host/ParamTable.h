@@ -25,8 +25,23 @@ inline constexpr uint32_t PF_PUI_STD_CONTROL_ONLY = 0x4;
 inline constexpr uint32_t PF_PUI_NO_ECW_UI = 0x8;
 inline constexpr uint32_t PF_PUI_INVISIBLE = 0x200;
 
-// How a number reads in user units, for documents and listings.
-enum class ParamUnit : uint8_t { None, Percent, Pixels, Degrees };
+// How a number reads in user units, for documents, listings and the effect pages. Percent also
+// makes a point's default a share of the layer's size; the others only name the unit.
+enum class ParamUnit : uint8_t {
+    None,
+    Percent,
+    Pixels,
+    Degrees,
+    Seconds,
+    Milliseconds,
+    Frames,
+    WorldUnits,  // the comp's 3D space: one unit is one pixel at the camera's zoom distance
+    Hertz,
+    Samples,
+};
+
+// The unit's name as listings and pages print it ("" for none).
+const char* ParamUnitName(ParamUnit unit);
 
 struct ParamSpec {
     int32_t index = 0;   // position in the params array; 0 is the input layer
@@ -61,6 +76,8 @@ struct ParamSpec {
     PF_Handle arbDefault = 0;
     int16_t uiWidth = 0, uiHeight = 0;
     ParamUnit unit = ParamUnit::None;
+    // One line saying what the parameter does, for `tavrin effects` and the effect pages.
+    const char* doc = "";
 };
 
 using ParamTable = std::span<const ParamSpec>;

@@ -216,16 +216,24 @@ PF_Err EntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_P
 }
 
 // The effect's row in the module's effect table.
-const EffectInfo kMainEffectInfo{1,
-                                 "Tavrin",
-                                 "KDL TAVRUS TWO",
-                                 "EntryPointFunc",
-                                 &EntryPointFunc,
-                                 0x88001,
-                                 0x201407,
-                                 EffectRole::Main,
-                                 "Next Gen 3D Plugin to Create Organic Structures & Networks.",
-                                 true,
-                                 &MainEffectParams};
+const EffectInfo kMainEffectInfo{
+    1,
+    "Tavrin",
+    "KDL TAVRUS TWO",
+    "EntryPointFunc",
+    &EntryPointFunc,
+    0x88001,
+    0x201407,
+    EffectRole::Main,
+    "Next Gen 3D Plugin to Create Organic Structures & Networks.",
+    true,
+    &MainEffectParams,
+    "The effect that draws. It gathers the vertices the layer's sources make, runs its effectors "
+    "over them and hands the result to its renderers, then draws points, lines, triangles, facets "
+    "and beams with the comp's camera, lights, depth of field and motion blur.",
+    "Put \"Tavrin\" first on the layer that should show the network; without it the other Tavrin "
+    "effects of the layer make geometry that nothing draws. Add at least one source and one "
+    "renderer below it. Turn on Unified Rendering for depth of field and motion blur (it needs "
+    "OpenGL), and Use Lights for Shading to light faces with the comp's lights."};
 
 }  // namespace tv

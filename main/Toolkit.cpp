@@ -66,9 +66,12 @@ const std::string& TableChoices(int32_t menu) {
 const ParamSpec* Table() {
     static const ParamSpec table[] = {
         params::Row(0, 0, PF_Param_LAYER, "input"),
-        params::Popup(1, 1, "Add Geometry", TableChoices(0).c_str(), 1, kParamFlagsSup),
-        params::Popup(2, 2, "Add Effector", TableChoices(1).c_str(), 1, kParamFlagsSup),
-        params::Popup(3, 3, "Add Renderer", TableChoices(2).c_str(), 1, kParamFlagsSup),
+        params::Doc(params::Popup(1, 1, "Add Geometry", TableChoices(0).c_str(), 1, kParamFlagsSup),
+                    "Pick a source to add it to this layer, in its place in the stack."),
+        params::Doc(params::Popup(2, 2, "Add Effector", TableChoices(1).c_str(), 1, kParamFlagsSup),
+                    "Pick an effector to add it to this layer, in its place in the stack."),
+        params::Doc(params::Popup(3, 3, "Add Renderer", TableChoices(2).c_str(), 1, kParamFlagsSup),
+                    "Pick a renderer to add it to this layer, in its place in the stack."),
     };
     return table;
 }
@@ -282,16 +285,22 @@ PF_Err TavrKitEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_dat
 }
 
 // The effect's row in the module's effect table.
-const EffectInfo kTavrKitInfo{11,
-                              "Tavrin Toolkit",
-                              "KDL TAVRKIT",
-                              "TavrKitEntryPointFunc",
-                              &TavrKitEntryPointFunc,
-                              0x208000,
-                              0x1400,
-                              EffectRole::Toolkit,
-                              "Utility to add New Objects and Effectors.",
-                              true,
-                              &TavrKitParams};
+const EffectInfo kTavrKitInfo{
+    11,
+    "Tavrin Toolkit",
+    "KDL TAVRKIT",
+    "TavrKitEntryPointFunc",
+    &TavrKitEntryPointFunc,
+    0x208000,
+    0x1400,
+    EffectRole::Toolkit,
+    "Utility to add New Objects and Effectors.",
+    true,
+    &TavrKitParams,
+    "A helper that adds the other Tavrin effects to a layer from three menus (sources, effectors, "
+    "renderers), each in its right place in the stack.",
+    "Apply it to a layer and pick an effect in Add Geometry, Add Effector or Add Renderer to add "
+    "it to the layer. It draws nothing itself; a document usually lists the effects it wants "
+    "directly."};
 
 }  // namespace tv

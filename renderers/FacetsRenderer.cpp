@@ -45,16 +45,27 @@ constexpr ParamSpec CollapsedCurve(int32_t index, int32_t disk, const char* name
 
 constexpr ParamSpec kTable[] = {
     Row(0, 0, PF_Param_LAYER, "input"),
-    Row(1, 2, PF_Param_CHECKBOX, "Get Colors From Vertices", 1, kParamFlagsSup),
-    Popup(2, 3, "Color Mode",
-          "Interpolate Between Vertices|Average of Vertices|Color of First Vertex", 1),
-    Color(3, 4, "Facets Color", 1, 1, 1),
-    Row(4, 5, PF_Param_CHECKBOX, "Get Opacity From Vertices", 1, kParamFlagsSup),
-    Fixed(5, 6, "Facets Opacity", 50, 0, 100, 0, 100, 1),
-    Row(6, 9, PF_Param_CHECKBOX, "Limit Opacity by Distance", 1, 0xc6),
-    Float(7, 1, "Maximum Distance", 100, 0, 1000000, 0, 100, 2),
-    CollapsedCurve(8, 7, "Opacity over Distance"),
-    Popup(9, 8, "Effect Only Group", kGroupChoicesAll, 12, kParamFlagsSup),
+    Doc(Row(1, 2, PF_Param_CHECKBOX, "Get Colors From Vertices", 1, kParamFlagsSup),
+        "Facets take their corners' colours; off, they take Facets Color."),
+    Doc(Popup(2, 3, "Color Mode",
+              "Interpolate Between Vertices|Average of Vertices|Color of First Vertex", 1),
+        "How a facet takes its corners' colours: blended across it, their average, or the first "
+        "corner's."),
+    Doc(Color(3, 4, "Facets Color", 1, 1, 1),
+        "Colour of the facets when not taken from the vertices."),
+    Doc(Row(4, 5, PF_Param_CHECKBOX, "Get Opacity From Vertices", 1, kParamFlagsSup),
+        "Facets take their corners' opacity; off, they take Facets Opacity."),
+    Doc(Fixed(5, 6, "Facets Opacity", 50, 0, 100, 0, 100, 1), ParamUnit::Percent,
+        "Opacity of the facets when not taken from the vertices."),
+    Doc(Row(6, 9, PF_Param_CHECKBOX, "Limit Opacity by Distance", 1, 0xc6),
+        "Fades facets by how far apart their corners are, through the curve below; large facets "
+        "vanish."),
+    Doc(Float(7, 1, "Maximum Distance", 100, 0, 1000000, 0, 100, 2), ParamUnit::WorldUnits,
+        "With the limit on, facets whose corners lie farther apart than this are not drawn."),
+    Doc(CollapsedCurve(8, 7, "Opacity over Distance"),
+        "Opacity of a facet by its corners' distance, from 0 to Maximum Distance."),
+    Doc(Popup(9, 8, "Effect Only Group", kGroupChoicesAll, 12, kParamFlagsSup),
+        "Draws only the vertices of this group; All Groups draws every vertex."),
 };
 
 FacetsSettings Read(PF_InData* in) {
@@ -199,16 +210,22 @@ PF_Err FacetsRenderEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* ou
 }
 
 // The effect's row in the module's effect table.
-const EffectInfo kFacetsRenderInfo{15,
-                                   "Tavrin Facets Renderer",
-                                   "KDL TAVRREN Facets",
-                                   "FacetsRenderEntryPointFunc",
-                                   &FacetsRenderEntryPointFunc,
-                                   0x208000,
-                                   0x1401,
-                                   EffectRole::Renderer,
-                                   "Facets Renderer, Renders 3D Facets from the Geometry Objects.",
-                                   true,
-                                   &FacetsRenderParams};
+const EffectInfo kFacetsRenderInfo{
+    15,
+    "Tavrin Facets Renderer",
+    "KDL TAVRREN Facets",
+    "FacetsRenderEntryPointFunc",
+    &FacetsRenderEntryPointFunc,
+    0x208000,
+    0x1401,
+    EffectRole::Renderer,
+    "Facets Renderer, Renders 3D Facets from the Geometry Objects.",
+    true,
+    &FacetsRenderParams,
+    "A renderer that fills the faces a source makes (OBJ faces, lattice faces, extruded paths), "
+    "shaded by the main effect's lights.",
+    "Use it with a source that makes faces (Generate Faces on the Primitives source, Import Facets "
+    "on the OBJ source). Limit Opacity by Distance hides facets larger than Maximum Distance: turn "
+    "it off, or raise the distance, to see every face."};
 
 }  // namespace tv

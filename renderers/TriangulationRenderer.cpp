@@ -61,29 +61,52 @@ void FillOpacityDefault(DistanceCurve& c) {
 
 constexpr ParamSpec kTable[] = {
     Row(0, 0, PF_Param_LAYER, "input"),
-    Popup(1, 1, "Render Mode", "Nearest Triangles|Outer Surface|Mesh Triangulation", 1,
-          kParamFlagsSup),
-    Int(2, 2, "Max No. of Triangles Per Vertex", 10, 0, 10000, 0, 100),
-    Float(3, 3, "Maximum Distance", 100, 0, 100000, 0, 100, 2),
-    Row(4, 4, PF_Param_CHECKBOX, "Get Colors From Vertices", 1, kParamFlagsSup),
-    Popup(5, 5, "Color Mode",
-          "Interpolate Between Vertices|Average of Vertices|Color of First Vertex", 1),
-    Color(6, 6, "Triangles Color", 1, 1, 1),
-    Row(7, 7, PF_Param_CHECKBOX, "Get Opacity From Vertices", 1, kParamFlagsSup),
-    Fixed(8, 8, "Triangles Opacity", 50, 0, 100, 0, 100, 1),
-    CurveParam(9, 9, "Opacity over Distance", &FillOpacityDefault),
-    Popup(10, 14, "Calc Triangles Distance", "Every Frame|Only One Frame|Over Time Interval", 1,
-          kParamFlagsSup),
-    Row(11, 15, PF_Param_CHECKBOX, "Calc Triangles based on this Frame", 0, kParamFlagsSup, "None"),
-    Int(12, 16, "Triangles Frame Num", 0, -100000, 100000, 0, 100, kParamFlagsSup),
-    Float(13, 17, "Calc Time Interval", 1, 0, 1000000, 0, 5, 3, kParamFlagsSup),
-    Popup(14, 10, "Effect Only Group", kGroupChoicesAll, 12, kParamFlagsSup),
-    Popup(15, 11, "Draw Triangles Between",
-          "Vertices of Same Group|Vertices of Different Groups|Vertices of All Groups|Vertices of "
-          "Only One Group|Vertices of Two Groups",
-          3, kParamFlagsSup),
-    Popup(16, 12, "First Group", kTenGroups, 1, kParamFlagsSup),
-    Popup(17, 13, "Second Group", kTenGroups, 2),
+    Doc(Popup(1, 1, "Render Mode", "Nearest Triangles|Outer Surface|Mesh Triangulation", 1,
+              kParamFlagsSup),
+        "How triangles are made: each vertex with its nearest neighbours, the hull around the "
+        "vertices, or a mesh through them all."),
+    Doc(Int(2, 2, "Max No. of Triangles Per Vertex", 10, 0, 10000, 0, 100),
+        "Most triangles built from each vertex, in Nearest Triangles mode."),
+    Doc(Float(3, 3, "Maximum Distance", 100, 0, 100000, 0, 100, 2), ParamUnit::WorldUnits,
+        "Vertices farther apart than this make no triangle."),
+    Doc(Row(4, 4, PF_Param_CHECKBOX, "Get Colors From Vertices", 1, kParamFlagsSup),
+        "Triangles take their corners' colours; off, they take Triangles Color."),
+    Doc(Popup(5, 5, "Color Mode",
+              "Interpolate Between Vertices|Average of Vertices|Color of First Vertex", 1),
+        "How a triangle takes its corners' colours: blended across it, their average, or the first "
+        "corner's."),
+    Doc(Color(6, 6, "Triangles Color", 1, 1, 1),
+        "Colour of the triangles when not taken from the vertices."),
+    Doc(Row(7, 7, PF_Param_CHECKBOX, "Get Opacity From Vertices", 1, kParamFlagsSup),
+        "Triangles take their corners' opacity; off, they take Triangles Opacity."),
+    Doc(Fixed(8, 8, "Triangles Opacity", 50, 0, 100, 0, 100, 1), ParamUnit::Percent,
+        "Opacity of the triangles when not taken from the vertices."),
+    Doc(CurveParam(9, 9, "Opacity over Distance", &FillOpacityDefault),
+        "Opacity of a triangle by how far apart its corners are, from 0 to Maximum Distance."),
+    Doc(Popup(10, 14, "Calc Triangles Distance", "Every Frame|Only One Frame|Over Time Interval", 1,
+              kParamFlagsSup),
+        "When the triangles are chosen: every frame, once at one frame, or anew at each time "
+        "interval."),
+    Doc(Row(11, 15, PF_Param_CHECKBOX, "Calc Triangles based on this Frame", 0, kParamFlagsSup,
+            "None"),
+        "Click to choose the triangles at the current frame (sets Triangles Frame Num)."),
+    Doc(Int(12, 16, "Triangles Frame Num", 0, -100000, 100000, 0, 100, kParamFlagsSup),
+        ParamUnit::Frames, "The frame at which the triangles are chosen, with Only One Frame."),
+    Doc(Float(13, 17, "Calc Time Interval", 1, 0, 1000000, 0, 5, 3, kParamFlagsSup),
+        ParamUnit::Seconds,
+        "Time after which the triangles are chosen anew, with Over Time Interval."),
+    Doc(Popup(14, 10, "Effect Only Group", kGroupChoicesAll, 12, kParamFlagsSup),
+        "Draws only the vertices of this group; All Groups draws every vertex."),
+    Doc(Popup(15, 11, "Draw Triangles Between",
+              "Vertices of Same Group|Vertices of Different Groups|Vertices of All Groups|Vertices "
+              "of "
+              "Only One Group|Vertices of Two Groups",
+              3, kParamFlagsSup),
+        "Which vertices may share a triangle: within a group, across groups, any, within one "
+        "group, or between two groups."),
+    Doc(Popup(16, 12, "First Group", kTenGroups, 1, kParamFlagsSup),
+        "The group for One Group, and the first of Two Groups."),
+    Doc(Popup(17, 13, "Second Group", kTenGroups, 2), "The other group for Two Groups."),
 };
 
 struct TriangleParams {
@@ -280,16 +303,21 @@ PF_Err TriangleRenderEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* 
 }
 
 // The effect's row in the module's effect table.
-const EffectInfo kTriangleRenderInfo{16,
-                                     "Tavrin Triangulation Renderer",
-                                     "KDL TAVRREN Triangles",
-                                     "TriangleRenderEntryPointFunc",
-                                     &TriangleRenderEntryPointFunc,
-                                     0x208000,
-                                     0x1401,
-                                     EffectRole::Renderer,
-                                     "Lines Renderer, Renders 3D Lines.",
-                                     true,
-                                     &TriangleRenderParams};
+const EffectInfo kTriangleRenderInfo{
+    16,
+    "Tavrin Triangulation Renderer",
+    "KDL TAVRREN Triangles",
+    "TriangleRenderEntryPointFunc",
+    &TriangleRenderEntryPointFunc,
+    0x208000,
+    0x1401,
+    EffectRole::Renderer,
+    "Lines Renderer, Renders 3D Lines.",
+    true,
+    &TriangleRenderParams,
+    "A renderer that fills triangles between vertices: between near neighbours, over the outer "
+    "hull of the cloud, or as a mesh through it.",
+    "Pick a Render Mode; in Nearest Triangles set Maximum Distance as for lines. Colours come from "
+    "the corners (blended, averaged or the first), or from Triangles Color."};
 
 }  // namespace tv

@@ -60,35 +60,53 @@ constexpr ParamSpec StartsOff(ParamSpec s) {
 
 constexpr ParamSpec kTable[] = {
     Row(0, 0, PF_Param_LAYER, "input"),
-    Row(1, 26, PF_Param_LAYER, "OBJ Layer", 0, kParamFlagsSup),
-    Checkbox(2, 3, "Obj Sequence", false, kStatic),
-    Popup(3, 4, "After OBJ Sequence Ends",
-          "Do Nothing|Loop Sequence|Ping Pong Sequence|Freeze Last Frame", 4, kStatic),
-    Fixed(4, 5, "OBJ Resolution", 100, 0, 100, 0, 100, 1),
+    Doc(Row(1, 26, PF_Param_LAYER, "OBJ Layer", 0, kParamFlagsSup),
+        "The layer whose footage is the OBJ file (or the first file of a sequence)."),
+    Doc(Checkbox(2, 3, "Obj Sequence", false, kStatic),
+        "Reads a numbered series of OBJ files, one per frame, instead of one file."),
+    Doc(Popup(3, 4, "After OBJ Sequence Ends",
+              "Do Nothing|Loop Sequence|Ping Pong Sequence|Freeze Last Frame", 4, kStatic),
+        "What follows the last file: nothing, a loop, back and forth, or the last file held."),
+    Doc(Fixed(4, 5, "OBJ Resolution", 100, 0, 100, 0, 100, 1), ParamUnit::Percent,
+        "Share of the file's vertices kept; lower values thin the model out."),
     GroupStart(5, 7, "Transform OBJ"),
-    PointPercent(6, 8, "OBJ XY Location", 50, 50),
-    Float(7, 9, "OBJ Z Location", 1, -1000000, 1000000, -100, 100, 1),
-    Checkbox(8, 23, "Invert X", false),
-    Checkbox(9, 24, "Invert Y", false),
-    Checkbox(10, 25, "Invert Z", false),
-    Checkbox(11, 10, "Uniform Scale", true, kParamFlagsSup),
-    Percent(Float(12, 11, "OBJ X Scale", 100, -1000000, 1000000, -1000, 1000, 1)),
+    Doc(PointPercent(6, 8, "OBJ XY Location", 50, 50),
+        "Where the model's origin stands on the layer, in pixels."),
+    Doc(Float(7, 9, "OBJ Z Location", 1, -1000000, 1000000, -100, 100, 1), ParamUnit::WorldUnits,
+        "Depth of the model's origin."),
+    Doc(Checkbox(8, 23, "Invert X", false), "Mirrors the model along X."),
+    Doc(Checkbox(9, 24, "Invert Y", false), "Mirrors the model along Y."),
+    Doc(Checkbox(10, 25, "Invert Z", false), "Mirrors the model along Z."),
+    Doc(Checkbox(11, 10, "Uniform Scale", true, kParamFlagsSup),
+        "Scales all three axes by OBJ X Scale; off, each axis has its own scale."),
+    Doc(Percent(Float(12, 11, "OBJ X Scale", 100, -1000000, 1000000, -1000, 1000, 1)),
+        ParamUnit::Percent, "Size of the model along X, against the file's own units."),
     // The default lies above the slider range, on purpose.
-    Percent(Float(13, 12, "OBJ Y Scale", 100, -100000, 100000, -100, 100, 1)),
-    Percent(Float(14, 13, "OBJ Z Scale", 100, -100000, 100000, -100, 100, 1)),
-    Angle(15, 14, "X Rotate"),
-    Angle(16, 15, "Y Rotate"),
-    Angle(17, 16, "Z Rotate"),
+    Doc(Percent(Float(13, 12, "OBJ Y Scale", 100, -100000, 100000, -100, 100, 1)),
+        ParamUnit::Percent, "Size of the model along Y, without Uniform Scale."),
+    Doc(Percent(Float(14, 13, "OBJ Z Scale", 100, -100000, 100000, -100, 100, 1)),
+        ParamUnit::Percent, "Size of the model along Z, without Uniform Scale."),
+    Doc(Angle(15, 14, "X Rotate"), ParamUnit::Degrees,
+        "Turns the model about the X axis, around its centre."),
+    Doc(Angle(16, 15, "Y Rotate"), ParamUnit::Degrees,
+        "Turns the model about the Y axis, around its centre."),
+    Doc(Angle(17, 16, "Z Rotate"), ParamUnit::Degrees,
+        "Turns the model about the Z axis, around its centre."),
     GroupEnd(18, 17),
-    Color(19, 18, "Color", 1, 1, 1),
-    Fixed(20, 19, "Opacity", 50, 0, 100, 0, 100, 1),
+    Doc(Color(19, 18, "Color", 1, 1, 1), "Colour of every vertex."),
+    Doc(Fixed(20, 19, "Opacity", 50, 0, 100, 0, 100, 1), ParamUnit::Percent,
+        "Opacity of every vertex."),
     // A new instance starts without facets, while a reset turns them on.
-    StartsOff(
-        Checkbox(21, 22, "Import Facets", true, kParamFlagsSup | PF_ParamFlag_START_COLLAPSED)),
-    Popup(22, 27, "Texture Coordinates",
-          "Import from OBJ|Generate based on Position|Generate based on ID", 1,
-          kParamFlagsSup | PF_ParamFlag_START_COLLAPSED),
-    Popup(23, 20, "Group", kGroupChoicesNone, 12, kParamFlagsSup),
+    Doc(StartsOff(
+            Checkbox(21, 22, "Import Facets", true, kParamFlagsSup | PF_ParamFlag_START_COLLAPSED)),
+        "Also reads the file's faces, for the facets renderer; a new instance starts with it off."),
+    Doc(Popup(22, 27, "Texture Coordinates",
+              "Import from OBJ|Generate based on Position|Generate based on ID", 1,
+              kParamFlagsSup | PF_ParamFlag_START_COLLAPSED),
+        "Where each vertex's texture coordinates come from: the file, its position, or its "
+        "number."),
+    Doc(Popup(23, 20, "Group", kGroupChoicesNone, 12, kParamFlagsSup),
+        "The group this source's vertices join; effectors and renderers choose vertices by group."),
 };
 static_assert(sizeof kTable / sizeof kTable[0] == 24);
 
@@ -219,16 +237,22 @@ PF_Err OBJSourceEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_d
 }
 
 // The effect's row in the module's effect table.
-const EffectInfo kOBJSourceInfo{8,
-                                "Tavrin OBJ Object",
-                                "KDL TAVRSRC OBJ",
-                                "OBJSourceEntryPointFunc",
-                                &OBJSourceEntryPointFunc,
-                                0x200004,
-                                0x1401,
-                                EffectRole::Source,
-                                "OBJ File Source, Create a Tavrin from the points in the OBJ File.",
-                                true,
-                                &OBJSourceParams};
+const EffectInfo kOBJSourceInfo{
+    8,
+    "Tavrin OBJ Object",
+    "KDL TAVRSRC OBJ",
+    "OBJSourceEntryPointFunc",
+    &OBJSourceEntryPointFunc,
+    0x200004,
+    0x1401,
+    EffectRole::Source,
+    "OBJ File Source, Create a Tavrin from the points in the OBJ File.",
+    true,
+    &OBJSourceParams,
+    "A source that reads a Wavefront OBJ model (or a numbered sequence of them, one per frame) and "
+    "makes its vertices, and its faces if asked.",
+    "Import the .obj file as footage on a layer of the comp and choose that layer as OBJ Layer. "
+    "Place, scale and turn the model with the Transform OBJ controls; turn on Import Facets to "
+    "draw its faces with the Facets renderer."};
 
 }  // namespace tv

@@ -33,13 +33,19 @@ enum : int32_t {
 
 constexpr ParamSpec kTable[] = {
     Row(0, 0, PF_Param_LAYER, "input"),
-    Row(1, 1, PF_Param_LAYER, "From Mesh Layer", 0, kParamFlagsSup),
-    Row(2, 2, PF_Param_LAYER, "To Mesh Layer", 0, kParamFlagsSup),
-    Row(3, 3, PF_Param_CHECKBOX, "Flip Direction", 0),
-    Float(4, 5, "Max Distance", 5000, 0, 1000000, 0, 10000, 0),
-    Color(5, 6, "Color", 1, 1, 1),
-    Fixed(6, 7, "Opacity", 50, 0, 100, 0, 100, 1),
-    Popup(7, 4, "Group", kGroupChoicesNone, 12, kParamFlagsSup),
+    Doc(Row(1, 1, PF_Param_LAYER, "From Mesh Layer", 0, kParamFlagsSup),
+        "The layer whose vertices cast rays, against their normals unless flipped."),
+    Doc(Row(2, 2, PF_Param_LAYER, "To Mesh Layer", 0, kParamFlagsSup),
+        "The layer whose mesh the rays hit; each hit becomes a vertex."),
+    Doc(Row(3, 3, PF_Param_CHECKBOX, "Flip Direction", 0),
+        "Casts the rays along the normals instead of against them."),
+    Doc(Float(4, 5, "Max Distance", 5000, 0, 1000000, 0, 10000, 0), ParamUnit::WorldUnits,
+        "How far a ray reaches; a ray that hits nothing within it makes no visible vertex."),
+    Doc(Color(5, 6, "Color", 1, 1, 1), "Colour of every new vertex."),
+    Doc(Fixed(6, 7, "Opacity", 50, 0, 100, 0, 100, 1), ParamUnit::Percent,
+        "Opacity of every new vertex."),
+    Doc(Popup(7, 4, "Group", kGroupChoicesNone, 12, kParamFlagsSup),
+        "The group this source's vertices join; effectors and renderers choose vertices by group."),
 };
 
 struct SlicerSettings {
@@ -214,16 +220,22 @@ PF_Err TracerSourceEntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* ou
 }
 
 // The effect's row in the module's effect table.
-const EffectInfo kTracerSourceInfo{21,
-                                   "Tavrin Slicer Object",
-                                   "KDL TAVRSRC Tracer",
-                                   "TracerSourceEntryPointFunc",
-                                   &TracerSourceEntryPointFunc,
-                                   0x200004,
-                                   0x1401,
-                                   EffectRole::Source,
-                                   "Creates Instances from Existing Tavrin Objects",
-                                   true,
-                                   &TracerSourceParams};
+const EffectInfo kTracerSourceInfo{
+    21,
+    "Tavrin Slicer Object",
+    "KDL TAVRSRC Tracer",
+    "TracerSourceEntryPointFunc",
+    &TracerSourceEntryPointFunc,
+    0x200004,
+    0x1401,
+    EffectRole::Source,
+    "Creates Instances from Existing Tavrin Objects",
+    true,
+    &TracerSourceParams,
+    "A source that casts a ray from each vertex of one mesh, along the line of its normal, and "
+    "makes a vertex where the ray meets a second mesh.",
+    "Prepare two layers with Tavrin meshes (for example two OBJ layers), choose them as From Mesh "
+    "Layer and To Mesh Layer, and set Max Distance to the reach of the rays. By default a ray runs "
+    "against its normal; Flip Direction turns it round."};
 
 }  // namespace tv

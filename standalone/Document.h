@@ -38,7 +38,10 @@ void LoadDocumentFile(const std::string& file, EmbeddedHost& host);
 // Loads a document from text; `file` names it in errors and anchors relative paths.
 void LoadDocumentText(const std::string& text, const std::string& file, EmbeddedHost& host);
 
-// The closest of the candidates to `name` (by edit distance), for "did you mean" hints.
-std::string NearestNames(const std::string& name, const std::vector<std::string>& candidates);
+// The closest of the candidates to `name` (by edit distance), for "did you mean" hints. With
+// `withinNames`, a name may also match a part of a candidate ("Beams" or "Tavrin Beems" is near
+// "Tavrin Beams Renderer"), though a whole-name match of the same distance comes first.
+std::string NearestNames(const std::string& name, const std::vector<std::string>& candidates,
+                         bool withinNames = false);
 
 }  // namespace tv::standalone

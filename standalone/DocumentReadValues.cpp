@@ -30,6 +30,23 @@ size_t EditDistance(const std::string& a, const std::string& b) {
     return row[b.size()];
 }
 
+// The edit distance from `a` to the part of `b` nearest to it: skipping the start and the end of
+// `b` costs nothing.
+size_t DistanceWithin(const std::string& a, const std::string& b) {
+    std::vector<size_t> row(b.size() + 1, 0);
+    for (size_t i = 1; i <= a.size(); ++i) {
+        size_t prev = row[0];
+        row[0] = i;
+        for (size_t j = 1; j <= b.size(); ++j) {
+            const size_t cur = row[j];
+            const bool same = std::tolower(a[i - 1]) == std::tolower(b[j - 1]);
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, prev + (same ? 0 : 1)});
+            prev = cur;
+        }
+    }
+    return *std::min_element(row.begin(), row.end());
+}
+
 // Names as a suggestion shows them: a long name is cut, with its length.
 std::string ShownName(const std::string& name) {
     constexpr size_t kLongest = 80;
@@ -41,15 +58,21 @@ std::string ShownName(const std::string& name) {
 
 }  // namespace
 
-std::string NearestNames(const std::string& name, const std::vector<std::string>& candidates) {
+std::string NearestNames(const std::string& name, const std::vector<std::string>& candidates,
+                         bool withinNames) {
     if (candidates.empty()) return "nothing is valid here";
     std::vector<std::pair<size_t, std::string>> scored;
     // The distance is quadratic in the names' lengths: compare their beginnings only, which is
     // all a typo needs, so that a name of 150,000 characters costs no more than a short one.
     constexpr size_t kCompared = 256;
     const std::string head = name.substr(0, kCompared);
-    for (const auto& c : candidates)
-        scored.push_back({EditDistance(head, c.substr(0, kCompared)), c});
+    for (const auto& c : candidates) {
+        const std::string part = c.substr(0, kCompared);
+        size_t score = EditDistance(head, part);
+        // Twice the distance, one more for a match within: a whole name wins a tie.
+        if (withinNames) score = std::min(2 * score, 2 * DistanceWithin(head, part) + 1);
+        scored.push_back({score, c});
+    }
     std::stable_sort(scored.begin(), scored.end(),
                      [](const auto& a, const auto& b) { return a.first < b.first; });
     std::string out = "did you mean \"" + ShownName(scored[0].second) + "\"?";

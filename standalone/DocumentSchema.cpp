@@ -6,6 +6,7 @@
 #include "standalone/DocumentRead.h"
 #include "standalone/DocumentText.h"
 #include "standalone/EmbeddedHost.h"
+#include "standalone/ParamText.h"
 
 namespace tv::standalone {
 
@@ -100,9 +101,15 @@ Json EffectSchema(const EffectInfo& info, const InstalledEffect& installed) {
         const std::string key = occurrence > 1
                                     ? std::string(spec.name) + "#" + std::to_string(occurrence)
                                     : std::string(spec.name);
-        params[key] = ParamValue(spec);
+        Json value = ParamValue(spec);
+        // What an editor shows on hover: the row's own line, and its unit.
+        const std::string unit = ParamUnitText(spec);
+        if (*spec.doc)
+            value["description"] = std::string(spec.doc) + (unit.empty() ? "" : " (" + unit + ")");
+        params[key] = std::move(value);
     }
     return {{"type", "object"},
+            {"description", info.purpose},
             {"required", {"effect"}},
             {"additionalProperties", false},
             {"properties",

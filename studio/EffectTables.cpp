@@ -9,19 +9,6 @@ namespace tv::studio {
 
 namespace {
 
-const char* UnitName(ParamUnit unit) {
-    switch (unit) {
-        case ParamUnit::Percent:
-            return "percent";
-        case ParamUnit::Pixels:
-            return "pixels";
-        case ParamUnit::Degrees:
-            return "degrees";
-        default:
-            return "";
-    }
-}
-
 const char* DataKind(const ParamSpec& spec) {
     if (spec.type != PF_Param_ARBITRARY_DATA) return "";
     if (standalone::IsCurveParam(spec)) return "curve";
@@ -84,7 +71,8 @@ Json ParamRowJson(standalone::EmbeddedHost& host, const ParamSpec& spec,
         default:
             break;
     }
-    if (spec.unit != ParamUnit::None) row["unit"] = UnitName(spec.unit);
+    if (spec.unit != ParamUnit::None) row["unit"] = ParamUnitName(spec.unit);
+    if (*spec.doc) row["description"] = spec.doc;  // the control's tooltip
     row["animatable"] = Animatable(spec);
     row["supervised"] = bool(spec.flags & PF_ParamFlag_SUPERVISE);
     if (spec.type == PF_Param_GROUP_START)

@@ -106,7 +106,7 @@ export class EffectControls {
       }
       const control = paramControl(s, row, at);
       const key = row.animatable ? this.keyButton(row, at) : null;
-      const label = el('span', {class: 'param-name'}, row.name);
+      const label = el('span', {class: 'param-name', title: row.description}, row.name);
       const line = el('div', {class: 'param', dataset: {index: row.index, name: row.name,
                                                          kind: row.kind}},
                       key || el('span', {class: 'key-space'}), label, control.element);

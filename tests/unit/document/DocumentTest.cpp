@@ -179,8 +179,8 @@ namespace {
 
 TEST(Document, EveryExampleLoads) {
     size_t count = 0;
-    for (const auto& entry :
-         std::filesystem::directory_iterator(std::string(TAVRIN_SOURCE_DIR) + "/examples")) {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(
+             std::string(TAVRIN_SOURCE_DIR) + "/examples")) {
         if (entry.path().extension() != ".json") continue;
         standalone::EmbeddedHost host;
         EXPECT_NO_THROW(standalone::LoadDocumentFile(entry.path().string(), host)) << entry.path();

@@ -213,6 +213,11 @@ void ExpectSameProjects(EmbeddedHost& ha, EmbeddedHost& hb) {
                 auto ra = ha.handleBytes(ea.sequenceData);
                 auto rb = hb.handleBytes(eb.sequenceData);
                 ASSERT_EQ(ra.size(), rb.size()) << what;
+                // The toolkit keeps no record of its own; every other effect does.
+                if (fx->matchName == std::string_view("KDL TAVRKIT")) {
+                    EXPECT_TRUE(ra.empty()) << what;
+                    continue;
+                }
                 ASSERT_GE(ra.size(), 32u) << what;
                 ra[2] = rb[2] = ra[3] = rb[3] = 0;
                 EXPECT_EQ(ra, rb) << what;
@@ -236,8 +241,8 @@ void RoundTrip(const std::string& file) {
 
 TEST(RoundTrip, EveryExample) {
     size_t count = 0;
-    for (const auto& entry :
-         std::filesystem::directory_iterator(std::string(TAVRIN_SOURCE_DIR) + "/examples")) {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(
+             std::string(TAVRIN_SOURCE_DIR) + "/examples")) {
         if (entry.path().extension() != ".json") continue;
         RoundTrip(entry.path().string());
         ++count;

@@ -69,7 +69,7 @@ TEST(DocumentSchema, NamesEveryEffectAndItsParameters) {
 TEST(DocumentSchema, EveryExampleFits) {
     const test::SchemaCheck schema = Schema();
     size_t checked = 0;
-    for (const auto& entry : fs::directory_iterator(kRoot / "examples")) {
+    for (const auto& entry : fs::recursive_directory_iterator(kRoot / "examples")) {
         if (entry.path().extension() != ".json") continue;
         ++checked;
         EXPECT_EQ(schema.Check(json::parse(ReadText(entry.path()))), "") << entry.path();

@@ -61,6 +61,18 @@ Json SetDistance(double v) {
             {"effect", 3},      {"param", 2}, {"value", v}};
 }
 
+TEST(StudioSession, EachValueRowCarriesItsLineForTheControlsTooltip) {
+    size_t rows = 0;
+    for (const Json& effect : Tables().json())
+        for (const Json& row : effect["params"]) {
+            if (row["kind"] == "group" || row["kind"] == "end") continue;
+            EXPECT_FALSE(row.value("description", "").empty())
+                << effect["name"] << " / " << row["name"];
+            ++rows;
+        }
+    EXPECT_GT(rows, 360u);
+}
+
 TEST(StudioSession, AnEditIsWrittenIntoTheDocumentUnderTheKeyItAlreadyUses) {
     Copy copy;
     Session s({copy.doc.string(), {}}, Tables());
