@@ -373,6 +373,7 @@ void DrawLinesInTile(const PF_EffectWorld& world, int32_t bitDepth, bool perspec
     forEach([&](const DrawLine& l) {
         if (LineTouchesTile(l, tile)) drawer.draw(l);
     });
+    drawer.finish();
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "engines/KDLRender.h"
+#include "engines/BlendPixel.h"
 
 namespace tv {
 
@@ -26,7 +26,7 @@ PF_PixelFloat PremultipliedFloat(const float c[4]) {
 }
 
 void Blend(PF_Pixel8& dst, const PF_Pixel8& src, int32_t cover) {
-    BlendPixel8(dst, src, cover);
+    BlendPremultipliedPixel8(dst, src, cover);
 }
 void Blend(PF_PixelFloat& dst, const PF_PixelFloat& src, int32_t cover) {
     BlendPixelFloat(dst, src, cover);
@@ -36,7 +36,15 @@ void Blend(PF_PixelFloat& dst, const PF_PixelFloat& src, int32_t cover) {
 
 CapsuleLineDrawer::CapsuleLineDrawer(const PF_EffectWorld& world, int32_t bitDepth,
                                      bool perspectiveSizes, const ScanTile& tile)
-    : world_(world), bitDepth_(bitDepth), perspectiveSizes_(perspectiveSizes), raster_(tile) {}
+    : world_(world),
+      bitDepth_(bitDepth),
+      perspectiveSizes_(perspectiveSizes),
+      rasters_{CapsuleRaster(tile), CapsuleRaster(tile), CapsuleRaster(tile), CapsuleRaster(tile)} {
+}
+
+CapsuleLineDrawer::~CapsuleLineDrawer() {
+    finish();
+}
 
 void CapsuleLineDrawer::resetGradient(const DrawLine& l) {
     current_ = &l;
@@ -71,7 +79,7 @@ const PF_PixelFloat& CapsuleLineDrawer::gradientFloat(int32_t i) {
 }
 
 template <class Pixel>
-void CapsuleLineDrawer::blendSpans(const DrawLine& l) {
+void CapsuleLineDrawer::blendSpans(CapsuleRaster& raster, const DrawLine& l) {
     auto row = [this](int32_t x, int32_t y) {
         return reinterpret_cast<Pixel*>(world_.data + size_t(y) * size_t(world_.rowbytes)) + x;
     };
@@ -84,10 +92,9 @@ void CapsuleLineDrawer::blendSpans(const DrawLine& l) {
             c = Premultiplied8(l.startColor);
         else
             c = PremultipliedFloat(l.startColor);
-        raster_.sweep([&](int32_t x, int32_t y, int32_t n, const uint8_t* covers) {
+        raster.sweep([&](int32_t x, int32_t y, int32_t n, const uint8_t* covers) {
             Pixel* p = row(x, y);
-            for (int32_t i = 0; i < n; ++i)
-                if (covers[i]) Blend(p[i], c, covers[i]);
+            for (int32_t i = 0; i < n; ++i) Blend(p[i], c, covers[i]);  // 0 leaves the pixel
         });
         return;
     }
@@ -95,7 +102,7 @@ void CapsuleLineDrawer::blendSpans(const DrawLine& l) {
     // in (sixteenths of a hundredth of the length, as the stroked path's span counted them).
     resetGradient(l);
     const double kx = dx / len * 1600.0 / len, ky = dy / len * 1600.0 / len;
-    raster_.sweep([&](int32_t x, int32_t y, int32_t n, const uint8_t* covers) {
+    raster.sweep([&](int32_t x, int32_t y, int32_t n, const uint8_t* covers) {
         Pixel* p = row(x, y);
         const double g0 = (double(x) - l.start[0]) * kx + (double(y) - l.start[1]) * ky;
         for (int32_t i = 0; i < n; ++i) {
@@ -110,13 +117,43 @@ void CapsuleLineDrawer::blendSpans(const DrawLine& l) {
     });
 }
 
+void CapsuleLineDrawer::blend(CapsuleRaster& raster, const DrawLine& l) {
+    if (bitDepth_ == 8)
+        blendSpans<PF_Pixel8>(raster, l);
+    else
+        blendSpans<PF_PixelFloat>(raster, l);
+}
+
+// A line is blended a few lines late: its rows are asked for from memory when its edges are
+// done, and arrive while the next lines' edges are worked out, instead of each row stalling the
+// blend.
 void CapsuleLineDrawer::draw(const DrawLine& l) {
     if (bitDepth_ != 8 && bitDepth_ != 32) return;
-    if (!raster_.accumulate(LineCapsule(l, perspectiveSizes_))) return;
-    if (bitDepth_ == 8)
-        blendSpans<PF_Pixel8>(l);
-    else
-        blendSpans<PF_PixelFloat>(l);
+    const size_t slot = (first_ + count_) % kInFlight;
+    if (count_ == kInFlight) {
+        blendOldest();
+        return draw(l);
+    }
+    CapsuleRaster& raster = rasters_[slot];
+    if (!raster.accumulate(LineCapsule(l, perspectiveSizes_))) return;
+    const size_t pixelBytes = bitDepth_ == 8 ? 4 : 16;
+    raster.touchedRows([&](int32_t x, int32_t y, int32_t n) {
+        const uint8_t* row = world_.data + size_t(y) * size_t(world_.rowbytes);
+        __builtin_prefetch(row + size_t(x) * pixelBytes, 1);
+        __builtin_prefetch(row + size_t(x + n) * pixelBytes - 1, 1);
+    });
+    pending_[slot] = l;
+    ++count_;
+}
+
+void CapsuleLineDrawer::blendOldest() {
+    blend(rasters_[first_], pending_[first_]);
+    first_ = (first_ + 1) % kInFlight;
+    --count_;
+}
+
+void CapsuleLineDrawer::finish() {
+    while (count_ > 0) blendOldest();
 }
 
 }  // namespace tv

@@ -18,16 +18,19 @@ bool Finite(const Capsule& c) {
 }  // namespace
 
 CapsuleRaster::CapsuleRaster(const ScanTile& tile)
-    : left_(tile.left),
+    : tile_(tile),
+      tileWidth_(std::max(tile.right - tile.left, 0)),
+      tileHeight_(std::max(tile.bottom - tile.top, 0)),
+      left_(tile.left),
       top_(tile.top),
-      width_(std::max(tile.right - tile.left, 0)),
-      height_(std::max(tile.bottom - tile.top, 0)),
-      stride_(width_ + 2),
-      cells_(size_t(stride_) * size_t(height_), 0.0f),
-      rowMin_(size_t(height_), std::numeric_limits<int32_t>::max()),
-      rowMax_(size_t(height_), -1),
-      covers_(size_t(stride_), 0),
-      rowLo_(height_),
+      width_(0),
+      height_(0),
+      stride_(2),
+      cells_(size_t(tileWidth_ + 2) * size_t(tileHeight_), 0.0f),
+      rowMin_(size_t(tileHeight_), std::numeric_limits<int32_t>::max()),
+      rowMax_(size_t(tileHeight_), -1),
+      covers_(size_t(tileWidth_ + 2), 0),
+      rowLo_(0),
       rowHi_(-1) {}
 
 void CapsuleRaster::touch(int32_t y, int32_t lo, int32_t hi) {
@@ -123,8 +126,27 @@ void CapsuleRaster::edge(double x0, double y0, double x1, double y1) {
 }
 
 bool CapsuleRaster::accumulate(const Capsule& c) {
-    if (width_ == 0 || height_ == 0 || !Finite(c)) return false;
+    if (tileWidth_ == 0 || tileHeight_ == 0 || !Finite(c)) return false;
     if (!(c.r0 > 0) && !(c.r1 > 0)) return false;
+    // The cells cover the capsule's box in the tile (a pixel of margin), packed row after row:
+    // a line's edges and its sweep stay in a few kilobytes however large the tile.
+    const double reach = std::max(c.r0, c.r1) + 1;
+    auto span = [](double lo, double hi, int32_t from, int32_t size, int32_t& start,
+                   int32_t& count) {
+        const double a = std::clamp(std::floor(lo) - from, 0.0, double(size));
+        const double b = std::clamp(std::ceil(hi) - from, 0.0, double(size));
+        start = int32_t(a);
+        count = int32_t(b) - start;
+    };
+    int32_t boxX = 0, boxY = 0;
+    span(std::min(c.ax, c.bx) - reach, std::max(c.ax, c.bx) + reach, tile_.left, tileWidth_, boxX,
+         width_);
+    span(std::min(c.ay, c.by) - reach, std::max(c.ay, c.by) + reach, tile_.top, tileHeight_, boxY,
+         height_);
+    if (width_ <= 0 || height_ <= 0) return false;
+    left_ = tile_.left + boxX, top_ = tile_.top + boxY;
+    stride_ = width_ + 2;
+    rowLo_ = height_, rowHi_ = -1;
     const double ax = c.ax - left_, ay = c.ay - top_, bx = c.bx - left_, by = c.by - top_;
     const double dx = bx - ax, dy = by - ay;
     const double len = std::sqrt(dx * dx + dy * dy);

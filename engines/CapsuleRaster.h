@@ -3,6 +3,7 @@
 // path filled), summed row by row in a scratch the size of the tile. No path, no sorted cells.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -25,6 +26,15 @@ class CapsuleRaster {
     // Accumulates the capsule's coverage; false when it leaves nothing in the tile (not finite,
     // no radius, or outside).
     bool accumulate(const Capsule& c);
+
+    // Calls rows(x, y, length) for each row the capsule touched, world pixels, before the sweep.
+    template <class Rows>
+    void touchedRows(const Rows& rows) const {
+        for (int32_t y = rowLo_; y <= rowHi_; ++y) {
+            const int32_t lo = rowMin_[size_t(y)], hi = std::min(rowMax_[size_t(y)], width_ - 1);
+            if (hi >= lo) rows(left_ + lo, top_ + y, hi - lo + 1);
+        }
+    }
 
     // Hands each touched row to span(x, y, length, covers) in world pixels, covers 0..255 (255
     // full), and leaves the scratch zero for the next capsule.
@@ -51,8 +61,12 @@ class CapsuleRaster {
     void edgeInTile(double x0, double y0, double x1, double y1, float dir);
     void touch(int32_t y, int32_t lo, int32_t hi);
 
+    ScanTile tile_;
+    int32_t tileWidth_, tileHeight_;
+    // The current capsule's box in world pixels; its cells are width + 2 per row (an edge on the
+    // right side spills two cells).
     int32_t left_, top_, width_, height_, stride_;
-    std::vector<float> cells_;  // width + 2 per row: an edge at the right side spills two cells
+    std::vector<float> cells_;
     std::vector<int32_t> rowMin_, rowMax_;
     std::vector<uint8_t> covers_;
     int32_t rowLo_, rowHi_;

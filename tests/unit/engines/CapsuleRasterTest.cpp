@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <random>
 #include <vector>
 
 #include "engines/AGGEngine.h"
+#include "engines/BlendPixel.h"
 #include "engines/CapsuleLines.h"
 
 namespace tv {
@@ -231,6 +233,26 @@ TEST(CapsuleRaster, HugeRadiiStopAtABoundedOutline) {
     World ours(16, 16, 8);
     DrawOurs(ours, 8, true, {l}, ScanTile{0, 0, 16, 16});
     EXPECT_EQ(Ink(ours), 16 * 16 * 4);  // the tile lies deep inside it
+}
+
+TEST(CapsuleRaster, FourChannelBlendGivesBlendPixel8sBytes) {
+    const uint8_t dsts[] = {0, 1, 77, 128, 200, 254, 255};
+    for (int a = 0; a < 256; ++a) {
+        for (const int c : {0, a / 3, a / 2, a}) {
+            const PF_Pixel8 src{uint8_t(a), uint8_t(c), uint8_t(a - c), uint8_t(a / 5)};
+            for (int cover = 0; cover < 256; ++cover) {
+                for (const uint8_t d : dsts) {
+                    PF_Pixel8 want{d, uint8_t(255 - d), uint8_t(d / 2), 255};
+                    PF_Pixel8 got = want;
+                    BlendPixel8(want, src, cover);
+                    BlendPremultipliedPixel8(got, src, cover);
+                    ASSERT_EQ(std::memcmp(&want, &got, 4), 0)
+                        << "alpha " << a << " colour " << c << " cover " << cover << " dst "
+                        << int(d);
+                }
+            }
+        }
+    }
 }
 
 }  // namespace
