@@ -139,8 +139,11 @@ void CapsuleLineDrawer::draw(const DrawLine& l) {
     const size_t pixelBytes = bitDepth_ == 8 ? 4 : 16;
     raster.touchedRows([&](int32_t x, int32_t y, int32_t n) {
         const uint8_t* row = world_.data + size_t(y) * size_t(world_.rowbytes);
-        __builtin_prefetch(row + size_t(x) * pixelBytes, 1);
-        __builtin_prefetch(row + size_t(x + n) * pixelBytes - 1, 1);
+        const uint8_t* first = row + size_t(x) * pixelBytes;
+        const uint8_t* last = row + size_t(x + n) * pixelBytes - 1;
+        __builtin_prefetch(first, 1);
+        if ((reinterpret_cast<uintptr_t>(first) ^ reinterpret_cast<uintptr_t>(last)) >= 64)
+            __builtin_prefetch(last, 1);
     });
     pending_[slot] = l;
     ++count_;

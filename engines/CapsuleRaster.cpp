@@ -26,7 +26,6 @@ CapsuleRaster::CapsuleRaster(const ScanTile& tile)
       width_(0),
       height_(0),
       stride_(2),
-      cells_(size_t(tileWidth_ + 2) * size_t(tileHeight_), 0.0f),
       rowMin_(size_t(tileHeight_), std::numeric_limits<int32_t>::max()),
       rowMax_(size_t(tileHeight_), -1),
       covers_(size_t(tileWidth_ + 2), 0),
@@ -146,6 +145,9 @@ bool CapsuleRaster::accumulate(const Capsule& c) {
     if (width_ <= 0 || height_ <= 0) return false;
     left_ = tile_.left + boxX, top_ = tile_.top + boxY;
     stride_ = width_ + 2;
+    // Grown only (the sweep leaves every cell zero), to what the largest box so far needed.
+    const size_t cells = size_t(stride_) * size_t(height_);
+    if (cells_.size() < cells) cells_.resize(cells, 0.0f);
     rowLo_ = height_, rowHi_ = -1;
     const double ax = c.ax - left_, ay = c.ay - top_, bx = c.bx - left_, by = c.by - top_;
     const double dx = bx - ax, dy = by - ay;
