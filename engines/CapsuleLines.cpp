@@ -135,7 +135,7 @@ void CapsuleLineDrawer::draw(const DrawLine& l) {
         return draw(l);
     }
     CapsuleRaster& raster = rasters_[slot];
-    if (!raster.accumulate(LineCapsule(l, perspectiveSizes_))) return;
+    if (!raster.accumulate(LineCapsule(l, perspectiveSizes_, arcSteps_))) return;
     const size_t pixelBytes = bitDepth_ == 8 ? 4 : 16;
     raster.touchedRows([&](int32_t x, int32_t y, int32_t n) {
         const uint8_t* row = world_.data + size_t(y) * size_t(world_.rowbytes);

@@ -41,6 +41,7 @@ class CapsuleLineDrawer {
     CapsuleRaster rasters_[kInFlight];
     DrawLine pending_[kInFlight];
     size_t first_ = 0, count_ = 0;
+    ArcStepCache arcSteps_;
     // A gradient's 256 colours, each worked out the first time a pixel asks for it.
     std::array<PF_Pixel8, 256> table8_{};
     std::array<PF_PixelFloat, 256> tableFloat_{};

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 #include "engines/AGGEngine.h"
@@ -10,6 +11,23 @@ namespace tv {
 
 namespace {
 constexpr double kPi = 3.14159265358979323846;
+
+// The turn of one chord of a half circle cut into n (1 to 1024), worked out once: a million
+// short lines would otherwise spend more on the cosine and sine than on their pixels.
+struct ArcTurn {
+    double cs = 1, sn = 0;
+};
+const std::vector<ArcTurn>& ArcTurns() {
+    static const std::vector<ArcTurn> turns = [] {
+        std::vector<ArcTurn> t(1025);
+        for (int32_t n = 1; n <= 1024; ++n) {
+            const double step = kPi / n;
+            t[size_t(n)] = ArcTurn{std::cos(step), -std::sin(step)};
+        }
+        return t;
+    }();
+    return turns;
+}
 
 bool Finite(const Capsule& c) {
     return std::isfinite(c.ax) && std::isfinite(c.ay) && std::isfinite(c.bx) &&
@@ -32,21 +50,18 @@ CapsuleRaster::CapsuleRaster(const ScanTile& tile)
       rowLo_(0),
       rowHi_(-1) {}
 
-void CapsuleRaster::touch(int32_t y, int32_t lo, int32_t hi) {
-    rowMin_[size_t(y)] = std::min(rowMin_[size_t(y)], lo);
-    rowMax_[size_t(y)] = std::max(rowMax_[size_t(y)], hi);
-    rowLo_ = std::min(rowLo_, y);
-    rowHi_ = std::max(rowHi_, y);
-}
-
 // Signed area accumulation: each row an edge crosses gets, per cell, the area its piece leaves
 // to the cell's right; a running sum along the row is then the covered area of each pixel.
 void CapsuleRaster::edgeInTile(double x0, double y0, double x1, double y1, float dir) {
     const double dxdy = (x1 - x0) / (y1 - y0);
     const double w = width_;
     double x = x0;
+    const int32_t yBegin = int32_t(y0);
     const int32_t yEnd = std::min(height_, int32_t(std::ceil(y1)));
-    for (int32_t yi = int32_t(y0); yi < yEnd; ++yi) {
+    if (yBegin >= yEnd) return;
+    rowLo_ = std::min(rowLo_, yBegin);
+    rowHi_ = std::max(rowHi_, yEnd - 1);
+    for (int32_t yi = yBegin; yi < yEnd; ++yi) {
         const double dy = std::min(double(yi + 1), y1) - std::max(double(yi), y0);
         const double xNext = x + dxdy * dy;
         const double d = dy * dir;
@@ -55,11 +70,14 @@ void CapsuleRaster::edgeInTile(double x0, double y0, double x1, double y1, float
         float* row = cells_.data() + size_t(yi) * size_t(stride_);
         const double xaFloor = std::floor(xa), xbCeil = std::ceil(xb);
         const int32_t ia = int32_t(xaFloor), ib = int32_t(xbCeil);
+        int32_t& rowMin = rowMin_[size_t(yi)];
+        int32_t& rowMax = rowMax_[size_t(yi)];
+        rowMin = std::min(rowMin, ia);
         if (ib <= ia + 1) {
             const double mid = 0.5 * (xa + xb) - xaFloor;
             row[ia] += float(d * (1 - mid));
             row[ia + 1] += float(d * mid);
-            touch(yi, ia, ia + 1);
+            rowMax = std::max(rowMax, ia + 1);
         } else {
             const double s = 1 / (xb - xa);
             const double fa = xa - xaFloor;
@@ -78,7 +96,7 @@ void CapsuleRaster::edgeInTile(double x0, double y0, double x1, double y1, float
                 row[ib - 1] += float(d * (1 - a2 - am));
             }
             row[ib] += float(d * am);
-            touch(yi, ia, ib);
+            rowMax = std::max(rowMax, ib);
         }
         x = xNext;
     }
@@ -164,8 +182,8 @@ bool CapsuleRaster::accumulate(const Capsule& c) {
         px = x, py = y;
     };
     auto arc = [&](double cx, double cy, double fromX, double fromY, double r, int32_t n) {
-        const double step = kPi / n;
-        const double cs = std::cos(step), sn = -std::sin(step);
+        const ArcTurn& turn = ArcTurns()[size_t(n)];
+        const double cs = turn.cs, sn = turn.sn;
         double ox = fromX * r, oy = fromY * r;
         for (int32_t i = 0; i <= n; ++i) {
             to(cx + ox, cy + oy);
@@ -203,6 +221,25 @@ int32_t StrokeCapChords(double r) {
     const double da = 2 * std::acos(r / (r + 0.125));
     if (!(da > kPi / 1024)) return 1024;
     return int32_t(kPi / da) + 1;
+}
+
+int32_t ArcStepCache::steps(double r) {
+    const float key = float(r);
+    uint32_t bits;
+    std::memcpy(&bits, &key, 4);
+    Entry& e = entries_[(bits ^ (bits >> 13)) % entries_.size()];
+    if (!(e.radius == r)) e = Entry{r, CapsuleArcSteps(r)};
+    return e.steps;
+}
+
+Capsule LineCapsule(const DrawLine& l, bool perspectiveSizes, ArcStepCache& cache) {
+    if (!perspectiveSizes) return LineCapsule(l, false);
+    Capsule c;
+    c.ax = l.start[0], c.ay = l.start[1];
+    c.bx = l.end[0], c.by = l.end[1];
+    c.r0 = l.startSize, c.r1 = l.endSize;
+    c.chords0 = cache.steps(c.r0), c.chords1 = cache.steps(c.r1);
+    return c;
 }
 
 Capsule LineCapsule(const DrawLine& l, bool perspectiveSizes) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -59,7 +60,6 @@ class CapsuleRaster {
     void edge(double x0, double y0, double x1, double y1);
     void edgeInX(double x0, double y0, double x1, double y1, float dir);
     void edgeInTile(double x0, double y0, double x1, double y1, float dir);
-    void touch(int32_t y, int32_t lo, int32_t hi);
 
     ScanTile tile_;
     int32_t tileWidth_, tileHeight_;
@@ -75,9 +75,23 @@ class CapsuleRaster {
 // Chords of a round end as AGG's stroker cuts it (the path lines without perspective sizes took).
 int32_t StrokeCapChords(double r);
 
+// CapsuleArcSteps of the radii seen lately: the lines meeting at a vertex share its radius.
+class ArcStepCache {
+  public:
+    int32_t steps(double r);
+
+  private:
+    struct Entry {
+        double radius = -1;  // no radius asked yet
+        int32_t steps = 1;
+    };
+    std::array<Entry, 512> entries_{};
+};
+
 // The capsule a projected line draws: tapered from its start to its end size with perspective
 // sizes, else its start size all along, each end cut into as many chords as the path it replaced
 // drew.
 Capsule LineCapsule(const DrawLine& l, bool perspectiveSizes);
+Capsule LineCapsule(const DrawLine& l, bool perspectiveSizes, ArcStepCache& cache);
 
 }  // namespace tv
