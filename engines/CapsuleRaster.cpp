@@ -133,6 +133,8 @@ void CapsuleRaster::edge(double x0, double y0, double x1, double y1) {
     if (y0 == y1) return;  // a horizontal edge moves no area
     float dir = 1;
     if (y0 > y1) std::swap(x0, x1), std::swap(y0, y1), dir = -1;
+    // A capsule whose box (with its pixel of margin) lies in the tile needs no clipping.
+    if (inside_) return edgeInTile(x0, y0, x1, y1, dir);
     const double h = height_;
     if (y1 <= 0 || y0 >= h) return;
     const double dxdy = (x1 - x0) / (y1 - y0);
@@ -148,10 +150,12 @@ bool CapsuleRaster::accumulate(const Capsule& c) {
     // The cells cover the capsule's box in the tile (a pixel of margin), packed row after row:
     // a line's edges and its sweep stay in a few kilobytes however large the tile.
     const double reach = std::max(c.r0, c.r1) + 1;
-    auto span = [](double lo, double hi, int32_t from, int32_t size, int32_t& start,
-                   int32_t& count) {
-        const double a = std::clamp(std::floor(lo) - from, 0.0, double(size));
-        const double b = std::clamp(std::ceil(hi) - from, 0.0, double(size));
+    bool clipped = false;
+    auto span = [&clipped](double lo, double hi, int32_t from, int32_t size, int32_t& start,
+                           int32_t& count) {
+        const double a0 = std::floor(lo) - from, b0 = std::ceil(hi) - from;
+        const double a = std::clamp(a0, 0.0, double(size)), b = std::clamp(b0, 0.0, double(size));
+        clipped = clipped || a != a0 || b != b0;
         start = int32_t(a);
         count = int32_t(b) - start;
     };
@@ -162,6 +166,7 @@ bool CapsuleRaster::accumulate(const Capsule& c) {
          height_);
     if (width_ <= 0 || height_ <= 0) return false;
     left_ = tile_.left + boxX, top_ = tile_.top + boxY;
+    inside_ = !clipped;
     stride_ = width_ + 2;
     // Grown only (the sweep leaves every cell zero), to what the largest box so far needed.
     const size_t cells = size_t(stride_) * size_t(height_);

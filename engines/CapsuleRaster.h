@@ -66,6 +66,7 @@ class CapsuleRaster {
     // The current capsule's box in world pixels; its cells are width + 2 per row (an edge on the
     // right side spills two cells).
     int32_t left_, top_, width_, height_, stride_;
+    bool inside_ = false;  // the box was not cut by the tile's sides
     std::vector<float> cells_;
     std::vector<int32_t> rowMin_, rowMax_;
     std::vector<uint8_t> covers_;
