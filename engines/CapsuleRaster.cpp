@@ -68,8 +68,11 @@ void CapsuleRaster::edgeInTile(double x0, double y0, double x1, double y1, float
         const double xa = std::clamp(std::min(x, xNext), 0.0, w);
         const double xb = std::clamp(std::max(x, xNext), 0.0, w);
         float* row = cells_.data() + size_t(yi) * size_t(stride_);
-        const double xaFloor = std::floor(xa), xbCeil = std::ceil(xb);
-        const int32_t ia = int32_t(xaFloor), ib = int32_t(xbCeil);
+        // Both lie in [0, w]: truncation is the floor, and the ceiling one more unless exact
+        // (without SSE4.1 std::floor and std::ceil are long bit tricks, per row of every edge).
+        const int32_t ia = int32_t(xa);
+        const int32_t ib = int32_t(xb) + (double(int32_t(xb)) < xb ? 1 : 0);
+        const double xaFloor = ia, xbCeil = ib;
         int32_t& rowMin = rowMin_[size_t(yi)];
         int32_t& rowMax = rowMax_[size_t(yi)];
         rowMin = std::min(rowMin, ia);
