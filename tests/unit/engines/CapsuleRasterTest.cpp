@@ -235,6 +235,19 @@ TEST(CapsuleRaster, HugeRadiiStopAtABoundedOutline) {
     EXPECT_EQ(Ink(ours), 16 * 16 * 4);  // the tile lies deep inside it
 }
 
+TEST(CapsuleRaster, CachedArcStepsAreCapsuleArcSteps) {
+    std::mt19937 rng(8);
+    std::uniform_real_distribution<float> small(0, 4), large(0, 3000);
+    ArcStepCache cache;
+    for (int i = 0; i < 20000; ++i) {
+        // Few distinct radii, so entries are hit, missed and replaced.
+        const double r = i % 3 == 0 ? double(large(rng)) : double(int(small(rng) * 8)) / 8;
+        ASSERT_EQ(cache.steps(r), CapsuleArcSteps(r)) << r;
+    }
+    EXPECT_EQ(cache.steps(-1), CapsuleArcSteps(-1));
+    EXPECT_EQ(cache.steps(std::numeric_limits<double>::quiet_NaN()), 1);
+}
+
 TEST(CapsuleRaster, FourChannelBlendGivesBlendPixel8sBytes) {
     const uint8_t dsts[] = {0, 1, 77, 128, 200, 254, 255};
     for (int a = 0; a < 256; ++a) {
