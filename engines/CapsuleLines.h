@@ -24,6 +24,7 @@ class CapsuleLineDrawer {
     void finish();
 
   private:
+    void blendOldest();
     void blend(CapsuleRaster& raster, const DrawLine& l);
     template <class Pixel>
     void blendSpans(CapsuleRaster& raster, const DrawLine& l);
@@ -34,7 +35,6 @@ class CapsuleLineDrawer {
     const PF_EffectWorld& world_;
     int32_t bitDepth_;
     bool perspectiveSizes_;
-    void blendOldest();
 
     // Lines accumulated and waiting for their blend, oldest at first_.
     static constexpr size_t kInFlight = 4;
