@@ -1,7 +1,11 @@
-// Software line drawing of a frame's projected lines: our AGG engine (25 tiles on the pool)
-// against Cairo drawing the same segments (same widths, round caps, anti-aliased) on one thread.
+// Software line drawing of a frame's projected lines: our capsule rasteriser (25 tiles on the
+// pool, and on one thread) against two peers drawing the same segments (same widths, round caps,
+// anti-aliased): the stroked AGG path it replaced, on the same tiles and pool, and Cairo on one
+// thread.
 #include <benchmark/benchmark.h>
 #include <cairo.h>
+#include <tbb/global_control.h>
+#include <tbb/info.h>
 #include <tbb/parallel_for.h>
 
 #include <random>
@@ -32,7 +36,10 @@ class PoolHost : public tv::HostServices {
     }
 };
 
-void LineDraw_Ours(benchmark::State& state) {
+// Draws the lines into the world's 25 tiles on the pool with `drawTile`, once per iteration.
+template <class DrawTile>
+void Tiled(benchmark::State& state, size_t threads, const DrawTile& drawTile) {
+    tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
     const int w = int(state.range(0)), h = int(state.range(1));
     const auto lines = Lines(10000, w, h);
     std::vector<uint8_t> pixels(size_t(w) * size_t(h) * 4);
@@ -44,10 +51,30 @@ void LineDraw_Ours(benchmark::State& state) {
     for (auto _ : state) {
         std::fill(pixels.begin(), pixels.end(), 0);
         host.iterate(int32_t(tiles.size()), [&](int32_t t) {
-            engine.drawLinesInTile(lines, tiles[size_t(t)]);
+            drawTile(engine, world, lines, tiles[size_t(t)]);
             return 0;
         });
     }
+}
+
+void OursInTile(const tv::AGGEngine& engine, const tv::PF_EffectWorld&,
+                const std::vector<tv::DrawLine>& lines, const tv::ScanTile& tile) {
+    engine.drawLinesInTile(lines, tile);
+}
+
+void AggInTile(const tv::AGGEngine& engine, const tv::PF_EffectWorld& world,
+               const std::vector<tv::DrawLine>& lines, const tv::ScanTile& tile) {
+    tv::StrokeLinesInTileWithAgg(world, 8, engine.perspectiveSizes, lines, tile);
+}
+
+void LineDraw_Ours(benchmark::State& state) {
+    Tiled(state, size_t(tbb::info::default_concurrency()), &OursInTile);
+}
+void LineDraw_OursOneThread(benchmark::State& state) {
+    Tiled(state, 1, &OursInTile);
+}
+void LineDraw_Agg(benchmark::State& state) {
+    Tiled(state, size_t(tbb::info::default_concurrency()), &AggInTile);
 }
 
 void LineDraw_Peer(benchmark::State& state) {
@@ -75,15 +102,13 @@ void LineDraw_Peer(benchmark::State& state) {
     cairo_surface_destroy(surface);
 }
 
-BENCHMARK(LineDraw_Ours)
-    ->Args({1280, 720})
-    ->Args({1920, 1080})
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime();
-BENCHMARK(LineDraw_Peer)
-    ->Args({1280, 720})
-    ->Args({1920, 1080})
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime();
+void Sizes(benchmark::internal::Benchmark* b) {
+    b->Args({1280, 720})->Args({1920, 1080})->Unit(benchmark::kMillisecond)->UseRealTime();
+}
+
+BENCHMARK(LineDraw_Ours)->Apply(Sizes);
+BENCHMARK(LineDraw_OursOneThread)->Apply(Sizes);
+BENCHMARK(LineDraw_Agg)->Apply(Sizes);
+BENCHMARK(LineDraw_Peer)->Apply(Sizes);
 
 }  // namespace

@@ -18,6 +18,7 @@
 #include <array>
 #include <cmath>
 
+#include "engines/CapsuleLines.h"
 #include "engines/KDLRender.h"
 
 namespace tv {
@@ -177,7 +178,8 @@ bool LineTouchesTile(const DrawLine& l, const ScanTile& tile) {
     return LineTouchesColumns(l, tile) && LineTouchesRows(l, tile);
 }
 
-// Draws the lines `forEach` visits, in its order, clipped to the tile.
+// Draws the lines `forEach` visits, in its order, clipped to the tile: an outline per line
+// through AGG's general rasteriser.
 template <class Writer, class ForEach>
 void LinesInTile(const PF_EffectWorld& world, int32_t pixelBytes, bool perspectiveSizes,
                  const ForEach& forEach, const ScanTile& tile) {
@@ -348,6 +350,9 @@ void FloatTrianglesInTile(const PF_EffectWorld& world, const ForEach& forEach,
 int32_t CapsuleArcSteps(double r) {
     if (!(r > 0)) return 1;
     const double da = std::acos(r / (r + 0.125));
+    // A radius past some 100000 pixels (or one so large the angle rounds to 0) stops at 1024
+    // steps rather than counting without end.
+    if (!(da > kPi / 2048)) return 1024;
     const int32_t n = int32_t(2 * kPi / (2 * da) + 0.5) * 180 / 360;
     return std::max(n, 1);
 }
@@ -358,16 +363,31 @@ double TriangleDilation(double a) {
 
 namespace {
 
+// Lines go through the capsule rasteriser; the stroked path above stays as its reference.
 template <class ForEach>
 void DrawLinesInTile(const PF_EffectWorld& world, int32_t bitDepth, bool perspectiveSizes,
                      const ForEach& forEach, const ScanTile& tile) {
+    if (bitDepth != 8 && bitDepth != 32) return;
+    if (tile.right <= tile.left || tile.bottom <= tile.top) return;
+    CapsuleLineDrawer drawer(world, bitDepth, perspectiveSizes, tile);
+    forEach([&](const DrawLine& l) {
+        if (LineTouchesTile(l, tile)) drawer.draw(l);
+    });
+    drawer.finish();
+}
+
+}  // namespace
+
+void StrokeLinesInTileWithAgg(const PF_EffectWorld& world, int32_t bitDepth, bool perspectiveSizes,
+                              const std::vector<DrawLine>& lines, const ScanTile& tile) {
+    auto forEach = [&lines](const auto& fn) {
+        for (const DrawLine& l : lines) fn(l);
+    };
     if (bitDepth == 8)
         LinesInTile<Write8>(world, 4, perspectiveSizes, forEach, tile);
     else if (bitDepth == 32)
         LinesInTile<WriteFloat>(world, 16, perspectiveSizes, forEach, tile);
 }
-
-}  // namespace
 
 void AGGEngine::drawLinesInTile(const std::vector<DrawLine>& lines, const ScanTile& tile) const {
     DrawLinesInTile(

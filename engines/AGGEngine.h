@@ -1,4 +1,5 @@
-// The software line and triangle engine, on Anti-Grain Geometry, drawing into 25 tiles.
+// The software line and triangle engine drawing into 25 tiles: lines as capsules rasterised
+// straight into each tile, triangles on Anti-Grain Geometry.
 #pragma once
 
 #include "engines/RenderEngine.h"
@@ -22,6 +23,11 @@ class AGGEngine : public TV_Base_Render {
   private:
     int32_t unused_;  // kept from the constructor, never read
 };
+
+// The stroked path lines took before the capsule rasteriser: an outline per line through AGG's
+// general rasteriser. Kept as the reference the rasteriser is tested and measured against.
+void StrokeLinesInTileWithAgg(const PF_EffectWorld& world, int32_t bitDepth, bool perspectiveSizes,
+                              const std::vector<DrawLine>& lines, const ScanTile& tile);
 
 // Arc steps of a half circle of radius r so that the chord error stays at 1/8 pixel.
 int32_t CapsuleArcSteps(double r);

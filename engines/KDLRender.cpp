@@ -8,48 +8,6 @@
 
 namespace tv {
 
-void BlendPixel8(PF_Pixel8& dst, const PF_Pixel8& src, int32_t coverage) {
-    uint32_t a = src.alpha, r = src.red, g = src.green, b = src.blue;
-    if (coverage != 255) {
-        auto scale = [coverage](uint32_t c) {
-            const uint32_t cc = c * uint32_t(coverage);
-            return (cc + 1 + (cc >> 8)) >> 8;
-        };
-        a = scale(a), r = scale(r), g = scale(g), b = scale(b);
-    }
-    if (a > 254) {
-        dst = PF_Pixel8{uint8_t(a), uint8_t(r), uint8_t(g), uint8_t(b)};
-        return;
-    }
-    if (a == 0) return;
-    const uint32_t m = 255 - a;
-    auto over = [m](uint32_t d, uint32_t s) {
-        return uint8_t(std::min<uint32_t>(255, ((d * m) >> 8) + s));
-    };
-    dst.alpha = over(dst.alpha, a);
-    dst.red = over(dst.red, r);
-    dst.green = over(dst.green, g);
-    dst.blue = over(dst.blue, b);
-}
-
-void BlendPixelFloat(PF_PixelFloat& dst, const PF_PixelFloat& src, int32_t coverage) {
-    PF_PixelFloat s = src;
-    if (coverage != 255) {
-        const float k = float(coverage) / 255.0f;
-        s.alpha *= k, s.red *= k, s.green *= k, s.blue *= k;
-    }
-    if (s.alpha == 0.0f) return;
-    if (s.alpha == 1.0f) {
-        dst = s;
-        return;
-    }
-    const float keep = 1.0f - s.alpha;
-    dst.alpha = dst.alpha * keep + s.alpha;
-    dst.red = dst.red * keep + s.red;
-    dst.green = dst.green * keep + s.green;
-    dst.blue = dst.blue * keep + s.blue;
-}
-
 namespace {
 
 void Blend8(void* pixel, const void* colour, int32_t coverage) {

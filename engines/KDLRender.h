@@ -3,13 +3,10 @@
 
 #include <vector>
 
+#include "engines/BlendPixel.h"
 #include "engines/RenderEngine.h"
 
 namespace tv {
-
-// Blends a premultiplied colour at a coverage of 0..255 into one pixel.
-void BlendPixel8(PF_Pixel8& dst, const PF_Pixel8& src, int32_t coverage);
-void BlendPixelFloat(PF_PixelFloat& dst, const PF_PixelFloat& src, int32_t coverage);
 
 class KDLRender : public TV_Base_Render {
   public:

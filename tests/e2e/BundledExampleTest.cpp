@@ -34,7 +34,13 @@ standalone::FloatImage RenderExample(int32_t bitDepth) {
 void ExpectMatchesReference(const standalone::FloatImage& image, const std::string& name,
                             int32_t bitDepth, float maxDiff, float meanDiff) {
     const std::string path = RefPath(name);
-    if (std::getenv("TAVRIN_UPDATE_REFS")) standalone::WriteImage(path, image, bitDepth);
+    // A reference holds the frame's own values, as the comparison below reads them: a float file
+    // stays in the working space instead of going to scene-linear as a rendered EXR would.
+    if (std::getenv("TAVRIN_UPDATE_REFS")) {
+        const standalone::FrameColor asRendered{standalone::kDefaultWorkingSpace,
+                                                standalone::kDefaultWorkingSpace};
+        standalone::WriteImage(path, image, bitDepth, nullptr, asRendered);
+    }
     standalone::ImagePixels<float> reference;
     ASSERT_NO_THROW(reference = standalone::ReadImageFloat(path, 4))
         << "missing reference " << path;
