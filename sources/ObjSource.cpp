@@ -166,14 +166,18 @@ ObjSettings ReadSettings(PF_InData* in) {
     return s;
 }
 
-// The mesh of this frame; the reader's messages become the host's diagnostic lines.
+// The mesh of this frame; the reader's messages, each a problem with the file, become the host's
+// diagnostic lines and a note of the render.
 ObjMesh Build(PF_InData* in, const ObjSettings& s) {
     std::ostringstream log;
     ObjMesh mesh = BuildObj(s, log);
     std::istringstream lines(log.str());
     try {
         SuiteCache suites(in);
-        for (std::string line; std::getline(lines, line);) suites->diagnostic(line);
+        for (std::string line; std::getline(lines, line);) {
+            suites->diagnostic(line);
+            suites->renderNote("obj-problem", line);
+        }
     } catch (const HostErrorCode&) {
         // A host without a console loses the messages, not the mesh.
     }

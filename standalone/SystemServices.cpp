@@ -63,16 +63,12 @@ PF_Err EmbeddedHost::iterate(int32_t count, const std::function<PF_Err(int32_t)>
 }
 
 void EmbeddedHost::diagnostic(const std::string& line) {
-    // The OBJ reader's lines are problems with a file the user gave: noted with the layer and
-    // the file, so that a render says so even without -v.
-    const std::string problem = ObjProblemNote(line);
     std::lock_guard lock(messagesMutex_);
     if (diagnosticStream_) {
         std::fprintf(diagnosticStream_, "%s\n", EscapeControlCharacters(line).c_str());
         std::fflush(diagnosticStream_);
     }
     diagnostics_.push_back(line);
-    if (!problem.empty()) renderNotes_["obj-problem"].insert(problem);
 }
 
 std::string EmbeddedHost::ObjProblemNote(const std::string& line) const {
@@ -104,8 +100,11 @@ void EmbeddedHost::reportInfo(const std::string& message) {
 }
 
 void EmbeddedHost::renderNote(const std::string& key, const std::string& text) {
+    // The OBJ reader's problems are with a file the user gave: noted with the layer and the file,
+    // so that a render says so even without -v.
+    const std::string note = key == "obj-problem" ? ObjProblemNote(text) : text;
     std::lock_guard lock(messagesMutex_);
-    renderNotes_[key].insert(text);
+    renderNotes_[key].insert(note.empty() ? text : note);
 }
 
 std::map<std::string, std::set<std::string>> EmbeddedHost::renderNotes() const {

@@ -196,6 +196,12 @@ TEST_F(HostileCommandLine, ABrokenObjFileIsAWarningNamingTheLayerAndTheFile) {
                          (dir_ / "broken.obj").string() + ":"),
               std::string::npos)
         << r.out;
+    // A clean file says nothing, whatever else the effect writes on the console.
+    fs::copy_file(std::string(TAVRIN_SOURCE_DIR) + "/examples/bipyramid.obj", dir_ / "broken.obj",
+                  fs::copy_options::overwrite_existing);
+    const CliRun clean = Tavrin("render " + doc + " -o " + (dir_ / "g.png").string());
+    EXPECT_EQ(clean.code, 0) << clean.out;
+    EXPECT_EQ(clean.out.find("did not read cleanly"), std::string::npos) << clean.out;
 }
 
 TEST_F(HostileCommandLine, FoldersPipesAndDevicesAreNamedAndNeverReadNorReplaced) {
