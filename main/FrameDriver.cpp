@@ -9,6 +9,7 @@
 
 #include "engines/EngineFactory.h"
 #include "engines/SampleCameras.h"
+#include "engines/gl/GlContext.h"
 #include "host/CameraSnapshot.h"
 #include "host/Gather.h"
 #include "host/ObjectMessage.h"
@@ -142,6 +143,15 @@ bool RenderUnified(PF_InData* in, PF_OutData* out, HostServices& host, const Mai
         EngineRequest{EnginePath::kUnified, &host, &output, bitDepth, 0, 0, &globals});
     if (engines.empty()) {
         host.renderNote("no-gpu", "this render thread could not make a GL context");
+        return false;
+    }
+    // A frame past the context's limits would draw nothing at all: the software path draws it.
+    if (const gl::FrameLimit limit = gl::LargestFrame();
+        output.width > limit.width || output.height > limit.height) {
+        host.renderNote(
+            "no-gpu", "the " + std::to_string(output.width) + "x" + std::to_string(output.height) +
+                          " frame is larger than this GL draws (" + std::to_string(limit.width) +
+                          "x" + std::to_string(limit.height) + " at most)");
         return false;
     }
     TV_Pass_Render& engine = *engines.passes;

@@ -4,6 +4,7 @@
 #include <EGL/egl.h>
 #include <EGL/eglext.h>
 
+#include <algorithm>
 #include <mutex>
 
 #include "engines/gl/GlLog.h"
@@ -184,6 +185,15 @@ void DestroyContext(GlContext* ctx) {
         if (!eglDestroyContext(ctx->display, ctx->context)) Log("GL Context Destruction Failed");
     }
     delete ctx;
+}
+
+FrameLimit LargestFrame() {
+    GLint texture = 0, renderbuffer = 0, viewport[2] = {0, 0};
+    glGetIntegerv(GL_MAX_TEXTURE_SIZE, &texture);
+    glGetIntegerv(GL_MAX_RENDERBUFFER_SIZE, &renderbuffer);
+    glGetIntegerv(GL_MAX_VIEWPORT_DIMS, viewport);
+    const int side = std::min(texture, renderbuffer);
+    return {std::min(side, int(viewport[0])), std::min(side, int(viewport[1]))};
 }
 
 }  // namespace tv::gl

@@ -29,4 +29,11 @@ void ReleaseThread();
 // Why no context can be made on this machine, or empty when one can. Tried once per process.
 const std::string& ContextUnavailableReason();
 
+// The widest and tallest frame the current context can draw into: the least of its texture,
+// renderbuffer and viewport limits.
+struct FrameLimit {
+    int width = 0, height = 0;
+};
+FrameLimit LargestFrame();
+
 }  // namespace tv::gl

@@ -326,5 +326,30 @@ TEST(UnifiedPath, TheHostIsToldWhichPathDrewAndWhatWasLeftOut) {
     EXPECT_EQ(notes["no-gpu"], std::set<std::string>{"GL is switched off for this process"});
 }
 
+// A frame wider than the GL can draw into (llvmpipe's limit is 16384) is drawn by the software
+// path with the reason noted, never left empty; where the GL can draw it, the GL path does.
+TEST(UnifiedPath, AFrameLargerThanTheGlDrawsIsNeverLeftEmpty) {
+    constexpr int kWidth = 30000, kHeight = 16;
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(
+        Doc(kWidth, kHeight, R"({"Unified Rendering": true, "Render Motion Blur": "Off"})",
+            Point("[15000, 8]")),
+        "doc.json", host);
+    standalone::CompRenderer renderer(host);
+    std::vector<std::string> messages;
+    const auto image = renderer.renderFrame(*host.project().comps.front(), 0, 32, messages);
+    int lit = 0;
+    for (size_t i = 3; i < image.rgba.size(); i += 4) lit += image.rgba[i] > 0.5f;
+    EXPECT_GT(lit, 0);
+    auto notes = host.renderNotes();
+    ASSERT_EQ(notes["path"].size(), 1u);
+    if (notes["path"].begin()->rfind("unified GL path", 0) == 0) return;  // a GL this large
+    EXPECT_EQ(notes["path"], std::set<std::string>{"software path"});
+    ASSERT_EQ(notes["no-gpu"].size(), 1u);
+    EXPECT_NE(notes["no-gpu"].begin()->find("the 30000x16 frame is larger than this GL draws"),
+              std::string::npos)
+        << *notes["no-gpu"].begin();
+}
+
 }  // namespace
 }  // namespace tv
