@@ -163,6 +163,8 @@ Json RowJson(const standalone::InstalledEffect& fx, const ParamSpec& spec) {
                 {"name", spec.name},
                 {"kind", standalone::ParamKindName(spec.type)},
                 {"range", standalone::DescribeParamRange(spec)},
+                {"unit", standalone::ParamUnitText(spec)},
+                {"description", spec.doc},
                 {"default", DefaultValue(spec)},
                 {"animatable", (spec.flags & PF_ParamFlag_CANNOT_TIME_VARY) == 0}};
     if (spec.type == PF_Param_POPUP) {
@@ -197,6 +199,8 @@ py::list EffectRows() {
         row["matchName"] = info.matchName;
         row["role"] = std::string(RoleName(info.role));
         row["built"] = info.built;
+        row["purpose"] = info.purpose;
+        row["howTo"] = info.howTo;
         rows.append(row);
     }
     return rows;
@@ -244,10 +248,11 @@ named as documents name them ("Tavrin Lines Renderer", "Maximum Distance", "Name
     m.def("loads", &Load, py::arg("text"), py::arg("file") = "document.json",
           "Loads a document from JSON text; `file` names it in errors and anchors its "
           "relative paths.");
-    m.def("effects", &EffectRows, "The 21 effects: name, matchName, role, built.");
+    m.def("effects", &EffectRows,
+          "The 21 effects: name, matchName, role, built, and what each is for (purpose, howTo).");
     m.def("effect_params", &EffectTableRows, py::arg("effect"),
           "An effect's parameter table (by display or match name): index, diskId, key, name, "
-          "kind, range, default, animatable, and a popup's entries.");
+          "kind, range, unit, description, default, animatable, and a popup's entries.");
 
     doc.def_property_readonly("file", [](const State& s) { return s->file; });
     doc.def_property(

@@ -122,6 +122,11 @@ def test_listing_comps_layers_effects_and_parameter_tables():
     assert doc.get("Network", LINES, "Line Thickness") == 0.6
     assert doc.get("Network", "Tavrin", "Render Quality") is not None
     assert default is not None
+    # Each parameter says what it does, and sizes say their unit, as `tavrin effects` does.
+    distance = next(r for r in table if r["name"] == "Maximum Distance")
+    assert distance["description"]
+    assert all(r["description"] for r in table if r["kind"] not in ("group", "end"))
+    assert all(e["purpose"] for e in tavrin.effects())
 
 
 def test_geometry_arrays_equal_tavrin_geometry():
