@@ -83,12 +83,26 @@ void ReadImageBody(const Reader& r, const json& body, const std::string& kpath, 
 
 void ReadObjBody(const Reader& r, const json& body, const std::string& kpath, Layer& layer,
                  const Comp&) {
-    r.checkKeys(body, kpath, {"file", "sequence", "first", "last"});
-    if (body.contains("file") == body.contains("sequence"))
+    r.checkKeys(body, kpath, {"file", "files", "sequence", "first", "last"});
+    if (int(body.contains("file")) + int(body.contains("files")) + int(body.contains("sequence")) !=
+        1)
         r.fail(kpath,
-               "an OBJ layer needs \"file\" (one mesh) or \"sequence\" (numbered "
-               "meshes, one per frame), not both");
-    if (body.contains("file")) {
+               "an OBJ layer needs one of \"file\" (one mesh), \"files\" (a list of meshes, one "
+               "per frame) or \"sequence\" (numbered meshes, one per frame)");
+    if (body.contains("files")) {
+        // What the "Import OBJ" dialog's "OBJ File Sequence" brings in: the folder's meshes in
+        // their order, whatever their names.
+        const json& files = body["files"];
+        if (!files.is_array() || files.empty())
+            r.fail(kpath + ".files", "expected a list of one or more OBJ files");
+        for (const char* key : {"first", "last"})
+            if (body.contains(key))
+                r.fail(kpath + "." + key, std::string("\"") + key + "\" belongs to a sequence");
+        for (size_t i = 0; i < files.size(); ++i)
+            layer.objFiles.push_back(
+                ExistingFile(r, files[i], kpath + ".files[" + std::to_string(i) + "]"));
+        layer.sourceFile = layer.objFiles.front();
+    } else if (body.contains("file")) {
         for (const char* key : {"first", "last"})
             if (body.contains(key))
                 r.fail(kpath + "." + key, std::string("\"") + key + "\" belongs to a sequence");

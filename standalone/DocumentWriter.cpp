@@ -269,7 +269,13 @@ Json SolidJson(const Layer& l) {
 }
 
 Json ObjJson(const Writer& w, const Layer& l) {
-    if (l.objPattern.empty()) return Json{{"file", w.relative(l.sourceFile)}};
+    if (l.objPattern.empty() && l.objFiles.size() > 1) {
+        Json files = Json::array();
+        for (const std::string& f : l.objFiles) files.push_back(w.relative(f));
+        return Json{{"files", files}};
+    }
+    if (l.objPattern.empty())
+        return Json{{"file", w.relative(l.objFiles.empty() ? l.sourceFile : l.objFiles.front())}};
     return Json{{"sequence", w.relative(l.objPattern)}, {"first", l.objFirst}, {"last", l.objLast}};
 }
 

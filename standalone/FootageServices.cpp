@@ -87,6 +87,7 @@ AEGP_LayerH EmbeddedHost::addLayerOfItem(AEGP_CompH compH, AEGP_ItemH item) {
         files.empty() ? "Missing OBJ" : std::filesystem::path(files.front()).filename().string();
     Layer& layer = addLayer(*comp, name, LayerKind::Obj);
     layer.objFiles = files;
+    if (!files.empty()) layer.sourceFile = files.front();
     layer.sourceItem = item;
     layer.comment = comment;
     layer.enabled = false;  // OBJ footage has no picture of its own

@@ -81,8 +81,10 @@ const Case kCases[] = {
     {R"({"light": {"type": "spot", "coneAngle": 200}})", "$.comps[0].layers[0].light.coneAngle",
      "value 200 is outside the valid range 0 to 180"},
     {R"({"obj": {}})", "$.comps[0].layers[0].obj",
-     "an OBJ layer needs \"file\" (one mesh) or \"sequence\" (numbered meshes, one per frame), "
-     "not both"},
+     "an OBJ layer needs one of \"file\" (one mesh), \"files\" (a list of meshes, one per frame) "
+     "or \"sequence\" (numbered meshes, one per frame)"},
+    {R"({"obj": {"files": []}})", "$.comps[0].layers[0].obj.files",
+     "expected a list of one or more OBJ files"},
     {R"({"obj": {"sequence": "mesh.obj", "first": 1, "last": 2}})",
      "$.comps[0].layers[0].obj.sequence",
      "a sequence pattern marks the frame number with #, e.g. \"mesh_###.obj\""},

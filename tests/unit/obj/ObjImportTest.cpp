@@ -12,6 +12,7 @@
 #include "host/SequenceRecord.h"
 #include "sources/ObjImport.h"
 #include "standalone/Document.h"
+#include "standalone/DocumentWriter.h"
 #include "tests/unit/obj/ObjTestFiles.h"
 
 namespace tv {
@@ -111,6 +112,27 @@ TEST(ObjImport, ASequenceTakesTheFoldersFilesInNaturalOrAlphabeticalOrder) {
     ASSERT_EQ(comp.layers.size(), 2u);
     EXPECT_EQ(comp.layers[1]->objFiles.size(), 3u);
     EXPECT_EQ(SourceLayer(host).effects[0]->params[2].value.u.checkbox, 1);
+}
+
+// What the dialog imported is saved as a layer that loads again with the same files: one file,
+// or the sequence's files in their order.
+TEST(ObjImport, AnImportedFileOrSequenceIsSavedSoThatItLoadsAgain) {
+    const auto dir = objtest::TempFolder();
+    for (const char* n : {"m_10.obj", "m_2.obj", "m_1.obj"}) objtest::WriteFile(dir, n, kTriangle);
+    for (const char* answer :
+         {R"({"file": "m_2.obj"})", R"({"file": "m_2.obj", "sequence": true})"}) {
+        SCOPED_TRACE(answer);
+        standalone::EmbeddedHost host;
+        const std::string doc = (dir / "doc.json").string();
+        standalone::LoadDocumentText(Doc("", answer), doc, host);
+        const auto files = host.project().comps[0]->layers[1]->objFiles;
+        ASSERT_FALSE(files.empty());
+        const std::string text = standalone::SaveDocumentText(host, doc);
+        standalone::EmbeddedHost again;
+        ASSERT_NO_THROW(standalone::LoadDocumentText(text, doc, again)) << text;
+        ASSERT_EQ(again.project().comps[0]->layers.size(), 2u);
+        EXPECT_EQ(again.project().comps[0]->layers[1]->objFiles, files);
+    }
 }
 
 TEST(ObjImport, AMissingFileGetsAPlaceholderAndCancelStoresNothing) {
