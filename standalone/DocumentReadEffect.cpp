@@ -38,7 +38,7 @@ void ReadDialogs(const Reader& r, const json& list, const std::string& path,
                     c.title = std::string(dialog.substr(0, dialog.find('\n')));
                 }
             }
-        const bool objImport = fx->matchName == "KDL TAVRSRC OBJ";
+        const bool objImport = OpensImportObjDialog(*fx);
         if (objImport) clickable.push_back("Import OBJ");
         if (objImport && click == "Import OBJ") {
             const json& a = d["answer"];

@@ -29,6 +29,12 @@ struct InstalledEffect {
     std::string optionsButtonName;  // set at PARAMS_SETUP; empty: the host's own label
 };
 
+// Whether the effect's options button opens the "Import OBJ" dialog (the OBJ source's; the
+// Container's button carries the label and opens nothing).
+inline bool OpensImportObjDialog(const InstalledEffect& effect) {
+    return effect.optionsButtonName == "Import OBJ" && effect.matchName == "KDL TAVRSRC OBJ";
+}
+
 struct HostState {
     Project project;
     std::deque<InstalledEffect> installed;  // key N is element N - 1

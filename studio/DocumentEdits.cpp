@@ -222,6 +222,31 @@ void SetEffectEnabled(Json& doc, const Json& op, const EffectTables&) {
         (*p.effect)["enabled"] = false;
 }
 
+// The OBJ source's "Import OBJ" dialog as answered in the page: the effect's one Import OBJ click
+// in its "dialogs", replacing an earlier one, so that the document imports the file on loading.
+void ImportObj(Json& doc, const Json& op, const EffectTables& tables) {
+    Place p = EffectPlace(doc, op);
+    const std::string name = p.effect->value("effect", std::string());
+    const auto* fx = tables.find(name);
+    if (!fx || !standalone::OpensImportObjDialog(*fx))
+        Refuse("\"" + name + "\" has no Import OBJ dialog", p.path);
+    if (!op.contains("file") || !op["file"].is_string() || op["file"].get<std::string>().empty())
+        Refuse("the edit needs \"file\": the OBJ file");
+    Json answer{{"file", op["file"]}};
+    for (const char* flag : {"sequence", "alphabetical", "relative"}) {
+        if (!op.contains(flag)) continue;
+        if (!op[flag].is_boolean()) Refuse(std::string("\"") + flag + "\" is true or false");
+        if (op[flag].get<bool>()) answer[flag] = true;
+    }
+    Json kept = Json::array();
+    if (p.effect->contains("dialogs") && (*p.effect)["dialogs"].is_array())
+        for (const Json& d : (*p.effect)["dialogs"])
+            if (!(d.is_object() && d.value("click", std::string()) == "Import OBJ"))
+                kept.push_back(d);
+    kept.push_back(Json{{"click", "Import OBJ"}, {"answer", answer}});
+    (*p.effect)["dialogs"] = kept;
+}
+
 // A new layer of a kind that needs no file: solid, null, camera or light.
 void AddLayer(Json& doc, const Json& op, const EffectTables&) {
     Place p = CompPlace(doc, op);
@@ -300,6 +325,7 @@ const std::map<std::string, EditFunction>& Edits() {
         {"removeEffect", RemoveEffect},
         {"moveEffect", MoveEffect},
         {"setEffectEnabled", SetEffectEnabled},
+        {"importObj", ImportObj},
         {"addLayer", AddLayer},
         {"removeLayer", RemoveLayer},
         {"moveLayer", MoveLayer},

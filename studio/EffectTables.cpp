@@ -94,6 +94,10 @@ EffectTables::EffectTables() : host_(std::make_unique<standalone::EmbeddedHost>(
                          {"matchName", installed->matchName},
                          {"role", std::string(RoleName(info.role))},
                          {"built", info.built},
+                         {"optionsButton", installed->optionsButtonName.empty()
+                                               ? Json(nullptr)
+                                               : Json(installed->optionsButtonName)},
+                         {"importsObj", standalone::OpensImportObjDialog(*installed)},
                          {"params", params}});
     }
 }

@@ -272,6 +272,27 @@ class Studio {
     }
   }
 
+  // The OBJ source's "Import OBJ": the file and the dialog's three boxes, kept in the
+  // document as the effect's dialog answer, so that loading the document imports the file.
+  async importObj(at, effect) {
+    const box = (id, text) => {
+      const input = el('input', {type: 'checkbox', id});
+      return {input, label: el('label', {}, input, ` ${text}`)};
+    };
+    const sequence = box('obj-sequence', 'OBJ File Sequence');
+    const alphabetical = box('obj-alphabetical', 'Force Alphabetical Order');
+    const relative = box('obj-relative', 'Relative Path to Project');
+    const path = await this.files.ask({
+      title: 'Import OBJ', note: 'Imports OBJ Files created by 3D Applications.', filter: '.obj',
+      extra: [sequence.label, alphabetical.label, relative.label]});
+    if (!path) return;
+    const applied = await this.edit({op: 'importObj', ...at, file: path,
+                                     sequence: sequence.input.checked,
+                                     alphabetical: alphabetical.input.checked,
+                                     relative: relative.input.checked});
+    if (applied) this.setStatus(`"${effect.name}" reads ${path}`);
+  }
+
   wire() {
     document.getElementById('undo').addEventListener('click', () => this.act(api.undo));
     document.getElementById('redo').addEventListener('click', () => this.act(api.redo));

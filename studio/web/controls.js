@@ -80,6 +80,12 @@ export class EffectControls {
                                                 enabled: ev.target.checked})}),
          el('button', {class: 'fold', title: 'fold', onclick: () => box.classList.toggle('folded')},
             effect.name),
+         // The effect's options button, under the label its parameter setup gave it.
+         ...(table?.optionsButton ? [el('button', {
+           class: 'options', disabled: !table.importsObj,
+           title: table.importsObj ? 'choose the OBJ file this effect reads'
+                                   : 'this effect opens nothing from its options button',
+           onclick: () => s.importObj(at, effect)}, table.optionsButton)] : []),
          el('button', {title: 'move up', disabled: e === 0,
                        onclick: () => s.edit({op: 'moveEffect', ...at, to: e - 1})}, '↑'),
          el('button', {title: 'move down', disabled: e === count - 1,

@@ -4,8 +4,9 @@
 // "Primitive Type" and checks that exactly the parameters `tavrin info` says the effect hides
 // are hidden; sets two keys and scrubs between them; undoes and redoes; saves, reloads and
 // compares the file with `tavrin save`; plays from the frame cache; exports an SVG through the
-// page's dialog; adds an effect through a Toolkit menu; and builds the bundled example from an
-// empty comp with clicks alone. Screenshots of each panel
+// page's dialog; adds an effect through a Toolkit menu; imports an OBJ file through the OBJ
+// source's "Import OBJ" button; and builds the bundled example from an empty comp with clicks
+// alone. Screenshots of each panel
 // and the timings (docs/PERFORMANCE.md) are written to the artefacts folder and kept.
 //
 // node studio-test.mjs --tavrin PATH --examples DIR --out DIR
@@ -24,6 +25,7 @@ const slow = Number(process.env.TAVRIN_STUDIO_SLOW || 1);
 fs.mkdirSync(out, {recursive: true});
 const work = fs.mkdtempSync(path.join(os.tmpdir(), 'studio-test-'));
 fs.copyFileSync(path.join(args.examples, 'network.json'), path.join(work, 'network.json'));
+fs.copyFileSync(path.join(args.examples, 'bipyramid.obj'), path.join(work, 'bipyramid.obj'));
 const doc = path.join(work, 'network.json');
 
 let passed = 0, failed = 0;
@@ -394,6 +396,34 @@ try {
   check(stack.includes('Tavrin Noise Effector') && menu === '1',
         'a Toolkit menu adds its effect and reads "None" again', `${stack.join(', ')}; menu ${menu}`);
   await shoot('controls-toolkit', '#controls-panel');
+
+  // ---- the OBJ source's options button: "Import OBJ" --------------------------------------
+  await page.select('#new-effect', 'Tavrin OBJ Object');
+  await clickAndSettle('#add-effect');
+  const obj = 'section.effect[data-name="Tavrin OBJ Object"]';
+  const label = await page.$eval(`${obj} header button.options`, (b) => b.textContent);
+  check(label === 'Import OBJ', 'the OBJ source\'s options button reads "Import OBJ"', label);
+  await page.click(`${obj} header button.options`);
+  await page.waitForSelector('#file-dialog[open]');
+  const dialogTitle = await page.$eval('#file-dialog-title', (t) => t.textContent);
+  await shoot('dialog-import-obj', '#file-dialog');
+  await page.$eval('#file-dialog-path', (i) => { i.value = 'bipyramid.obj'; });
+  await page.click('#obj-alphabetical');
+  await page.click('#file-dialog-ok');
+  await page.waitForFunction(() => document.getElementById('status').textContent.includes('reads'));
+  await settled();
+  await page.click('#save');
+  await page.waitForFunction(() => document.getElementById('saved-state').textContent === 'saved');
+  const savedObj = JSON.parse(fs.readFileSync(doc, 'utf8'));
+  const objEffect = savedObj.comps[0].layers.flatMap((l) => l.effects || [])
+      .find((e) => e.effect === 'Tavrin OBJ Object');
+  // Saved as `tavrin save` writes the state the click left: the effect reads an OBJ layer of
+  // the file the dialog named.
+  const objLayer = savedObj.comps[0].layers.find((l) => l.name === objEffect?.params?.['OBJ Layer']);
+  const objFile = objLayer?.obj?.file || objLayer?.obj?.files?.[0] || '';
+  check(dialogTitle === 'Import OBJ' && objFile.endsWith('bipyramid.obj'),
+        'Import OBJ makes the effect read the file its dialog names',
+        `${JSON.stringify(objEffect?.params)}; ${JSON.stringify(objLayer)}`);
   await shoot('studio-end', null);
 
   await buildFromEmpty();

@@ -274,3 +274,58 @@ TEST(StudioSession, ExportSvgWritesTheFileItsDialogIsGiven) {
 
 }  // namespace
 }  // namespace tv::studio
+
+namespace tv::studio {
+namespace {
+
+const Json* TableOf(const std::string& name) {
+    for (const Json& t : Tables().json())
+        if (t["name"] == name) return &t;
+    return nullptr;
+}
+
+TEST(StudioSession, TheObjSourcesImportObjButtonKeepsItsAnswerInTheDocument) {
+    ASSERT_NE(TableOf("Tavrin OBJ Object"), nullptr);
+    EXPECT_EQ((*TableOf("Tavrin OBJ Object"))["optionsButton"], "Import OBJ");
+    EXPECT_EQ((*TableOf("Tavrin OBJ Object"))["importsObj"], true);
+    EXPECT_EQ((*TableOf("Tavrin Container"))["optionsButton"], "Import OBJ");
+    EXPECT_EQ((*TableOf("Tavrin Container"))["importsObj"], false);  // a label, no dialog
+    EXPECT_TRUE((*TableOf("Tavrin Points Renderer"))["optionsButton"].is_null());
+
+    Copy copy;
+    fs::copy_file(fs::path(TAVRIN_TEST_DATA) / ".." / "examples" / "bipyramid.obj",
+                  copy.folder / "bipyramid.obj");
+    Session s({copy.doc.string(), {}}, Tables());
+    const size_t effects = Json::parse(s.text())["comps"][0]["layers"][0]["effects"].size();
+    s.edit({{"op", "addEffect"}, {"comp", 0}, {"layer", 0}, {"name", "Tavrin OBJ Object"}});
+    const Json at = {{"op", "importObj"}, {"comp", 0}, {"layer", 0}, {"effect", effects}};
+    Json op = at;
+    op["file"] = (copy.folder / "bipyramid.obj").string();
+    op["sequence"] = true;
+    s.edit(op);
+    op["sequence"] = false;  // a second import replaces the first
+    s.edit(op);
+    const Json effect = Json::parse(s.text())["comps"][0]["layers"][0]["effects"][effects];
+    ASSERT_EQ(effect["dialogs"].size(), 1u);
+    EXPECT_EQ(effect["dialogs"][0]["click"], "Import OBJ");
+    EXPECT_EQ(effect["dialogs"][0]["answer"],
+              (Json{{"file", (copy.folder / "bipyramid.obj").string()}}));
+
+    // A missing file is refused by the document's own check and changes nothing.
+    const std::string before = s.text();
+    Json missing = at;
+    missing["file"] = (copy.folder / "none.obj").string();
+    EXPECT_THROW(s.edit(missing), StudioError);
+    EXPECT_EQ(s.text(), before);
+    // Effects without the dialog refuse it.
+    s.edit({{"op", "addEffect"}, {"comp", 0}, {"layer", 0}, {"name", "Tavrin Container"}});
+    Json container = op;
+    container["effect"] = effects + 1;
+    EXPECT_THROW(s.edit(container), StudioError);
+    Json main = op;
+    main["effect"] = 0;
+    EXPECT_THROW(s.edit(main), StudioError);
+}
+
+}  // namespace
+}  // namespace tv::studio
