@@ -86,7 +86,10 @@ class Studio {
 
   render() {
     const s = this.state;
-    document.getElementById('doc-name').textContent = s.document || '(new document)';
+    // The box is right-to-left so that a long path loses its start, not its name; the marks
+    // keep the path's slashes where they are.
+    document.getElementById('doc-name').textContent =
+        s.document ? `\u200e${s.document}\u200e` : '(new document)';
     document.getElementById('saved-state').textContent = s.saved ? 'saved' : 'not saved';
     document.getElementById('undo').disabled = !s.canUndo;
     document.getElementById('redo').disabled = !s.canRedo;
