@@ -274,6 +274,8 @@ class TV_Pass_Render : public TV_Base_Render {
     float nearFade = 0, farFade = 0, zNear = 0, zFar = 0;
     bool applyDof = false;  // lens offsets in the samples (read by prepareSamples)
     int32_t passesRun = 0;  // passes drawn so far in this frame
+    // Why a call failed when the reason is the engine's own (a GPU limit), for the frame's error.
+    std::string failure;
 };
 
 // Cuts a segment at the near plane given its two ends' 1/w. Returns 1 when both are in front,

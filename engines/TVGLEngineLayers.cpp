@@ -78,6 +78,20 @@ PF_Err TVGLEngine::prepareSprites(AEGP_LayerH layer, const std::vector<A_Time>& 
         }
     if (!err && first) {
         const int32_t w = first->width, h = first->height, n = int32_t(frames.size());
+        // Past the context's limits the array would be incomplete and every sprite empty.
+        GLint maxSize = 0, maxLayers = 0;
+        glGetIntegerv(GL_MAX_TEXTURE_SIZE, &maxSize);
+        glGetIntegerv(GL_MAX_ARRAY_TEXTURE_LAYERS, &maxLayers);
+        if (w > maxSize || h > maxSize || n > maxLayers) {
+            failure = "the sprite layer's frames (" + std::to_string(w) + "x" + std::to_string(h) +
+                      ", " + std::to_string(n) + " of them) pass this GL's sprite textures (" +
+                      std::to_string(maxSize) + " pixels a side, " + std::to_string(maxLayers) +
+                      " frames at most); use a smaller sprite layer or --unified off";
+            err = PF_Err_OUT_OF_MEMORY;
+        }
+    }
+    if (!err && first) {
+        const int32_t w = first->width, h = first->height, n = int32_t(frames.size());
         GLuint array = 0;
         glGenTextures(1, &array);
         glBindTexture(GL_TEXTURE_2D_ARRAY, array);

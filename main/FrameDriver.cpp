@@ -195,11 +195,14 @@ bool RenderUnified(PF_InData* in, PF_OutData* out, HostServices& host, const Mai
         host.diagnostic("Pass: " + std::to_string(i) + " Samples: " + std::to_string(perPass) +
                         " Pinger: " + std::to_string(secs));
     }
+    if (err && !engine.failure.empty())
+        std::snprintf(out->return_msg, sizeof(out->return_msg), "%s", engine.failure.c_str());
     engine.compositeFrame();
     engine.readBack(output);
-    host.renderNote("path", "unified GL path (" + engines.api + ", " +
-                                std::to_string(engine.passesRun) + " passes of " +
-                                std::to_string(total) + " samples)");
+    if (!err)
+        host.renderNote("path", "unified GL path (" + engines.api + ", " +
+                                    std::to_string(engine.passesRun) + " passes of " +
+                                    std::to_string(total) + " samples)");
     return true;
 }
 

@@ -284,8 +284,10 @@ LayerWorld* CompRenderer::runEffects(Layer& layer, const A_Time& layerTime, int3
         }
         if (out.return_msg[0]) messages.emplace_back(out.return_msg);
         if (err)
-            throw std::runtime_error(installed->displayName + " on layer \"" + layer.name +
-                                     "\" failed with code " + std::to_string(err));
+            throw std::runtime_error(
+                installed->displayName + " on layer \"" + layer.name + "\" failed with code " +
+                std::to_string(err) +
+                (out.return_msg[0] ? ": " + std::string(out.return_msg) : std::string()));
         if (isMain) {
             std::lock_guard lock(cacheMutex_);
             WorldBytes& kept = cache_[key];

@@ -351,5 +351,38 @@ TEST(UnifiedPath, AFrameLargerThanTheGlDrawsIsNeverLeftEmpty) {
         << *notes["no-gpu"].begin();
 }
 
+// Sprites from a layer wider than the GL's textures would all be empty: the frame fails and
+// says why. Where the GL takes such a texture, the frame draws them.
+TEST(UnifiedPath, SpritesPastTheGlsTexturesFailTheFrameWithTheReason) {
+    const std::string doc = R"({"tavrin": 1, "comps": [{"name": "C", "width": 64, "height": 32,
+      "fps": 30, "duration": 1, "layers": [
+      {"name": "Big", "precomp": {"comp": "Wide"}, "enabled": false},
+      {"name": "L", "solid": {"color": "#000000"}, "effects": [
+        {"effect": "Tavrin", "params": {"Unified Rendering": true, "Render Motion Blur": "Off"}},
+        )" + Point("[32, 16]") +
+                            R"(,
+        {"effect": "Tavrin Points Renderer", "params": {"Points Size": 8,
+          "Textured Sprite": "Big"}}]}]},
+      {"name": "Wide", "width": 30000, "height": 8, "fps": 30, "duration": 1, "layers": [
+        {"name": "S", "solid": {"color": "#ffffff"}}]}]})";
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentText(doc, "doc.json", host);
+    standalone::CompRenderer renderer(host);
+    std::vector<std::string> messages;
+    try {
+        const auto image = renderer.renderFrame(*host.project().comps.front(), 0, 32, messages);
+        ASSERT_EQ(host.renderNotes()["path"].begin()->rfind("unified GL path", 0), 0u);
+        int lit = 0;
+        for (size_t i = 0; i < image.rgba.size(); i += 4) lit += image.rgba[i] > 0.5f;
+        EXPECT_GT(lit, 0);  // the sprite shows
+    } catch (const std::runtime_error& e) {
+        EXPECT_NE(std::string(e.what()).find("the sprite layer's frames (30000x8, 1 of them) "
+                                             "pass this GL's sprite textures"),
+                  std::string::npos)
+            << e.what();
+        EXPECT_TRUE(host.renderNotes()["path"].empty());
+    }
+}
+
 }  // namespace
 }  // namespace tv
