@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <limits>
 #include <stdexcept>
 
 #include "standalone/ImageModule.h"
@@ -15,38 +16,37 @@
 
 namespace tv::standalone {
 
-std::vector<uint8_t> ToStraight8(const FloatImage& image) {
-    std::vector<uint8_t> out(size_t(image.width) * size_t(image.height) * 4);
-    auto to8 = [](float v) {
-        return static_cast<uint8_t>(std::lround(std::clamp(v, 0.0f, 1.0f) * 255.0f));
+namespace {
+
+// Straight RGBA integers from premultiplied floats: colour divided by alpha, each value rounded
+// over the type's whole range.
+template <typename T>
+std::vector<T> ToStraight(const FloatImage& image) {
+    std::vector<T> out(size_t(image.width) * size_t(image.height) * 4);
+    constexpr float kFull = float(std::numeric_limits<T>::max());
+    auto toInt = [](float v) {
+        return static_cast<T>(std::lround(std::clamp(v, 0.0f, 1.0f) * kFull));
     };
     for (size_t i = 0; i < out.size() / 4; ++i) {
         const float* p = &image.rgba[i * 4];
         const float a = std::clamp(p[3], 0.0f, 1.0f);
         const float inv = a > 0 ? 1.0f / a : 0.0f;
-        out[i * 4 + 0] = to8(p[0] * inv);
-        out[i * 4 + 1] = to8(p[1] * inv);
-        out[i * 4 + 2] = to8(p[2] * inv);
-        out[i * 4 + 3] = to8(a);
+        out[i * 4 + 0] = toInt(p[0] * inv);
+        out[i * 4 + 1] = toInt(p[1] * inv);
+        out[i * 4 + 2] = toInt(p[2] * inv);
+        out[i * 4 + 3] = toInt(a);
     }
     return out;
 }
 
+}  // namespace
+
+std::vector<uint8_t> ToStraight8(const FloatImage& image) {
+    return ToStraight<uint8_t>(image);
+}
+
 std::vector<uint16_t> ToStraight16(const FloatImage& image) {
-    std::vector<uint16_t> out(size_t(image.width) * size_t(image.height) * 4);
-    auto to16 = [](float v) {
-        return static_cast<uint16_t>(std::lround(std::clamp(v, 0.0f, 1.0f) * 65535.0f));
-    };
-    for (size_t i = 0; i < out.size() / 4; ++i) {
-        const float* p = &image.rgba[i * 4];
-        const float a = std::clamp(p[3], 0.0f, 1.0f);
-        const float inv = a > 0 ? 1.0f / a : 0.0f;
-        out[i * 4 + 0] = to16(p[0] * inv);
-        out[i * 4 + 1] = to16(p[1] * inv);
-        out[i * 4 + 2] = to16(p[2] * inv);
-        out[i * 4 + 3] = to16(a);
-    }
-    return out;
+    return ToStraight<uint16_t>(image);
 }
 
 std::vector<uint8_t> Flattened8(const FloatImage& image, const float matte[3]) {
