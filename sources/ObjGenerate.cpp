@@ -6,6 +6,7 @@
 #include <cmath>
 #include <filesystem>
 #include <iostream>
+#include <sstream>
 #include <limits>
 
 #include "host/Matrix.h"
@@ -160,7 +161,7 @@ ObjMesh BuildObj(const ObjSettings& s) {
 ObjMesh BuildObj(const ObjSettings& s, std::ostream& log) {
     ObjMesh mesh;
     // A failed read adds nothing; a parse error keeps what was read before it.
-    ReadObj(s.path, mesh.positions, mesh.faces, mesh.normals, mesh.uvw, log);
+    ReadObj(s.path, mesh.positions, mesh.faces, mesh.normals, mesh.uvw, log, &mesh.badLines);
     if (!s.importFacets) mesh.faces.clear();
     if (!mesh.faces.empty())
         ThinMesh(mesh, s.resolution);
@@ -177,6 +178,27 @@ ObjMesh BuildObj(const ObjSettings& s, std::ostream& log) {
         for (size_t i = 0; i < n; ++i) mesh.uvw[i] = {float(double(i) / double(n)), -1, -1};
     }
     return mesh;
+}
+
+std::vector<std::string> ObjProblems(const std::string& log, const std::vector<size_t>& badLines) {
+    constexpr size_t kNamed = 5;
+    std::vector<std::string> out;
+    if (!badLines.empty()) {
+        std::string text =
+            badLines.size() == 1 ? "Incomplete Parse at line " : "Incomplete Parse at lines ";
+        const size_t named = std::min(badLines.size(), kNamed);
+        for (size_t i = 0; i < named; ++i) {
+            if (i > 0) text += i + 1 == named && badLines.size() <= kNamed ? " and " : ", ";
+            text += std::to_string(badLines[i]);
+        }
+        if (badLines.size() > kNamed)
+            text += " and " + std::to_string(badLines.size() - kNamed) + " more";
+        out.push_back(std::move(text));
+    }
+    std::istringstream lines(log);
+    for (std::string line; std::getline(lines, line);)
+        if (line != "Incomplete Parse" || badLines.empty()) out.push_back(line);
+    return out;
 }
 
 void AppendObj(const ObjSettings& s, const ObjMesh& mesh, GeometryStore& store) {

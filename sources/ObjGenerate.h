@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <iosfwd>
 #include <string>
@@ -45,6 +46,7 @@ struct ObjMesh {
     std::vector<Vec3f> normals;
     std::vector<Vec3f> uvw;
     std::vector<Vec3i> lattice;
+    std::vector<size_t> badLines;  // one-based lines of the file that could not be read whole
 };
 
 // Thins a mesh to about `resolution` of its triangles, keeping the normals and texture
@@ -61,6 +63,9 @@ void ThinVertices(ObjMesh& mesh, double resolution);
 ObjMesh BuildObj(const ObjSettings& s);
 ObjMesh BuildObj(const ObjSettings& s, std::ostream& log);
 void AppendObj(const ObjSettings& s, const ObjMesh& mesh, GeometryStore& store);
+// The reader's problems for a person, one per line of `log`, except that the lines the reader
+// could not read whole are told once, with their line numbers (the first few of them).
+std::vector<std::string> ObjProblems(const std::string& log, const std::vector<size_t>& badLines);
 uint64_t ObjHash(const ObjSettings& s);
 
 // The stored path of an imported file: option marks in front of the path.

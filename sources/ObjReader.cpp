@@ -101,7 +101,8 @@ void PerVertex(const std::vector<ObjChunk>& chunks, const std::vector<Counts>& b
 
 bool ReadObjText(std::string_view text, const ObjReadOptions& options,
                  std::vector<std::array<double, 3>>& positions, std::vector<Vec3i>& faces,
-                 std::vector<Vec3f>& normals, std::vector<Vec3f>& texCoords, std::ostream& log) {
+                 std::vector<Vec3f>& normals, std::vector<Vec3f>& texCoords, std::ostream& log,
+                 std::vector<size_t>* badLines) {
     std::vector<ObjChunk> chunks = ReadObjChunks(text, options);
 
     // Reading that failed keeps what came before the failure, as a sequential read would.
@@ -112,8 +113,14 @@ bool ReadObjText(std::string_view text, const ObjReadOptions& options,
             ok = false;
             break;
         }
-    for (const ObjChunk& c : chunks)
-        for (const ObjBadLine& bad : c.badLines) log << bad.message << '\n';
+    size_t linesBefore = 0;
+    for (const ObjChunk& c : chunks) {
+        for (const ObjBadLine& bad : c.badLines) {
+            log << bad.message << '\n';
+            if (badLines) badLines->push_back(linesBefore + bad.line + 1);
+        }
+        linesBefore += c.lines;
+    }
     if (!ok) log << "Error Parsing the OBJ File\n";
 
     Counts total;
@@ -162,7 +169,7 @@ bool ReadObj(const std::string& path, std::vector<std::array<double, 3>>& positi
 
 bool ReadObj(const std::string& path, std::vector<std::array<double, 3>>& positions,
              std::vector<Vec3i>& faces, std::vector<Vec3f>& normals, std::vector<Vec3f>& texCoords,
-             std::ostream& log) {
+             std::ostream& log, std::vector<size_t>* badLines) {
     FileBytes file;
     if (!LoadFileBytes(path, file)) return false;
     // Each stretch's pages go back to the system once read, so the whole file is never
@@ -171,7 +178,7 @@ bool ReadObj(const std::string& path, std::vector<std::array<double, 3>>& positi
     options.stretchRead = [&file](const char* begin, const char* end) {
         ReleaseFileBytes(file, begin, end);
     };
-    return ReadObjText(file.bytes, options, positions, faces, normals, texCoords, log);
+    return ReadObjText(file.bytes, options, positions, faces, normals, texCoords, log, badLines);
 }
 
 }  // namespace tv

@@ -174,10 +174,9 @@ ObjMesh Build(PF_InData* in, const ObjSettings& s) {
     std::istringstream lines(log.str());
     try {
         SuiteCache suites(in);
-        for (std::string line; std::getline(lines, line);) {
-            suites->diagnostic(line);
-            suites->renderNote("obj-problem", line);
-        }
+        for (std::string line; std::getline(lines, line);) suites->diagnostic(line);
+        for (const std::string& problem : ObjProblems(log.str(), mesh.badLines))
+            suites->renderNote("obj-problem", problem);
     } catch (const HostErrorCode&) {
         // A host without a console loses the messages, not the mesh.
     }

@@ -194,6 +194,33 @@ TEST(ObjBuild, MissingOrBrokenFileGivesNothing) {
     }
 }
 
+TEST(ObjBuild, LinesReadShortAreNamedByNumber) {
+    ObjSettings s = At(
+        WriteFile(TempFolder(), "short.obj", "v 0 0 0\nv 1 2\nv 1 1 1\n\nv x\nv 2 2 2\nf 1 2 3\n"));
+    std::ostringstream log;
+    const ObjMesh m = BuildObj(s, log);
+    EXPECT_EQ(m.badLines, (std::vector<size_t>{2, 5}));
+    // The console keeps the reader's own words; the problems for a person carry the lines.
+    EXPECT_EQ(log.str(), "Incomplete Parse\nIncomplete Parse\n");
+    EXPECT_EQ(ObjProblems(log.str(), m.badLines),
+              (std::vector<std::string>{"Incomplete Parse at lines 2 and 5"}));
+}
+
+TEST(ObjBuild, ProblemsNameTheFirstFewLinesAndCountTheRest) {
+    EXPECT_EQ(ObjProblems("Incomplete Parse\n", {7}),
+              (std::vector<std::string>{"Incomplete Parse at line 7"}));
+    EXPECT_EQ(ObjProblems("", {1, 2, 3, 4, 5}),
+              (std::vector<std::string>{"Incomplete Parse at lines 1, 2, 3, 4 and 5"}));
+    EXPECT_EQ(ObjProblems("", {1, 2, 3, 4, 5, 6, 9}),
+              (std::vector<std::string>{"Incomplete Parse at lines 1, 2, 3, 4, 5 and 2 more"}));
+    // Other problems pass as they are.
+    EXPECT_EQ(
+        ObjProblems("Incomplete Parse\nNormal Range Check Failed\n", {3}),
+        (std::vector<std::string>{"Incomplete Parse at line 3", "Normal Range Check Failed"}));
+    EXPECT_EQ(ObjProblems("Position Range Check Failed\n", {}),
+              (std::vector<std::string>{"Position Range Check Failed"}));
+}
+
 TEST(ObjBuild, TransformRotatesAboutTheFileOriginThenScalesThenPlaces) {
     ObjSettings s = At(WriteFile(TempFolder(), "p.obj", "v 1 0 0\n"));
     s.rotation[2] = 90;

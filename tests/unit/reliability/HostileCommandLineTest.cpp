@@ -196,6 +196,14 @@ TEST_F(HostileCommandLine, ABrokenObjFileIsAWarningNamingTheLayerAndTheFile) {
                          (dir_ / "broken.obj").string() + ":"),
               std::string::npos)
         << r.out;
+    // A line read short is named by its number in the file.
+    Write("broken.obj", "v 0 0 0\nv 1 1 1\nv 1 2\nv 2 2 2\n");
+    const CliRun shortLine = Tavrin("render " + doc + " -o " + (dir_ / "h.png").string());
+    EXPECT_EQ(shortLine.code, 0) << shortLine.out;
+    EXPECT_NE(shortLine.out.find("reading " + (dir_ / "broken.obj").string() +
+                                 ": Incomplete Parse at line 3"),
+              std::string::npos)
+        << shortLine.out;
     // A clean file says nothing, whatever else the effect writes on the console.
     fs::copy_file(std::string(TAVRIN_SOURCE_DIR) + "/examples/bipyramid.obj", dir_ / "broken.obj",
                   fs::copy_options::overwrite_existing);
