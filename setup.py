@@ -19,8 +19,11 @@ VERSION = re.search(r"project\(Tavrin VERSION ([0-9.]+)",
 class CMakeBuild(build_ext):
     def build_extension(self, ext):
         build = pathlib.Path(os.environ.get("TAVRIN_BUILD_DIR", SOURCE / "build-python"))
+        # The interpreter itself, not a virtual environment's link to it: the environment may
+        # be gone when the tree is built again, and the module is the same for both.
+        python = os.path.realpath(sys.executable)
         subprocess.run(["cmake", "-S", str(SOURCE), "-B", str(build), "-G", "Ninja",
-                        "-DCMAKE_BUILD_TYPE=Release", f"-DPYTHON_EXECUTABLE={sys.executable}"],
+                        "-DCMAKE_BUILD_TYPE=Release", f"-DPYTHON_EXECUTABLE={python}"],
                        check=True)
         subprocess.run(["cmake", "--build", str(build), "--target", "tavrin_python", "-j",
                         str(os.cpu_count() or 1)], check=True)
@@ -37,4 +40,6 @@ setup(
     ext_modules=[Extension("tavrin", sources=[])],
     cmdclass={"build_ext": CMakeBuild},
     zip_safe=False,
+    # setuptools' own scratch folder, apart from the CMake trees (its default is build/).
+    options={"build": {"build_base": str(SOURCE / "build-setuptools")}},
 )

@@ -25,7 +25,7 @@ packages=(
   chromium
   frei0r-plugins-dev ffmpeg melt
   pybind11-dev python3-pybind11 python3-dev python3-numpy python3-pytest python3-setuptools
-  python3-pip
+  python3-pip python3-venv python3-wheel
 )
 # Node.js and npm for the browser test: the machine's own when it has them, else Debian's.
 command -v node >/dev/null 2>&1 || packages+=(nodejs)
