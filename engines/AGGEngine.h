@@ -13,6 +13,7 @@ class AGGEngine : public TV_Base_Render {
         perspectiveSizes = true;
     }
     PF_Err drawLines(std::vector<DrawLine>& lines) override;
+    size_t recordsPerCall() const override { return kSoftwareRecordsPerCall; }
     PF_Err drawTriangles(std::vector<DrawTriangle>& triangles) override;
 
     // Draw already projected records clipped to one tile.

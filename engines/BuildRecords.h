@@ -104,14 +104,17 @@ void BuildRecords(HostServices* host, size_t count, const Judge& judge, const Re
     });
 }
 
-// As BuildRecords into an empty `out`, then far records first by `key(record)`: the order the
-// depth sort (IntroSortFarFirst) leaves the records in, without moving whole records. Each taken
-// item's record is made once to read its key; the keys are sorted with their item numbers by
-// the same introsort (whose every step depends on the keys alone, so the permutation is the
-// same), and the records are then made in that order.
-template <class Record, class Judge, class Report, class Make, class Key>
-void BuildSortedRecords(HostServices* host, size_t count, const Judge& judge, const Report& report,
-                        const Make& make, const Key& key, std::vector<Record>& out) {
+// The taken items' records far first by `key(record)`, the order the depth sort
+// (IntroSortFarFirst) leaves the records in, without moving whole records, handed to
+// `sink(records)` in batches of at most `batch` (0: one batch) in that order; the first error
+// the sink returns ends it. Each taken item's record is made once to read its key; the keys are
+// sorted with their item numbers by the same introsort (whose every step depends on the keys
+// alone, so the permutation is the same), and each batch's records are then made in that order
+// into `scratch`.
+template <class Record, class Judge, class Report, class Make, class Key, class Sink>
+PF_Err SortedRecordBatches(HostServices* host, size_t count, const Judge& judge,
+                           const Report& report, const Make& make, const Key& key, size_t batch,
+                           std::vector<Record>& scratch, const Sink& sink) {
     std::vector<uint32_t> taken;
     BuildRecords(
         host, count, judge, report, [](size_t i, uint32_t& item) { item = uint32_t(i); }, taken);
@@ -120,27 +123,44 @@ void BuildSortedRecords(HostServices* host, size_t count, const Judge& judge, co
         uint32_t item = 0;
     };
     constexpr size_t kBlock = 4096;
-    const size_t blocks = (taken.size() + kBlock - 1) / kBlock;
+    auto blocksOf = [](size_t n) { return (n + kBlock - 1) / kBlock; };
     std::vector<Keyed> keyed;
     detail::GrowTouchingOnThreads(host, keyed, taken.size());
-    detail::ForEachBlock(host, blocks, [&](size_t b) {
+    detail::ForEachBlock(host, blocksOf(taken.size()), [&](size_t b) {
         for (size_t k = b * kBlock; k < std::min(taken.size(), (b + 1) * kBlock); ++k) {
             Record record;
             make(taken[k], record);
             keyed[k] = Keyed{key(record), taken[k]};
         }
     });
+    std::vector<uint32_t>().swap(taken);
     auto keyOf = [](const Keyed& e) { return e.key; };
     if (host)
         IntroSortFarFirst(keyed.data(), keyed.size(), keyOf, HostSplitter(host));
     else
         IntroSortFarFirst(keyed.data(), keyed.size(), keyOf);
+    if (batch == 0) batch = std::max<size_t>(keyed.size(), 1);
+    for (size_t first = 0; first < keyed.size(); first += batch) {
+        const size_t n = std::min(batch, keyed.size() - first);
+        scratch.clear();
+        detail::GrowTouchingOnThreads(host, scratch, n);
+        detail::ForEachBlock(host, blocksOf(n), [&](size_t b) {
+            for (size_t k = b * kBlock; k < std::min(n, (b + 1) * kBlock); ++k)
+                make(keyed[first + k].item, scratch[k]);
+        });
+        if (const PF_Err err = sink(scratch)) return err;
+    }
+    return PF_Err_NONE;
+}
+
+// As BuildRecords into an empty `out`, then far records first by `key(record)` (see
+// SortedRecordBatches), all of them in `out`.
+template <class Record, class Judge, class Report, class Make, class Key>
+void BuildSortedRecords(HostServices* host, size_t count, const Judge& judge, const Report& report,
+                        const Make& make, const Key& key, std::vector<Record>& out) {
     out.clear();
-    detail::GrowTouchingOnThreads(host, out, keyed.size());
-    detail::ForEachBlock(host, blocks, [&](size_t b) {
-        for (size_t k = b * kBlock; k < std::min(keyed.size(), (b + 1) * kBlock); ++k)
-            make(keyed[k].item, out[k]);
-    });
+    SortedRecordBatches(host, count, judge, report, make, key, 0, out,
+                        [](std::vector<Record>&) { return PF_Err_NONE; });
 }
 
 }  // namespace tv

@@ -31,7 +31,7 @@ float ScaleOf(const GeometryStore& store, size_t v) {
 }
 
 // The records of a render item's taken elements, in element order or, with `sort`, far first in
-// the order the depth sort gives.
+// the order the depth sort gives, into `out`.
 template <class Record, class Judge, class Report, class Make>
 void MakeRecords(const TV_Base_Render& engine, bool sort, size_t count, const Judge& judge,
                  const Report& report, const Make& make, std::vector<Record>& out) {
@@ -40,6 +40,42 @@ void MakeRecords(const TV_Base_Render& engine, bool sort, size_t count, const Ju
     BuildSortedRecords(
         engine.host(), count, judge, report, make,
         [view](const Record& r) { return DepthKey(r, view); }, out);
+}
+
+// As MakeRecords, handing the records to `draw(records)` in the engine's batches (in the same
+// order, so the picture is the same) and returning its first error. The engine is called at
+// least once, with no records when nothing is taken, as with one call.
+template <class Record, class Judge, class Report, class Make, class Draw>
+PF_Err FeedRecords(const TV_Base_Render& engine, bool sort, size_t count, const Judge& judge,
+                   const Report& report, const Make& make, const Draw& draw) {
+    const size_t batch = engine.recordsPerCall();
+    std::vector<Record> records;
+    bool drawn = false;
+    auto drawBatch = [&](std::vector<Record>& r) {
+        drawn = true;
+        return draw(r);
+    };
+    PF_Err err = PF_Err_NONE;
+    if (sort) {
+        const double* view = engine.viewDirection();
+        err = SortedRecordBatches(
+            engine.host(), count, judge, report, make,
+            [view](const Record& r) { return DepthKey(r, view); }, batch, records, drawBatch);
+    } else {
+        const size_t step = batch ? batch : std::max<size_t>(count, 1);
+        for (size_t first = 0; first < count && !err; first += step) {
+            const size_t n = std::min(step, count - first);
+            records.clear();
+            BuildRecords(
+                engine.host(), n, [&](size_t i) { return judge(first + i); },
+                [&](size_t i) { report(first + i); },
+                [&](size_t i, Record& r) { make(first + i, r); }, records);
+            err = drawBatch(records);
+        }
+    }
+    if (err || drawn) return err;
+    records.clear();
+    return draw(records);
 }
 
 }  // namespace
@@ -136,16 +172,14 @@ PF_Err FeedPoints(TV_Base_Render& engine, const RenderItem& item, const Geometry
         const PF_Err finish = engine.finishSprites();
         return err ? err : finish;
     }
-    std::vector<DrawPoint> records;
-    MakeRecords(
+    return FeedRecords<DrawPoint>(
         engine, engine.wantsDepthSort(), p.vertexCount, judge, report,
         [&](size_t i, DrawPoint& d) {
             d.size = place(i, d.x, d.y, d.z, d.color);
             const uint32_t v = p.vertices[i];
             d.softness = v < store.blurs.size() ? store.blurs[v] : 0.0f;
         },
-        records);
-    return engine.drawPoints(records);
+        [&engine](std::vector<DrawPoint>& r) { return engine.drawPoints(r); });
 }
 
 PF_Err FeedLines(TV_Base_Render& engine, const RenderItem& item, const GeometryStore& store) {
@@ -189,11 +223,10 @@ PF_Err FeedLines(TV_Base_Render& engine, const RenderItem& item, const GeometryS
         l.startSize = p.size * thickness * (scaled ? store.scales[size_t(pair.a)] : 1.0f);
         l.endSize = p.size * thickness * (scaled ? store.scales[size_t(pair.b)] : 1.0f);
     };
-    std::vector<DrawLine> records;
-    MakeRecords(engine, p.depthSort && engine.wantsDepthSort(), p.pairCount, judge, report, make,
-                records);
     engine.perspectiveSizes = p.perspective != 0;
-    return engine.drawLines(records);
+    return FeedRecords<DrawLine>(
+        engine, p.depthSort && engine.wantsDepthSort(), p.pairCount, judge, report, make,
+        [&engine](std::vector<DrawLine>& r) { return engine.drawLines(r); });
 }
 
 PF_Err FeedTriangles(TV_Base_Render& engine, const RenderItem& item, const GeometryStore& store,
@@ -247,9 +280,9 @@ PF_Err FeedTriangles(TV_Base_Render& engine, const RenderItem& item, const Geome
             if (shading) ShadeColor(*shading, t.corners[k], normal, t.colors[k]);
         }
     };
-    std::vector<DrawTriangle> records;
-    MakeRecords(engine, engine.wantsDepthSort(), p.tripleCount, judge, report, make, records);
-    return engine.drawTriangles(records);
+    return FeedRecords<DrawTriangle>(
+        engine, engine.wantsDepthSort(), p.tripleCount, judge, report, make,
+        [&engine](std::vector<DrawTriangle>& r) { return engine.drawTriangles(r); });
 }
 
 void BuildBeamPaths(const RenderItem& item, const GeometryStore& store,

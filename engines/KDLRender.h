@@ -16,6 +16,7 @@ class KDLRender : public TV_Base_Render {
     KDLRender(HostServices* host, PF_EffectWorld* world, int32_t bitDepth);
     PF_Err drawPoints(std::vector<DrawPoint>& points) override;
     PF_Err drawLines(std::vector<DrawLine>& lines) override;
+    size_t recordsPerCall() const override { return kSoftwareRecordsPerCall; }
     // Sprites: drawSprites renders the frames its records name and warps them onto the
     // sprites' rectangles; prepareSprites only notes the sample times' scale.
     PF_Err prepareSprites(AEGP_LayerH layer, const std::vector<A_Time>& times) override;

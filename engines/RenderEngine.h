@@ -107,6 +107,10 @@ class TV_Base_Render : public AEBase {
     virtual PF_Err finishSprites() { return PF_Err_NONE; }
     virtual PF_Err frameEnded() { return PF_Err_NONE; }
     virtual bool wantsDepthSort() const { return true; }
+    // Records per drawing call for an engine that draws each call whole before it returns, so
+    // that a frame of millions of lines is fed in batches and never holds all of their records;
+    // 0: all of a render item's records in one call.
+    virtual size_t recordsPerCall() const { return 0; }
     virtual bool isGpu() const { return false; }
 
     void setRenderParams(const double scale[3], const double viewport[4], const float modelView[16],
@@ -140,6 +144,9 @@ class TV_Base_Render : public AEBase {
 
   protected:
     static constexpr int32_t kTileGrid = 5;  // the engines draw 5 x 5 tiles
+    // A software engine's batch: some 27 MB of line records, enough that the tiles' fixed
+    // costs stay small against the drawing.
+    static constexpr size_t kSoftwareRecordsPerCall = size_t(1) << 18;
     using Clock = std::chrono::steady_clock;
     // Adds the time since `start` to one field of `times`, when a caller asked; returns now.
     Clock::time_point addTime(double EngineTimes::*field, Clock::time_point start) const {

@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -315,6 +318,111 @@ TEST(Feeding, NanPositionsAreReportedAndLeftOut) {
     ASSERT_EQ(e.triangles.size(), 1u);
     EXPECT_FLOAT_EQ(e.triangles[0].colors[2][3], 0.5f);
     EXPECT_EQ(host.lines.back().rfind("Triangle Pos Nan detected:", 0), 0u);
+}
+
+// A Recorder that keeps every call's records, taking at most `batch` per call.
+struct BatchRecorder : Recorder {
+    BatchRecorder(HostServices* host, size_t batch) : Recorder(host, nullptr, 8), batch(batch) {}
+    size_t batch;
+    std::vector<size_t> callSizes;
+    size_t recordsPerCall() const override { return batch; }
+    PF_Err drawLines(std::vector<DrawLine>& l) override {
+        callSizes.push_back(l.size());
+        lines.insert(lines.end(), l.begin(), l.end());
+        return PF_Err_NONE;
+    }
+};
+
+// Twenty lines at random depths, pair 7 with a NaN end.
+struct ManyLines {
+    GeometryStore store;
+    std::vector<IndexPair> pairs;
+    RenderItem item;
+    explicit ManyLines(bool sort) {
+        std::mt19937 rng(5);
+        std::uniform_real_distribution<float> u(-10, 10);
+        for (int i = 0; i < 40; ++i) store.positions.push_back({u(rng), u(rng), u(rng)});
+        store.positions[15].x = std::numeric_limits<float>::quiet_NaN();
+        store.colors.assign(40, Color4f{1, 0.5f, 0.25f, 1});
+        for (int i = 0; i < 20; ++i) pairs.push_back({2 * i, 2 * i + 1});
+        item.kind = kRenderLines;
+        LinesPayload& p = item.as<LinesPayload>();
+        p = LinesPayload{};
+        p.pairs = pairs.data();
+        p.pairCount = uint32_t(pairs.size());
+        p.depthSort = sort;
+    }
+};
+
+TEST(Feeding, BatchesHandTheSameRecordsInTheSameOrderAsOneCall) {
+    for (bool sort : {false, true}) {
+        ManyLines m(sort);
+        SerialHost oneHost, batchHost;
+        BatchRecorder one(&oneHost, 0), batched(&batchHost, 3);
+        ASSERT_EQ(FeedLines(one, m.item, m.store), 0);
+        ASSERT_EQ(FeedLines(batched, m.item, m.store), 0);
+        ASSERT_EQ(one.callSizes, std::vector<size_t>{19}) << sort;
+        // 19 taken lines in calls of at most 3; unsorted batches are cut by pair, so the one
+        // that holds the NaN pair hands 2.
+        const std::vector<size_t> want = sort ? std::vector<size_t>{3, 3, 3, 3, 3, 3, 1}
+                                              : std::vector<size_t>{3, 3, 2, 3, 3, 3, 2};
+        EXPECT_EQ(batched.callSizes, want) << sort;
+        ASSERT_EQ(batched.lines.size(), one.lines.size());
+        for (size_t i = 0; i < one.lines.size(); ++i)
+            EXPECT_EQ(std::memcmp(&batched.lines[i], &one.lines[i], sizeof(DrawLine)), 0)
+                << "record " << i << (sort ? " sorted" : " unsorted");
+        EXPECT_EQ(batchHost.lines, oneHost.lines);
+        ASSERT_EQ(batchHost.lines.size(), 1u);
+    }
+}
+
+TEST(Feeding, BatchedItemWithNothingTakenStillCallsTheEngineOnce) {
+    for (bool sort : {false, true}) {
+        GeometryStore store;
+        RenderItem item;
+        item.kind = kRenderLines;
+        item.as<LinesPayload>() = LinesPayload{};
+        item.as<LinesPayload>().depthSort = sort;
+        SerialHost host;
+        BatchRecorder e(&host, 3);
+        ASSERT_EQ(FeedLines(e, item, store), 0);
+        EXPECT_EQ(e.callSizes, std::vector<size_t>{0}) << sort;
+    }
+}
+
+// The software engine drawing in batches of 4 paints the same bytes as in one call.
+struct SmallBatchAgg : AGGEngine {
+    using AGGEngine::AGGEngine;
+    size_t recordsPerCall() const override { return 4; }
+};
+
+TEST(Feeding, SoftwareEngineBatchesPaintTheSameFrame) {
+    for (int depth : {8, 32}) {
+        ManyLines m(true);
+        m.item.as<LinesPayload>().size = 1.5f;
+        // Colours differ line by line, so a change of drawing order changes the bytes.
+        std::mt19937 rng(9);
+        std::uniform_real_distribution<float> u(0, 1);
+        for (Color4f& c : m.store.colors) c = Color4f{u(rng), u(rng), u(rng), 0.6f};
+        World whole(64, 48, depth), batched(64, 48, depth);
+        SerialHost host;
+        AGGEngine a(&host, &whole.w, depth);
+        SmallBatchAgg b(&host, &batched.w, depth);
+        for (TV_Base_Render* e :
+             {static_cast<TV_Base_Render*>(&a), static_cast<TV_Base_Render*>(&b)}) {
+            const double scale[3] = {1, 1, 1};
+            const double viewport[4] = {0, 0, 64, 48};
+            // Orthographic: x and y from -10..10 onto the frame, z for the sort.
+            const float mv[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, -20, 1};
+            const float proj[16] = {0.1f, 0, 0, 0, 0, 0.1f, 0, 0, 0, 0, -0.02f, 0, 0, 0, 0, 1};
+            const double dir[3] = {0, 0, 1};
+            e->setRenderParams(scale, viewport, mv, proj, dir);
+            ASSERT_EQ(FeedLines(*e, m.item, m.store), 0);
+        }
+        EXPECT_EQ(batched.bytes, whole.bytes) << depth;
+        EXPECT_NE(std::count(whole.bytes.begin(), whole.bytes.end(), 0),
+                  ptrdiff_t(whole.bytes.size()));
+    }
 }
 
 TEST(Feeding, StraightBeamsJoinIntoOnePathWhileTheyChain) {
