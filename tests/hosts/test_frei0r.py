@@ -154,3 +154,41 @@ def test_melt_runs_the_filter(tmp):
         got = decode_rgba(tmp / f"melt_{n + 1:02d}.png", WIDTH, HEIGHT)
         expected = over(tavrin_frame(document, n, tmp, scale="1/4"), background())
         assert_close(got, expected, f"melt frame {n}")
+
+
+def test_melt_plays_an_mlt_project_naming_the_filter(tmp):
+    # Kdenlive and Shotcut keep their projects as MLT XML and play them through MLT: a project
+    # that names the filter inside its tractor, as docs/hosts.md shows, played by melt. A
+    # filter on the tractor draws at the project's size, so the project is made 320x180.
+    document = EXAMPLES / "orbit.json"
+    project = tmp / "project.mlt"
+    project.write_text(f"""<?xml version="1.0" encoding="utf-8"?>
+<mlt LC_NUMERIC="C">
+  <profile width="{WIDTH}" height="{HEIGHT}" frame_rate_num="30" frame_rate_den="1" progressive="1"
+    sample_aspect_num="1" sample_aspect_den="1" display_aspect_num="16" display_aspect_den="9"
+    colorspace="709"/>
+  <producer id="background" in="0" out="5">
+    <property name="mlt_service">color</property>
+    <property name="resource">#336699</property>
+  </producer>
+  <playlist id="track0">
+    <entry producer="background" in="0" out="5"/>
+  </playlist>
+  <tractor id="project" in="0" out="5">
+    <track producer="track0"/>
+    <filter id="tavrin">
+      <property name="mlt_service">frei0r.tavrin</property>
+      <property name="0">{document}</property>
+      <property name="1">Orbit</property>
+    </filter>
+  </tractor>
+</mlt>
+""")
+    pattern = tmp / "project_%02d.png"
+    run(["melt", "-silent", str(project), "-consumer", f"avformat:{pattern}", "vcodec=png",
+         "pix_fmt=rgba", "real_time=0"], env=frei0r_env())
+    for n in (0, 5):
+        got = decode_rgba(tmp / f"project_{n + 1:02d}.png", WIDTH, HEIGHT)
+        expected = over(tavrin_frame(document, n, tmp, scale="1/4"), background())
+        assert_close(got, expected, f"project frame {n}")
+        assert drawn(got) > 100, f"project frame {n} drew nothing"
