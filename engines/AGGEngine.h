@@ -8,8 +8,9 @@ namespace tv {
 
 class AGGEngine : public TV_Base_Render {
   public:
-    AGGEngine(HostServices* host, PF_EffectWorld* world, int32_t bitDepth, int32_t unused = 0)
-        : TV_Base_Render(host, world, bitDepth), unused_(unused) {
+    // The fourth argument is taken as the engine factory passes it, and not used.
+    AGGEngine(HostServices* host, PF_EffectWorld* world, int32_t bitDepth, int32_t = 0)
+        : TV_Base_Render(host, world, bitDepth) {
         perspectiveSizes = true;
     }
     PF_Err drawLines(std::vector<DrawLine>& lines) override;
@@ -20,9 +21,6 @@ class AGGEngine : public TV_Base_Render {
     void drawLinesInTile(const std::vector<DrawLine>& lines, const ScanTile& tile) const;
     void drawTrianglesInTile(const std::vector<DrawTriangle>& triangles,
                              const ScanTile& tile) const;
-
-  private:
-    int32_t unused_;  // kept from the constructor, never read
 };
 
 // The stroked path lines took before the capsule rasteriser: an outline per line through AGG's

@@ -97,7 +97,6 @@ class Session {
     std::vector<std::string> undo_, redo_;
     std::string saved_;    // the text on disk, for "saved"
     std::string gesture_;  // the gesture of the last change, if it had one
-    uint64_t nextVersion_ = 1;
     std::mutex changeMutex_;  // one change at a time
     std::mutex renderMutex_;  // one frame at a time
 };
