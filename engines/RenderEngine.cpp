@@ -73,7 +73,11 @@ float TV_Base_Render::projectSize(const double in[3], float size, double sx, dou
     const double w = viewport_[2], h = viewport_[3];
     const double x2 = (clip[0] * rhw + 1) * w * 0.5 + viewport_[0];
     const double y2 = h - (1 - clip[1] * rhw) * h * 0.5 + viewport_[1];
-    return float(std::hypot(x2 - sx, y2 - sy));
+    // sqrt of the sum rather than std::hypot (a library call, 3% of a million-line frame): in
+    // double, what hypot guards against (squares past 1e308 or below 1e-308) lies far outside
+    // the float the size is returned as, which rounds both to the same infinity or zero.
+    const double dx = x2 - sx, dy = y2 - sy;
+    return float(std::sqrt(dx * dx + dy * dy));
 }
 
 void TV_Base_Render::projectCombined(const double in[3], double& sx, double& sy, double& sz,
