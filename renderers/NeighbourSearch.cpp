@@ -211,6 +211,7 @@ void SearchNeighbours(const SearchSettings& s, const std::vector<Vec3f>& search,
             const uint32_t q = queryAt(visit);
             nanoflann::KNNResultSet<float, uint32_t> result(k);
             result.init(rowIndices.data(), rowDists.data());
+            rowDists[k - 1] = KnnBoundPast(limit);
             const Vec3f& p = queries[queryStart + q];
             const float point[3] = {p.x, p.y, p.z};
             tree.findNeighbors(result, point, nanoflann::SearchParams(32, 0, false));

@@ -4,8 +4,10 @@
 
 #include <nanoflann.hpp>
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
 #include "host/GeometryStore.h"
 
@@ -30,5 +32,16 @@ using PositionsKdTree =
                                         PositionsAdaptor, 3, uint32_t>;
 
 inline constexpr size_t kKdLeafSize = 32;
+
+// A k-nearest search whose entries past `limit` (a squared distance) are dropped afterwards can
+// start with the limit as its radius: set the result's last slot (the bound the tree prunes by
+// until k are found) to this after init. Branches past the limit hold only entries that would be
+// dropped, and the entries within it are found in the same order (the neighbour search's test
+// checks this against the search without a limit). No limit (infinite or NaN) leaves the tree's
+// own start.
+inline float KnnBoundPast(float limit) {
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    return limit < kInfinity ? std::nextafter(limit, kInfinity) : std::numeric_limits<float>::max();
+}
 
 }  // namespace tv

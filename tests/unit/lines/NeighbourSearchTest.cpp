@@ -66,6 +66,50 @@ TEST(NeighbourSearch, RandomCloudMatchesBruteForce) {
     EXPECT_EQ(serial.pairs, parallel.pairs);
 }
 
+// Pairs as (a, b) in the order the search gives them, with their squared distances.
+std::vector<std::pair<std::pair<int, int>, float>> OrderedPairs(const ConnectionSet& s,
+                                                                const std::vector<Vec3f>& p) {
+    std::vector<std::pair<std::pair<int, int>, float>> out;
+    for (size_t i = 0; i < s.size(); ++i) {
+        const Vec3f& a = p[size_t(s.pairs[2 * i])];
+        const Vec3f& b = p[size_t(s.pairs[2 * i + 1])];
+        const float dx = a.x - b.x, dy = a.y - b.y, dz = a.z - b.z;
+        out.push_back({{s.pairs[2 * i], s.pairs[2 * i + 1]}, dx * dx + dy * dy + dz * dz});
+    }
+    return out;
+}
+
+TEST(NeighbourSearch, ALimitGivesTheUnlimitedSearchsPairsWithinIt) {
+    // A lattice (ties everywhere, where the tree's visiting order picks among equals) and a
+    // random cloud: searching within a limit gives, in the same order, exactly the pairs of
+    // the search without one that lie within it.
+    std::vector<Vec3f> lattice;
+    for (int x = 0; x < 9; ++x)
+        for (int y = 0; y < 9; ++y)
+            for (int z = 0; z < 9; ++z) lattice.push_back({float(x), float(y), float(z)});
+    for (const std::vector<Vec3f>& cloud : {lattice, RandomCloud(3000, 11)}) {
+        const auto n = uint32_t(cloud.size());
+        for (int32_t k : {1, 3, 8, 27}) {
+            SearchSettings s;
+            s.maxVertices = k;
+            s.maxDistance = std::numeric_limits<float>::infinity();
+            ConnectionSet unlimited;
+            SearchNeighbours(s, cloud, cloud, 0, n, 0, n, unlimited);
+            const auto all = OrderedPairs(unlimited, cloud);
+            for (float maxDistance : {0.0f, 1.0f, 1.5f, std::sqrt(2.0f), 2.0f, 3.5f, 12.0f}) {
+                s.maxDistance = maxDistance;
+                ConnectionSet limited;
+                SearchNeighbours(s, cloud, cloud, 0, n, 0, n, limited);
+                std::vector<std::pair<std::pair<int, int>, float>> want;
+                for (const auto& e : all)
+                    if (e.second <= maxDistance * maxDistance) want.push_back(e);
+                EXPECT_EQ(OrderedPairs(limited, cloud), want)
+                    << cloud.size() << " points, k " << k << ", limit " << maxDistance;
+            }
+        }
+    }
+}
+
 TEST(NeighbourSearch, MaxVerticesZeroAndOne) {
     const auto cloud = RandomCloud(50, 1);
     SearchSettings s;
