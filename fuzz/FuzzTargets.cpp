@@ -108,9 +108,10 @@ void FuzzCommandLine(const uint8_t* data, size_t size) {
     for (int64_t f : plan.mine)
         Require(std::binary_search(plan.selected.begin(), plan.selected.end(), f),
                 "a shard's frame is a selected frame");
-    // Frame names: every frame of a numbered pattern gets a name of its own.
+    // Frame names: every frame of a numbered pattern gets a name of its own. A pattern the
+    // check refuses is refused by render before any frame is named (and names nothing).
     if (plan.selected.size() > 1 && field(4).find('#') != std::string::npos &&
-        field(4).size() < 4096) {
+        field(4).size() < 4096 && standalone::FramePatternProblem(field(4)).empty()) {
         const std::string a = standalone::FramePath(field(4), plan.selected[0], true);
         const std::string b = standalone::FramePath(field(4), plan.selected[1], true);
         Require(a != b, "two frames get two names");
