@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <string>
+#include <type_traits>
 
 #include "engines/BuildRecords.h"
 #include "engines/FacetFeeding.h"
@@ -44,10 +45,13 @@ void MakeRecords(const TV_Base_Render& engine, bool sort, size_t count, const Ju
 
 // As MakeRecords, handing the records to `draw(records)` in the engine's batches (in the same
 // order, so the picture is the same) and returning its first error. The engine is called at
-// least once, with no records when nothing is taken, as with one call.
-template <class Record, class Judge, class Report, class Make, class Draw>
+// least once, with no records when nothing is taken, as with one call. `itemKey(i)`, when
+// given, is item i's depth key without making its record (it must equal the record's).
+template <class Record, class Judge, class Report, class Make, class Draw,
+          class ItemKey = std::nullptr_t>
 PF_Err FeedRecords(const TV_Base_Render& engine, bool sort, size_t count, const Judge& judge,
-                   const Report& report, const Make& make, const Draw& draw) {
+                   const Report& report, const Make& make, const Draw& draw,
+                   const ItemKey& itemKey = nullptr) {
     const size_t batch = engine.recordsPerCall();
     std::vector<Record> records;
     bool drawn = false;
@@ -58,9 +62,17 @@ PF_Err FeedRecords(const TV_Base_Render& engine, bool sort, size_t count, const 
     PF_Err err = PF_Err_NONE;
     if (sort) {
         const double* view = engine.viewDirection();
-        err = SortedRecordBatches(
-            engine.host(), count, judge, report, make,
-            [view](const Record& r) { return DepthKey(r, view); }, batch, records, drawBatch);
+        auto keyOfRecord = [&](size_t i) {
+            Record r;
+            make(i, r);
+            return DepthKey(r, view);
+        };
+        if constexpr (std::is_same_v<ItemKey, std::nullptr_t>)
+            err = SortedRecordBatches(engine.host(), count, judge, report, make, keyOfRecord, batch,
+                                      records, drawBatch);
+        else
+            err = SortedRecordBatches(engine.host(), count, judge, report, make, itemKey, batch,
+                                      records, drawBatch);
     } else {
         const size_t step = batch ? batch : std::max<size_t>(count, 1);
         for (size_t first = 0; first < count && !err; first += step) {
@@ -223,10 +235,18 @@ PF_Err FeedLines(TV_Base_Render& engine, const RenderItem& item, const GeometryS
         l.startSize = p.size * thickness * (scaled ? store.scales[size_t(pair.a)] : 1.0f);
         l.endSize = p.size * thickness * (scaled ? store.scales[size_t(pair.b)] : 1.0f);
     };
+    // The depth key from the two ends alone, as the made record's.
+    const double* view = engine.viewDirection();
+    auto key = [&](size_t i) {
+        const Vec3f& a = store.positions[size_t(p.pairs[i].a)];
+        const Vec3f& b = store.positions[size_t(p.pairs[i].b)];
+        const double start[3] = {a.x, a.y, a.z}, end[3] = {b.x, b.y, b.z};
+        return LineDepthKey(start, end, view);
+    };
     engine.perspectiveSizes = p.perspective != 0;
     return FeedRecords<DrawLine>(
         engine, p.depthSort && engine.wantsDepthSort(), p.pairCount, judge, report, make,
-        [&engine](std::vector<DrawLine>& r) { return engine.drawLines(r); });
+        [&engine](std::vector<DrawLine>& r) { return engine.drawLines(r); }, key);
 }
 
 PF_Err FeedTriangles(TV_Base_Render& engine, const RenderItem& item, const GeometryStore& store,

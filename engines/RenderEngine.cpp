@@ -254,9 +254,12 @@ double DepthKey(const DrawSprite& s, const double v[3]) {
     return Dot(v, s.x, s.y, s.z);
 }
 
+double LineDepthKey(const double start[3], const double end[3], const double v[3]) {
+    return Dot(v, (start[0] + end[0]) * 0.5, (start[1] + end[1]) * 0.5, (start[2] + end[2]) * 0.5);
+}
+
 double DepthKey(const DrawLine& l, const double v[3]) {
-    return Dot(v, (l.start[0] + l.end[0]) * 0.5, (l.start[1] + l.end[1]) * 0.5,
-               (l.start[2] + l.end[2]) * 0.5);
+    return LineDepthKey(l.start, l.end, v);
 }
 
 double DepthKey(const DrawTriangle& t, const double v[3]) {

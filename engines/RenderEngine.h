@@ -295,6 +295,8 @@ double ClipSegmentToNear(double a[3], double b[3], double wa, double wb);
 double DepthKey(const DrawPoint& p, const double viewDirection[3]);
 double DepthKey(const DrawSprite& s, const double viewDirection[3]);
 double DepthKey(const DrawLine& l, const double viewDirection[3]);
+// A line's key from its two ends, as DepthKey of a record with those ends.
+double LineDepthKey(const double start[3], const double end[3], const double viewDirection[3]);
 double DepthKey(const DrawTriangle& t, const double viewDirection[3]);
 
 // Far records first, by the dot product of the view direction with each record's centre. An

@@ -376,6 +376,27 @@ TEST(Feeding, BatchesHandTheSameRecordsInTheSameOrderAsOneCall) {
     }
 }
 
+TEST(Feeding, SortedLinesComeInTheOrderTheDepthSortGivesTheirRecords) {
+    // The feed reads each line's key from its two ends without making the record; the order
+    // must be the one sorting the made records gives.
+    ManyLines unsorted(false), sorted(true);
+    SerialHost host;
+    BatchRecorder plain(&host, 0), far(&host, 5);
+    const double view[3] = {0.3, -0.5, 0.81};
+    for (BatchRecorder* e : {&plain, &far}) {
+        const double scale[3] = {1, 1, 1}, viewport[4] = {0, 0, 10, 10};
+        const float id[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+        e->setRenderParams(scale, viewport, id, id, view);
+    }
+    ASSERT_EQ(FeedLines(plain, unsorted.item, unsorted.store), 0);
+    ASSERT_EQ(FeedLines(far, sorted.item, sorted.store), 0);
+    std::vector<DrawLine> want = plain.lines;
+    DepthSort(want, view);
+    ASSERT_EQ(far.lines.size(), want.size());
+    for (size_t i = 0; i < want.size(); ++i)
+        EXPECT_EQ(std::memcmp(&far.lines[i], &want[i], sizeof(DrawLine)), 0) << "record " << i;
+}
+
 TEST(Feeding, BatchedItemWithNothingTakenStillCallsTheEngineOnce) {
     for (bool sort : {false, true}) {
         GeometryStore store;
