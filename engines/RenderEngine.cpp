@@ -49,11 +49,14 @@ AEGP_LayerH TV_Base_Render::spriteLayer(int32_t layerId, bool& isComp) const {
     return layer;
 }
 
-bool TV_Base_Render::projectXYZ(const double in[3], double& sx, double& sy, double& rhw) const {
+void TV_Base_Render::viewOf(const double in[3], float view[4]) const {
     const float p[4] = {float(in[0] / scale_[0]), float(in[1] / scale_[1]),
                         float(in[2] / scale_[2]), 1};
-    float view[4], clip[4];
     Apply(modelView_, p, view);
+}
+
+bool TV_Base_Render::projectXYZ(const float view[4], double& sx, double& sy, double& rhw) const {
+    float clip[4];
     Apply(projection_, view, clip);
     rhw = 1.0 / double(clip[3]);
     const double w = viewport_[2], h = viewport_[3];
@@ -62,12 +65,12 @@ bool TV_Base_Render::projectXYZ(const double in[3], double& sx, double& sy, doub
     return rhw > 0;
 }
 
-float TV_Base_Render::projectSize(const double in[3], float size, double sx, double sy) const {
-    const float p[4] = {float(in[0] / scale_[0]), float(in[1] / scale_[1]),
-                        float(in[2] / scale_[2]), 1};
-    float view[4], clip[4];
-    Apply(modelView_, p, view);
+// The point moved `size` along the view's x, projected: its distance on screen from (sx, sy).
+float TV_Base_Render::projectSize(const float pointView[4], float size, double sx,
+                                  double sy) const {
+    float view[4] = {pointView[0], pointView[1], pointView[2], pointView[3]};
     view[0] -= float(size / scale_[0]);
+    float clip[4];
     Apply(projection_, view, clip);
     const double rhw = 1.0 / double(clip[3]);
     const double w = viewport_[2], h = viewport_[3];
@@ -105,8 +108,10 @@ bool TV_Base_Render::projectPoint(DrawPoint& p) const {
         p.x = sx, p.y = sy, p.z = sz;
         return true;
     }
-    if (!projectXYZ(in, sx, sy, rhw)) return false;
-    if (perspectiveSizes) p.size = projectSize(in, p.size, sx, sy);
+    float view[4];
+    viewOf(in, view);
+    if (!projectXYZ(view, sx, sy, rhw)) return false;
+    if (perspectiveSizes) p.size = projectSize(view, p.size, sx, sy);
     p.x = sx, p.y = sy, p.z = 0;
     return true;
 }
@@ -125,10 +130,12 @@ bool TV_Base_Render::projectSprite(DrawSprite& s) const {
         s.x = sx, s.y = sy, s.z = sz;
         return true;
     }
-    if (!projectXYZ(in, sx, sy, rhw)) return false;
+    float view[4];
+    viewOf(in, view);
+    if (!projectXYZ(view, sx, sy, rhw)) return false;
     if (perspectiveSizes) {
-        s.width = projectSize(in, s.width, sx, sy);
-        s.height = projectSize(in, s.height, sx, sy);
+        s.width = projectSize(view, s.width, sx, sy);
+        s.height = projectSize(view, s.height, sx, sy);
     }
     s.x = sx, s.y = sy, s.z = 0;
     return true;
@@ -184,10 +191,13 @@ bool TV_Base_Render::projectLine(DrawLine& l) const {
     if (legacyProjection) return projectLineLegacy(l);
     double ax, ay, ar, bx, by, br;
     // No clipping on this route: a line with one end behind the camera goes whole.
-    if (!projectXYZ(l.start, ax, ay, ar) || !projectXYZ(l.end, bx, by, br)) return false;
+    float va[4], vb[4];
+    viewOf(l.start, va);
+    viewOf(l.end, vb);
+    if (!projectXYZ(va, ax, ay, ar) || !projectXYZ(vb, bx, by, br)) return false;
     if (perspectiveSizes) {
-        l.startSize = projectSize(l.start, l.startSize, ax, ay);
-        l.endSize = projectSize(l.end, l.endSize, bx, by);
+        l.startSize = projectSize(va, l.startSize, ax, ay);
+        l.endSize = projectSize(vb, l.endSize, bx, by);
     }
     l.start[0] = ax, l.start[1] = ay, l.start[2] = 0;
     l.end[0] = bx, l.end[1] = by, l.end[2] = 0;

@@ -154,9 +154,11 @@ class TV_Base_Render : public AEBase {
         if (times) times->*field += std::chrono::duration<double>(now - start).count();
         return now;
     }
-    // Normal route: one point to pixels; false when it lies behind the camera.
-    bool projectXYZ(const double in[3], double& sx, double& sy, double& rhw) const;
-    float projectSize(const double in[3], float size, double sx, double sy) const;
+    // Normal route: one point to pixels; false when it lies behind the camera. `view` is the
+    // point through the model-view matrix (viewOf), which the size's projection shares.
+    void viewOf(const double in[3], float view[4]) const;
+    bool projectXYZ(const float view[4], double& sx, double& sy, double& rhw) const;
+    float projectSize(const float view[4], float size, double sx, double sy) const;
     // Legacy route: one step through projection * modelView; z and rhw are kept.
     void projectCombined(const double in[3], double& sx, double& sy, double& sz, double& rhw) const;
     bool projectLineLegacy(DrawLine& l) const;
