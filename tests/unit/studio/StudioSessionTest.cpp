@@ -1,7 +1,7 @@
 // The studio's session: edits applied to the document's JSON and loaded again, keys set and
 // removed at a time, undo and redo (a drag one step), refusals that change nothing, a popup's
-// visibility rule as the host applies it, saving as `tavrin save` writes, and frames where the
-// latest change wins.
+// visibility rule as the host applies it, saving as `tavrin save` writes, curves and gradients
+// edited as points and stops, and frames where the latest change wins.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -205,6 +205,93 @@ TEST(StudioSession, SavingWritesWhatTavrinSaveWrites) {
     EXPECT_EQ(
         Json::parse(written)["comps"][0]["layers"][0]["effects"][3]["params"]["Maximum Distance"],
         45);
+}
+
+Json SetOpacityCurve(const Json& value) {
+    return {{"op", "setParam"}, {"comp", 0},  {"layer", 0},
+            {"effect", 3},      {"param", 7}, {"value", value}};
+}
+
+// The document saved from the session, checked to be what `tavrin save` writes for it.
+Json SavedAsTavrinSaves(Session& s, const fs::path& doc) {
+    s.save("");
+    const std::string written = ReadFile(doc);
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentFile(doc.string(), host);
+    EXPECT_EQ(written, standalone::SaveDocumentText(host, doc.string()));
+    return Json::parse(written);
+}
+
+TEST(StudioSession, ACurvesPointsBecomeItsSamplesAndAreSavedAsTavrinSaves) {
+    Copy copy;
+    Session s({copy.doc.string(), {}}, Tables());
+    s.edit(SetOpacityCurve(Json::parse("[[0, 0.2], [0.4, 1], [1, 0]]")));
+    // The session keeps the points the page sent; the state shows the 200 samples they make.
+    EXPECT_EQ(Params(s, 3)["Opacity over Distance"], Json::parse("[[0, 0.2], [0.4, 1], [1, 0]]"));
+    const Json samples = ParamState(s, 3, 7)["value"]["samples"];
+    ASSERT_EQ(samples.size(), 200u);
+    EXPECT_NEAR(samples[0].get<double>(), 10, 1e-4);    // 0.2 of 50
+    EXPECT_NEAR(samples[40].get<double>(), 30, 1e-4);   // half way up to the bend
+    EXPECT_NEAR(samples[80].get<double>(), 50, 1e-4);   // the bend at 0.4
+    EXPECT_NEAR(samples[140].get<double>(), 25, 1e-4);  // half way down
+    const Json saved = SavedAsTavrinSaves(s, copy.doc);
+    EXPECT_EQ(
+        saved["comps"][0]["layers"][0]["effects"][3]["params"]["Opacity over Distance"]["samples"],
+        samples);
+    // A named curve is written by its name.
+    s.edit(SetOpacityCurve("flat"));
+    EXPECT_EQ(ParamState(s, 3, 7)["value"], "flat");
+    EXPECT_EQ(
+        SavedAsTavrinSaves(
+            s, copy.doc)["comps"][0]["layers"][0]["effects"][3]["params"]["Opacity over Distance"],
+        "flat");
+}
+
+TEST(StudioSession, CurvePointsOutOfOrderAreRefusedWithTheirPath) {
+    Copy copy;
+    Session s({copy.doc.string(), {}}, Tables());
+    const std::string text = s.text();
+    try {
+        s.edit(SetOpacityCurve(Json::parse("[[0, 1], [0.6, 0.5], [0.5, 0]]")));
+        FAIL() << "points with falling distance loaded";
+    } catch (const StudioError& e) {
+        EXPECT_EQ(e.status(), 422);
+        EXPECT_EQ(e.jsonPath(),
+                  "$.comps[0].layers[0].effects[3].params.Opacity over Distance[2][0]");
+    }
+    EXPECT_EQ(s.text(), text);
+}
+
+TEST(StudioSession, AGradientsStopsAreSavedAsTavrinSavesAndLoadAgain) {
+    Copy copy;
+    Session s({copy.doc.string(), {}}, Tables());
+    s.edit({{"op", "addEffect"}, {"comp", 0}, {"layer", 0}, {"name", "Tavrin Sound Effector"}});
+    const Json stops = Json::parse(R"([{"position": 0, "color": "#000000", "alpha": 1},
+        {"position": 0.25, "color": [1, 0.5, 0], "alpha": 0.5},
+        {"position": 1, "color": "#ffffff", "alpha": 1}])");
+    Json op = {{"op", "setParam"}, {"comp", 0},   {"layer", 0},
+               {"effect", 4},      {"param", 20}, {"value", stops}};
+    s.edit(op);
+    const Json shown = ParamState(s, 4, 20)["value"];
+    ASSERT_EQ(shown.size(), 3u);
+    EXPECT_DOUBLE_EQ(shown[1]["position"].get<double>(), 0.25);
+    EXPECT_EQ(shown[1]["color"], Json::parse("[1, 0.5, 0]"));
+    EXPECT_DOUBLE_EQ(shown[1]["alpha"].get<double>(), 0.5);
+    const Json saved = SavedAsTavrinSaves(s, copy.doc);
+    EXPECT_EQ(saved["comps"][0]["layers"][0]["effects"][4]["params"]["Color Gradient"], shown);
+    // Stops out of order do not load, and change nothing.
+    const std::string text = s.text();
+    op["value"] = Json::parse(R"([{"position": 0.5, "color": "#000000"},
+                                  {"position": 0.2, "color": "#ffffff"}])");
+    try {
+        s.edit(op);
+        FAIL() << "stops out of order loaded";
+    } catch (const StudioError& e) {
+        EXPECT_EQ(e.status(), 422);
+        EXPECT_EQ(e.jsonPath(),
+                  "$.comps[0].layers[0].effects[4].params.Color Gradient[1].position");
+    }
+    EXPECT_EQ(s.text(), text);
 }
 
 TEST(StudioSession, AFrameOfAnOldVersionIsNotDrawn) {
