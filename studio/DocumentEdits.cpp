@@ -293,8 +293,8 @@ void SetMembers(Json& object, const Json& op, const std::vector<std::string>& al
 
 void SetLayer(Json& doc, const Json& op, const EffectTables&) {
     Place p = LayerPlace(doc, op);
-    SetMembers(*p.layer, op, {"name", "enabled", "threeD", "inPoint", "outPoint", "startTime"},
-               p.path);
+    SetMembers(*p.layer, op,
+               {"name", "enabled", "solo", "threeD", "inPoint", "outPoint", "startTime"}, p.path);
     // A solid's colour lives in its body.
     if (op["set"].contains("color") || op["set"].contains("solidColor"))
         Refuse("a solid's colour is set with \"setSolid\"", p.path);

@@ -5,10 +5,10 @@
 // two keys and scrubs between them; undoes and redoes; saves, reloads and compares the file with
 // `tavrin save`; plays from the frame cache; drags, adds and presets a curve's points and adds,
 // colours and moves a gradient's stops (saved as `tavrin save` writes, drawn as `tavrin render`
-// draws); exports an SVG through the page's dialog; adds an effect through a Toolkit menu; imports
-// an OBJ file through the OBJ source's "Import OBJ" button; and builds the bundled example from an
-// empty comp with clicks alone. Screenshots of each panel and the timings (docs/PERFORMANCE.md) are
-// written to the artefacts folder and kept.
+// draws); solos a layer under a solid added over it; exports an SVG through the page's dialog; adds
+// an effect through a Toolkit menu; imports an OBJ file through the OBJ source's "Import OBJ"
+// button; and builds the bundled example from an empty comp with clicks alone. Screenshots of each
+// panel and the timings (docs/PERFORMANCE.md) are written to the artefacts folder and kept.
 //
 // node studio-test.mjs --tavrin PATH --examples DIR --out DIR
 import {execFileSync, spawn} from 'node:child_process';
@@ -497,6 +497,39 @@ try {
         Math.abs(savedStops[0].position - 0.2) < 0.02,
         'the saved gradient holds the added red stop and the moved first one',
         JSON.stringify(savedStops));
+
+  // ---- solo: a solid added over the network, then the network soloed ----------------------
+  page.on('dialog', (d) => d.accept(d.type() === 'prompt' ? 'Cover' : undefined));
+  await page.select('#new-layer-kind', 'solid');
+  await clickAndSettle('#add-layer');
+  const covered = await page.$eval('#viewer', (c) => c.toDataURL());
+  const networkRow = '#layer-list li[data-name="Network"]';
+  await clickAndSettle(`${networkRow} input.solo`);
+  await shoot('layers-solo', '#layer-list');
+  await shoot('viewer-solo', '#viewer-panel');
+  await page.click('#save');
+  await page.waitForFunction(() => document.getElementById('saved-state').textContent === 'saved');
+  const soloText = fs.readFileSync(doc, 'utf8');
+  const soloLayers = JSON.parse(soloText).comps[0].layers;
+  check(soloLayers.length === 2 && soloLayers[0].name === 'Cover' && soloLayers[1].solo === true &&
+        !('solo' in soloLayers[0]), 'the solo switch is saved on the soloed layer alone',
+        JSON.stringify(soloLayers.map((l) => [l.name, l.solo])));
+  run('save', doc, '-o', path.join(work, 'solo-resaved.json'));
+  check(soloText === fs.readFileSync(path.join(work, 'solo-resaved.json'), 'utf8'),
+        'and the file is what tavrin save writes');
+  const soloFrame = await page.$eval('#viewer', (c) => c.dataset.frame);
+  run('render', doc, '-o', path.join(work, 'solo_####.png'), '--frames', soloFrame);
+  const soloSame = await compareViewer(path.join(work, `solo_${soloFrame.padStart(4, '0')}.png`));
+  const uncovered = await page.$eval('#viewer', (c) => c.toDataURL());
+  check(soloSame.sameSize && soloSame.maxDiff === 0 && soloSame.drawn > 1000 && uncovered !== covered,
+        'with the network soloed the viewer shows it alone, as tavrin render does',
+        JSON.stringify(soloSame));
+  await clickAndSettle(`${networkRow} input.solo`);
+  check(await page.$eval('#viewer', (c) => c.toDataURL()) === covered,
+        'solo off: the cover shows again');
+  await clickAndSettle('#layer-list li[data-name="Cover"] button[title="remove the layer"]');
+  await page.click(`${networkRow} button.layer-name`);
+  await settled();
 
   // ---- Export SVG, answered through the page's dialog ------------------------------------
   await page.click(`section.effect[data-name="Tavrin"] .param[data-name="Export SVG"] button`);

@@ -1,7 +1,7 @@
 // The studio's session: edits applied to the document's JSON and loaded again, keys set and
 // removed at a time, undo and redo (a drag one step), refusals that change nothing, a popup's
 // visibility rule as the host applies it, saving as `tavrin save` writes, curves and gradients
-// edited as points and stops, and frames where the latest change wins.
+// edited as points and stops, the solo switch, and frames where the latest change wins.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -292,6 +292,25 @@ TEST(StudioSession, AGradientsStopsAreSavedAsTavrinSavesAndLoadAgain) {
                   "$.comps[0].layers[0].effects[4].params.Color Gradient[1].position");
     }
     EXPECT_EQ(s.text(), text);
+}
+
+TEST(StudioSession, TheSoloSwitchIsALayerKeyShownInTheState) {
+    Copy copy;
+    Session s({copy.doc.string(), {}}, Tables());
+    s.edit({{"op", "addLayer"}, {"comp", 0}, {"kind", "solid"}, {"name", "Cover"}, {"at", 0}});
+    EXPECT_FALSE(s.state(0)["comps"][0]["layers"][1]["solo"].get<bool>());
+    s.edit({{"op", "setLayer"}, {"comp", 0}, {"layer", 1}, {"set", {{"solo", true}}}});
+    EXPECT_TRUE(s.state(0)["comps"][0]["layers"][1]["solo"].get<bool>());
+    EXPECT_EQ(Json::parse(s.text())["comps"][0]["layers"][1]["solo"], true);
+    const Json saved = SavedAsTavrinSaves(s, copy.doc);
+    EXPECT_EQ(saved["comps"][0]["layers"][1]["solo"], true);
+    EXPECT_FALSE(saved["comps"][0]["layers"][0].contains("solo"));
+    // Off is no key at all, as `tavrin save` writes it.
+    s.edit({{"op", "setLayer"}, {"comp", 0}, {"layer", 1}, {"set", {{"solo", nullptr}}}});
+    EXPECT_FALSE(Json::parse(s.text())["comps"][0]["layers"][1].contains("solo"));
+    EXPECT_THROW(
+        s.edit({{"op", "setLayer"}, {"comp", 0}, {"layer", 1}, {"set", {{"solo", "yes"}}}}),
+        StudioError);
 }
 
 TEST(StudioSession, AFrameOfAnOldVersionIsNotDrawn) {
