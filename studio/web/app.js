@@ -1,7 +1,8 @@
 // The studio page: holds what the server last said (the document's state at the current time,
 // its version), sends each change as an edit, and keeps the panels in step: layers, viewer,
-// timeline, effect controls, the document's text. Every change goes through the server, which
-// applies it to the document and loads it again, so what the page shows is what the host says.
+// timeline, effect controls, the 3D view, the document's text. Every change goes through the
+// server, which applies it to the document and loads it again, so what the page shows is what
+// the host says.
 import {api, ApiError} from './api.js';
 import {EffectControls} from './controls.js';
 import {el} from './format.js';
@@ -9,6 +10,7 @@ import {FileDialog} from './dialogs.js';
 import {LayersPanel} from './layers.js';
 import {TextPane} from './textpane.js';
 import {Timeline} from './timeline.js';
+import {View3D} from './view3d.js';
 import {Viewer} from './viewer.js';
 
 class Studio {
@@ -31,6 +33,7 @@ class Studio {
     this.controls = new EffectControls(this);
     this.text = new TextPane(this);
     this.files = new FileDialog(this);
+    this.view3d = new View3D(this);
     this.viewer.onshown = (key) => this.frameShown(key);
     this.wire();
   }
@@ -108,6 +111,7 @@ class Studio {
     this.controls.render();
     this.timeline.render();
     this.text.changed();
+    this.view3d.render();
   }
 
   showMessages(messages) {
@@ -217,6 +221,7 @@ class Studio {
     this.layers.render();
     this.controls.render();
     this.timeline.render();
+    this.view3d.render();
   }
 
   openComp(i) {

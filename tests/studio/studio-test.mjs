@@ -5,8 +5,9 @@
 // two keys and scrubs between them; undoes and redoes; saves, reloads and compares the file with
 // `tavrin save`; plays from the frame cache; drags, adds and presets a curve's points and adds,
 // colours and moves a gradient's stops (saved as `tavrin save` writes, drawn as `tavrin render`
-// draws); solos a layer under a solid added over it; exports an SVG through the page's dialog; adds
-// an effect through a Toolkit menu; imports an OBJ file through the OBJ source's "Import OBJ"
+// draws); solos a layer under a solid added over it; shows the layer's gathered geometry (as
+// `tavrin geometry` writes it) in the 3D view and orbits; exports an SVG through the page's dialog;
+// adds an effect through a Toolkit menu; imports an OBJ file through the OBJ source's "Import OBJ"
 // button; and builds the bundled example from an empty comp with clicks alone. Screenshots of each
 // panel and the timings (docs/PERFORMANCE.md) are written to the artefacts folder and kept.
 //
@@ -530,6 +531,56 @@ try {
   await clickAndSettle('#layer-list li[data-name="Cover"] button[title="remove the layer"]');
   await page.click(`${networkRow} button.layer-name`);
   await settled();
+
+  // ---- the 3D view: the layer's gathered geometry and the comp camera ---------------------
+  await page.click('#save');
+  await page.waitForFunction(() => document.getElementById('saved-state').textContent === 'saved');
+  await page.click('#view3d-pane summary');
+  await page.waitForFunction(() => Number(document.getElementById('view3d').dataset.drawn) > 0,
+                             {polling: 100});
+  const viewFrame = await page.evaluate(() => String(window.studio.frame));
+  run('geometry', doc, '--layer', 'Network', '--frame', viewFrame, '-o', path.join(work, 'geometry.json'));
+  const cliGeometry = JSON.parse(fs.readFileSync(path.join(work, 'geometry.json'), 'utf8'));
+  const routeGeometry = await page.evaluate(async (f) =>
+      (await fetch(`api/geometry?comp=0&layer=0&frame=${f}`)).json(), viewFrame);
+  const cliPositions = cliGeometry.positions.flat().map(Math.fround);
+  const samePositions = routeGeometry.positions.length === cliPositions.length &&
+      routeGeometry.positions.every((v, i) => Math.fround(v) === cliPositions[i]);
+  const shownCounts = await page.$eval('#view3d', (c) => [Number(c.dataset.points),
+                                                          Number(c.dataset.faces)]);
+  check(samePositions && shownCounts[0] === cliGeometry.positions.length &&
+        shownCounts[1] === cliGeometry.faces.length && shownCounts[0] > 100,
+        'the 3D view draws the points and faces tavrin geometry writes',
+        `${shownCounts} shown, ${cliGeometry.positions.length} points and ${cliGeometry.faces.length} faces written`);
+  // What the canvas shows: lit pixels, and the camera's yellow frame.
+  const view3dPixels = () => page.$eval('#view3d', (c) => {
+    const copy = document.createElement('canvas');
+    copy.width = c.width;
+    copy.height = c.height;
+    const g = copy.getContext('2d');
+    g.drawImage(c, 0, 0);
+    const d = g.getImageData(0, 0, c.width, c.height).data;
+    let lit = 0, yellow = 0;
+    for (let i = 0; i < d.length; i += 4) {
+      if (d[i] + d[i + 1] + d[i + 2] > 120) lit += 1;
+      if (d[i] > 200 && d[i + 1] > 160 && d[i + 2] < 110) yellow += 1;
+    }
+    return {lit, yellow, url: c.toDataURL()};
+  });
+  const orbit0 = await view3dPixels();
+  check(orbit0.lit > 500 && orbit0.yellow > 50, 'it shows the geometry and the comp camera',
+        `${orbit0.lit} lit, ${orbit0.yellow} camera pixels`);
+  await shoot('view3d', '#view3d-pane');
+  const viewBox = await (await page.$('#view3d')).boundingBox();
+  await page.mouse.move(viewBox.x + viewBox.width / 2, viewBox.y + viewBox.height / 2);
+  await page.mouse.down();
+  for (const k of [1, 2, 3, 4])
+    await page.mouse.move(viewBox.x + viewBox.width / 2 + 40 * k, viewBox.y + viewBox.height / 2 + 8 * k);
+  await page.mouse.up();
+  const orbit1 = await view3dPixels();
+  check(orbit1.url !== orbit0.url && orbit1.lit > 500, 'dragging orbits around it');
+  await shoot('view3d-orbit', '#view3d-pane');
+  await page.click('#view3d-pane summary');
 
   // ---- Export SVG, answered through the page's dialog ------------------------------------
   await page.click(`section.effect[data-name="Tavrin"] .param[data-name="Export SVG"] button`);

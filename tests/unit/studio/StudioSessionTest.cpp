@@ -1,7 +1,8 @@
 // The studio's session: edits applied to the document's JSON and loaded again, keys set and
 // removed at a time, undo and redo (a drag one step), refusals that change nothing, a popup's
 // visibility rule as the host applies it, saving as `tavrin save` writes, curves and gradients
-// edited as points and stops, the solo switch, and frames where the latest change wins.
+// edited as points and stops, the solo switch, a layer's geometry for the 3D view, and frames
+// where the latest change wins.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,6 +10,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "host/Gather.h"
+#include "host/ObjectMessage.h"
 #include "standalone/Document.h"
 #include "standalone/DocumentWriter.h"
 #include "studio/Server.h"
@@ -311,6 +314,40 @@ TEST(StudioSession, TheSoloSwitchIsALayerKeyShownInTheState) {
     EXPECT_THROW(
         s.edit({{"op", "setLayer"}, {"comp", 0}, {"layer", 1}, {"set", {{"solo", "yes"}}}}),
         StudioError);
+}
+
+TEST(StudioSession, GeometryIsWhatTheLayerGathersWithTheCompCamera) {
+    Copy copy;
+    Session s({copy.doc.string(), {}}, Tables());
+    const Json g = s.geometry(0, 0, 0);
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentFile(copy.doc.string(), host);
+    const standalone::Comp& comp = *host.project().comps[0];
+    ScopedObjectMessage message;
+    Gather(host, comp.layers[0]->uid, comp.frameTime(0), *message);
+    const GeometryStore& store = *message->geometry;
+    ASSERT_GT(store.positions.size(), 100u);
+    ASSERT_EQ(g["positions"].size(), store.positions.size() * 3);
+    ASSERT_EQ(g["colors"].size(), store.colors.size() * 4);
+    for (size_t i = 0; i < store.positions.size(); ++i) {
+        EXPECT_EQ(g["positions"][3 * i].get<float>(), store.positions[i].x);
+        EXPECT_EQ(g["positions"][3 * i + 1].get<float>(), store.positions[i].y);
+        EXPECT_EQ(g["positions"][3 * i + 2].get<float>(), store.positions[i].z);
+        EXPECT_EQ(g["colors"][4 * i + 3].get<float>(), store.colors[i].a);
+    }
+    // The sphere's faces, as indices into the whole vertex list.
+    ASSERT_EQ(g["faces"].size(), store.faces.size() * 3);
+    EXPECT_GT(store.faces.size(), 100u);
+    for (const Json& i : g["faces"]) EXPECT_LT(i.get<size_t>(), store.positions.size());
+    // No camera layer: the default view, centred on the comp, 50 mm on 36 mm film.
+    const Json& camera = g["camera"];
+    EXPECT_EQ(camera["matrix"][12], 640);
+    EXPECT_EQ(camera["matrix"][13], 360);
+    EXPECT_DOUBLE_EQ(camera["zoom"].get<double>(), 1280 * 50.0 / 36.0);
+    EXPECT_DOUBLE_EQ(camera["matrix"][14].get<double>(), -1280 * 50.0 / 36.0);
+    EXPECT_EQ(camera["width"], 1280);
+    EXPECT_THROW(s.geometry(0, 9, 0), StudioError);
+    EXPECT_THROW(s.geometry(0, 0, 100000), StudioError);
 }
 
 TEST(StudioSession, AFrameOfAnOldVersionIsNotDrawn) {
