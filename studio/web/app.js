@@ -7,6 +7,7 @@ import {api, ApiError} from './api.js';
 import {EffectControls} from './controls.js';
 import {el} from './format.js';
 import {FileDialog} from './dialogs.js';
+import {TextDialog} from './textDialog.js';
 import {LayersPanel} from './layers.js';
 import {TextPane} from './textpane.js';
 import {Timeline} from './timeline.js';
@@ -33,6 +34,7 @@ class Studio {
     this.controls = new EffectControls(this);
     this.text = new TextPane(this);
     this.files = new FileDialog(this);
+    this.texts = new TextDialog();
     this.view3d = new View3D(this);
     this.viewer.onshown = (key) => this.frameShown(key);
     this.wire();
@@ -278,6 +280,17 @@ class Studio {
     } catch (e) {
       this.report(e);
     }
+  }
+
+  // A name filter's dialog: the answer goes into the document as the effect's dialog click, so
+  // the effect takes it as it takes a host's (an emptied box is a Cancel there too).
+  async askText(row, at, current) {
+    const answer = await this.texts.ask(row.dialog, current);
+    if (answer === null || answer === current) return;
+    const applied = await this.edit({op: 'answerTextDialog', ...at, param: row.index, answer});
+    const now = this.state?.comps?.[at.comp]?.layers?.[at.layer]?.effects?.[at.effect]?.params
+        ?.find((p) => p.index === row.index)?.value;
+    if (applied && now !== answer) this.setStatus(`"${row.name}" kept its text`);
   }
 
   // The OBJ source's "Import OBJ": the file and the dialog's three boxes, kept in the

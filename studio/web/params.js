@@ -121,13 +121,17 @@ function gradientControl(studio, row, at) {
   return gradientEditor(row, (value, gesture) => setParam(studio, at, row, value, gesture));
 }
 
-// A name filter: its text; empty means all (the effect's control then shows a placeholder).
+// A name filter: its text as a line that opens the effect's text dialog on a click, as in a
+// host; empty means all.
 function textControl(studio, row, at) {
-  const input = el('input', {class: 'text', 'aria-label': row.name,
-                             placeholder: '(all)', title: row.dialog || ''});
-  input.addEventListener('change', () => setParam(studio, at, row, input.value));
-  return {element: input, update: (p) => {
-    if (document.activeElement !== input) input.value = p.value ?? '';
+  let current = '';
+  const line = el('button', {class: 'text', 'aria-label': row.name,
+                             title: (row.dialog || '').replace('\n', ': '),
+                             onclick: () => studio.askText(row, at, current)});
+  return {element: line, update: (p) => {
+    current = p.value ?? '';
+    line.textContent = current === '' ? '(all)' : current;
+    line.classList.toggle('empty', current === '');
   }};
 }
 

@@ -1,15 +1,16 @@
 // The studio in a real browser: headless Chromium (Debian's) driven by puppeteer-core, against
-// `tavrin studio` on a copy of the bundled example. It moves "Maximum Distance" and compares the
-// viewer's pixels with `tavrin render` of the document saved with that value; switches "Primitive
-// Type" and checks that exactly the parameters `tavrin info` says the effect hides are hidden; sets
-// two keys and scrubs between them; undoes and redoes; saves, reloads and compares the file with
-// `tavrin save`; plays from the frame cache; drags, adds and presets a curve's points and adds,
-// colours and moves a gradient's stops (saved as `tavrin save` writes, drawn as `tavrin render`
-// draws); solos a layer under a solid added over it; shows the layer's gathered geometry (as
-// `tavrin geometry` writes it) in the 3D view and orbits; exports an SVG through the page's dialog;
-// adds an effect through a Toolkit menu; imports an OBJ file through the OBJ source's "Import OBJ"
-// button; and builds the bundled example from an empty comp with clicks alone. Screenshots of each
-// panel and the timings (docs/PERFORMANCE.md) are written to the artefacts folder and kept.
+// `tavrin studio` on a copy of the bundled example. It moves "Maximum Distance" and compares
+// the viewer's pixels with `tavrin render` of the document saved with that value; switches
+// "Primitive Type" and checks that exactly the parameters `tavrin info` says the effect hides
+// are hidden; sets two keys and scrubs between them; undoes and redoes; saves, reloads and
+// compares the file with `tavrin save`; plays from the frame cache; drags, adds and presets a
+// curve's points and adds, colours and moves a gradient's stops (saved as `tavrin save` writes,
+// drawn as `tavrin render` draws); solos a layer under a solid added over it; shows the layer's
+// gathered geometry (as `tavrin geometry` writes it) in the 3D view and orbits; answers a name
+// filter's dialog (OK and Cancel); exports an SVG through the page's dialog; adds an effect
+// through a Toolkit menu; imports an OBJ file through the OBJ source's "Import OBJ" button; and
+// builds the bundled example from an empty comp with clicks alone. Screenshots of each panel
+// and the timings (docs/PERFORMANCE.md) are written to the artefacts folder and kept.
 //
 // node studio-test.mjs --tavrin PATH --examples DIR --out DIR
 import {execFileSync, spawn} from 'node:child_process';
@@ -581,6 +582,49 @@ try {
   check(orbit1.url !== orbit0.url && orbit1.lit > 500, 'dragging orbits around it');
   await shoot('view3d-orbit', '#view3d-pane');
   await page.click('#view3d-pane summary');
+
+  // ---- a name filter's text dialog ---------------------------------------------------------
+  const mainFx = 'section.effect[data-name="Tavrin"]';
+  await clickAndSettle(`${param(mainFx, 'Use Lights for Shading')} input[type=checkbox]`);
+  const nameFilter = `${param(mainFx, 'Light(s) Name Begins with')} button.text`;
+  await page.$eval(nameFilter, (b) => b.scrollIntoView({block: 'center'}));
+  const filterBefore = await page.$eval(nameFilter, (b) => b.textContent);
+  await page.click(nameFilter);
+  await page.waitForSelector('#text-dialog[open]');
+  const dialogText = await page.$eval('#text-dialog', (d) => [
+    d.querySelector('#text-dialog-title').textContent, d.querySelector('#text-dialog-label').textContent,
+    d.querySelector('#text-dialog-text').value]);
+  await page.$eval('#text-dialog-text', (i) => { i.value = 'Key'; });
+  await shoot('dialog-name-filter', '#text-dialog');
+  let vText = await page.evaluate(() => window.studio.version);
+  await page.click('#text-dialog-ok');
+  await page.waitForFunction((v) => window.studio.version !== v, {polling: 50}, vText);
+  await settled();
+  const filterAfter = await page.$eval(nameFilter, (b) => b.textContent);
+  check(filterBefore === '(all)' && dialogText[0] === 'Set Light Name' &&
+        dialogText[1] === 'Only Lights that begin with this name are considered.' &&
+        dialogText[2] === '' && filterAfter === 'Key',
+        'a name filter opens its dialog and takes the answer', JSON.stringify([filterBefore, dialogText, filterAfter]));
+  // Cancel changes nothing.
+  vText = await page.evaluate(() => window.studio.version);
+  await page.click(nameFilter);
+  await page.waitForSelector('#text-dialog[open]');
+  const shownAgain = await page.$eval('#text-dialog-text', (i) => i.value);
+  await page.$eval('#text-dialog-text', (i) => { i.value = 'Other'; });
+  await page.click('#text-dialog-cancel');
+  await new Promise((r) => setTimeout(r, 300));
+  check(shownAgain === 'Key' && await page.evaluate(() => window.studio.version) === vText &&
+        await page.$eval(nameFilter, (b) => b.textContent) === 'Key',
+        'its Cancel changes nothing', shownAgain);
+  await page.click('#save');
+  await page.waitForFunction(() => document.getElementById('saved-state').textContent === 'saved');
+  const filterText = fs.readFileSync(doc, 'utf8');
+  run('save', doc, '-o', path.join(work, 'filter-resaved.json'));
+  const savedMain = JSON.parse(filterText).comps[0].layers[0].effects[0];
+  check(filterText === fs.readFileSync(path.join(work, 'filter-resaved.json'), 'utf8') &&
+        savedMain.params['Light(s) Name Begins with'] === 'Key' && !savedMain.dialogs,
+        'the saved document holds the text, as tavrin save writes it', JSON.stringify(savedMain.params));
+  await clickAndSettle(`${param(mainFx, 'Use Lights for Shading')} input[type=checkbox]`);
 
   // ---- Export SVG, answered through the page's dialog ------------------------------------
   await page.click(`section.effect[data-name="Tavrin"] .param[data-name="Export SVG"] button`);

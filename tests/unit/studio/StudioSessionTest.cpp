@@ -1,8 +1,8 @@
 // The studio's session: edits applied to the document's JSON and loaded again, keys set and
 // removed at a time, undo and redo (a drag one step), refusals that change nothing, a popup's
 // visibility rule as the host applies it, saving as `tavrin save` writes, curves and gradients
-// edited as points and stops, the solo switch, a layer's geometry for the 3D view, and frames
-// where the latest change wins.
+// edited as points and stops, the solo switch, name filters answered through their dialog, a
+// layer's geometry for the 3D view, and frames where the latest change wins.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -348,6 +348,33 @@ TEST(StudioSession, GeometryIsWhatTheLayerGathersWithTheCompCamera) {
     EXPECT_EQ(camera["width"], 1280);
     EXPECT_THROW(s.geometry(0, 9, 0), StudioError);
     EXPECT_THROW(s.geometry(0, 0, 100000), StudioError);
+}
+
+Json AnswerLightNames(const Json& answer, int param = 4) {
+    return {{"op", "answerTextDialog"}, {"comp", 0},       {"layer", 0}, {"effect", 0},
+            {"param", param},           {"answer", answer}};
+}
+
+TEST(StudioSession, ANameFiltersDialogAnswerIsTheEffectsClickInTheDocument) {
+    Copy copy;
+    Session s({copy.doc.string(), {}}, Tables());
+    s.edit(AnswerLightNames("Key"));
+    EXPECT_EQ(ParamState(s, 0, 4)["value"], "Key");
+    EXPECT_EQ(Json::parse(s.text())["comps"][0]["layers"][0]["effects"][0]["dialogs"],
+              Json::parse(R"([{"click": "Light(s) Name Begins with", "answer": "Key"}])"));
+    // An emptied box is a Cancel, as in a host: the text stays.
+    s.edit(AnswerLightNames(""));
+    EXPECT_EQ(ParamState(s, 0, 4)["value"], "Key");
+    // Saved as `tavrin save` writes it: the text, no clicks.
+    const Json effect = SavedAsTavrinSaves(s, copy.doc)["comps"][0]["layers"][0]["effects"][0];
+    EXPECT_EQ(effect["params"]["Light(s) Name Begins with"], "Key");
+    EXPECT_FALSE(effect.contains("dialogs"));
+    // A stored text with a quote breaks the dialog's script: the next answer changes nothing.
+    s.edit(AnswerLightNames("Bob's"));
+    s.edit(AnswerLightNames("Alpha"));
+    EXPECT_EQ(ParamState(s, 0, 4)["value"], "Bob's");
+    EXPECT_THROW(s.edit(AnswerLightNames("x", 2)), StudioError);  // not a name filter
+    EXPECT_THROW(s.edit(AnswerLightNames(3)), StudioError);
 }
 
 TEST(StudioSession, AFrameOfAnOldVersionIsNotDrawn) {
