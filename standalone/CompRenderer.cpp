@@ -307,10 +307,13 @@ FloatImage CompRenderer::renderAtTime(const Comp& comp, const A_Time& time, int3
     frame.rgba.resize(size_t(frame.width) * size_t(frame.height) * 4);
     ZeroOnThreads(reinterpret_cast<uint8_t*>(frame.rgba.data()), frame.rgba.size() * sizeof(float));
     const double seconds = TimeToSeconds(time);
+    // A soloed layer hides every layer of its comp that is not soloed.
+    const bool anySolo =
+        std::any_of(comp.layers.begin(), comp.layers.end(), [](const auto& l) { return l->solo; });
     // Bottom of the stack first.
     for (auto it = comp.layers.rbegin(); it != comp.layers.rend(); ++it) {
         Layer& layer = **it;
-        if (!layer.enabled || layer.is3D) continue;
+        if (!layer.enabled || layer.is3D || (anySolo && !layer.solo)) continue;
         if (depth == 0 && solo_ && &layer != solo_) continue;
         if (seconds < layer.inPoint || seconds >= layer.outPoint) continue;
         if (layer.kind != LayerKind::Solid && layer.kind != LayerKind::Image &&

@@ -118,6 +118,7 @@ struct Layer {
     std::string name;
     LayerKind kind = LayerKind::Solid;
     bool enabled = true;  // the video switch
+    bool solo = false;    // when any layer of the comp is soloed, only those show
     bool is3D = false;
     bool motionBlur = false;
     bool collapse = false;

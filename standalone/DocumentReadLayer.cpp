@@ -27,9 +27,9 @@ const KindReader kKinds[] = {
 };
 
 const std::vector<std::string> kLayerKeys = {
-    "name",    "solid",    "null",      "image",    "obj",        "audio",   "text",
-    "precomp", "camera",   "light",     "enabled",  "threeD",     "parent",  "masks",
-    "inPoint", "outPoint", "startTime", "collapse", "motionBlur", "effects", "transform"};
+    "name",     "solid",     "null",     "image",      "obj",     "audio",    "text",  "precomp",
+    "camera",   "light",     "enabled",  "solo",       "threeD",  "parent",   "masks", "inPoint",
+    "outPoint", "startTime", "collapse", "motionBlur", "effects", "transform"};
 
 void ReadTransform(const Reader& r, const json& t, const std::string& tpath, Layer& layer,
                    const Comp& comp) {
@@ -113,6 +113,7 @@ void ReadLayer(const Reader& r, const json& l, const std::string& path, Comp& co
             {&layer, r.text(l["parent"], path + ".parent"), path + ".parent", &comp});
     if (l.contains("masks")) ReadMasks(r, l["masks"], path + ".masks", layer);
     if (l.contains("enabled")) layer.enabled = r.boolean(l["enabled"], path + ".enabled");
+    if (l.contains("solo")) layer.solo = r.boolean(l["solo"], path + ".solo");
     if (l.contains("collapse")) layer.collapse = r.boolean(l["collapse"], path + ".collapse");
     if (l.contains("motionBlur"))
         layer.motionBlur = r.boolean(l["motionBlur"], path + ".motionBlur");

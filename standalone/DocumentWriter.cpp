@@ -362,6 +362,7 @@ Json LayerJson(const Writer& w, Layer& l, const Comp& comp) {
             break;
     }
     if (!l.enabled) j["enabled"] = false;
+    if (l.solo) j["solo"] = true;
     if (l.is3D && l.kind != LayerKind::Camera && l.kind != LayerKind::Light) j["threeD"] = true;
     if (l.parent) {
         const Layer* p = LayerById(comp, l.parent);

@@ -3,6 +3,7 @@
 // default view: a 50 mm lens on 36 mm film, centred on the comp's middle, looking along +Z.
 #include <cmath>
 
+#include "standalone/CompCamera.h"
 #include "standalone/EmbeddedHost.h"
 #include "standalone/Transform.h"
 
@@ -32,28 +33,31 @@ std::array<double, 4> AnchorOrPointOfInterest(const Layer& layer, double seconds
 
 }  // namespace
 
-HostCameraMatrix EmbeddedHost::effectCameraMatrix(PF_ProgPtr effectRef, const A_Time& time) {
-    const Layer* layer = layerOfInstance(effectRef);
-    const Comp* comp = layer ? compOfLayer(*layer) : nullptr;
-    if (!comp) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
+HostCameraMatrix CompCameraMatrix(const Comp& comp, double seconds) {
     HostCameraMatrix cm;
-    cm.imagePlaneWidth = static_cast<int16_t>(comp->width);
-    cm.imagePlaneHeight = static_cast<int16_t>(comp->height);
-    const double seconds = TimeToSeconds(time);
-    const Layer* camera = ActiveCamera(*comp, seconds);
+    cm.imagePlaneWidth = static_cast<int16_t>(comp.width);
+    cm.imagePlaneHeight = static_cast<int16_t>(comp.height);
+    const Layer* camera = ActiveCamera(comp, seconds);
     if (!camera) {
-        const double zoom = comp->width * kDefaultLensMm / kDefaultFilmMm;
-        cm.matrix[12] = comp->width * 0.5;
-        cm.matrix[13] = comp->height * 0.5;
+        const double zoom = comp.width * kDefaultLensMm / kDefaultFilmMm;
+        cm.matrix[12] = comp.width * 0.5;
+        cm.matrix[13] = comp.height * 0.5;
         cm.matrix[14] = -zoom;
         cm.imagePlaneDistance = zoom;
         return cm;
     }
     // Rows: the camera's x, y and z axes in comp space, then its position, through its parents.
-    const Mat4 world = LayerToWorld(*camera, *comp, seconds);
+    const Mat4 world = LayerToWorld(*camera, comp, seconds);
     for (int i = 0; i < 16; ++i) cm.matrix[i] = world.m[i];
     cm.imagePlaneDistance = camera->camera.zoom.at(seconds)[0];
     return cm;
+}
+
+HostCameraMatrix EmbeddedHost::effectCameraMatrix(PF_ProgPtr effectRef, const A_Time& time) {
+    const Layer* layer = layerOfInstance(effectRef);
+    const Comp* comp = layer ? compOfLayer(*layer) : nullptr;
+    if (!comp) throw HostErrorCode{PF_Err_BAD_CALLBACK_PARAM};
+    return CompCameraMatrix(*comp, TimeToSeconds(time));
 }
 
 AEGP_LayerH EmbeddedHost::effectCamera(PF_ProgPtr effectRef, const A_Time& time) {

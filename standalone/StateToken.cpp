@@ -73,7 +73,8 @@ void HashComp(EmbeddedHost& host, const Comp& comp, ParamHasher& h, int depth);
 
 // Everything of a layer that its pixels, or the effects on it, may depend on.
 void HashLayer(EmbeddedHost& host, const Layer& l, ParamHasher& h, int depth) {
-    h.add(l.id).add(int32_t(l.kind)).add(int32_t(l.enabled)).add(int32_t(l.is3D));
+    h.add(l.id).add(int32_t(l.kind)).add(int32_t(l.enabled)).add(int32_t(l.solo));
+    h.add(int32_t(l.is3D));
     h.add(int32_t(l.motionBlur)).add(int32_t(l.collapse)).add(l.parent);
     h.add(l.inPoint).add(l.outPoint).add(l.startTime).add(l.width).add(l.height);
     for (float c : l.solidColor) h.add(c);

@@ -6,6 +6,7 @@
 #include <map>
 
 #include "standalone/DocumentRead.h"
+#include "standalone/DocumentText.h"
 #include "standalone/DocumentWriter.h"
 #include "studio/StudioError.h"
 
@@ -247,6 +248,23 @@ void ImportObj(Json& doc, const Json& op, const EffectTables& tables) {
     (*p.effect)["dialogs"] = kept;
 }
 
+// A name filter's text dialog answered in the page: the click and its answer go into the
+// effect's "dialogs", after those before it, so the effect reads the answer as it does a
+// host's dialog (an empty answer is a Cancel; a stored text with a quote opens no dialog).
+void AnswerTextDialog(Json& doc, const Json& op, const EffectTables& tables) {
+    Place p = EffectPlace(doc, op);
+    const auto& fx = EffectOf(*p.effect, tables, p.path);
+    const int64_t index = IndexField(op, "param");
+    if (index < 1 || index >= int64_t(fx.params.size()) ||
+        !standalone::IsTextParam(fx.params[size_t(index)]))
+        Refuse("\"" + fx.displayName + "\" has no name filter " + std::to_string(index), p.path);
+    if (!op.contains("answer") || !op["answer"].is_string())
+        Refuse("the edit needs \"answer\", the dialog's text");
+    ListOf(*p.effect, "dialogs", p.path)
+        .push_back(Json{{"click", standalone::ParamDocumentKey(fx, fx.params[size_t(index)])},
+                        {"answer", op["answer"]}});
+}
+
 // A new layer of a kind that needs no file: solid, null, camera or light.
 void AddLayer(Json& doc, const Json& op, const EffectTables&) {
     Place p = CompPlace(doc, op);
@@ -293,8 +311,8 @@ void SetMembers(Json& object, const Json& op, const std::vector<std::string>& al
 
 void SetLayer(Json& doc, const Json& op, const EffectTables&) {
     Place p = LayerPlace(doc, op);
-    SetMembers(*p.layer, op, {"name", "enabled", "threeD", "inPoint", "outPoint", "startTime"},
-               p.path);
+    SetMembers(*p.layer, op,
+               {"name", "enabled", "solo", "threeD", "inPoint", "outPoint", "startTime"}, p.path);
     // A solid's colour lives in its body.
     if (op["set"].contains("color") || op["set"].contains("solidColor"))
         Refuse("a solid's colour is set with \"setSolid\"", p.path);
@@ -326,6 +344,7 @@ const std::map<std::string, EditFunction>& Edits() {
         {"moveEffect", MoveEffect},
         {"setEffectEnabled", SetEffectEnabled},
         {"importObj", ImportObj},
+        {"answerTextDialog", AnswerTextDialog},
         {"addLayer", AddLayer},
         {"removeLayer", RemoveLayer},
         {"moveLayer", MoveLayer},

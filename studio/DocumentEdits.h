@@ -1,7 +1,8 @@
 // The edits a person makes in the studio, each applied to the document's JSON (the session then
 // loads the result, so the document stays the user's last word): parameter values and keys,
-// effects added, removed, moved and switched, layers added, removed, moved, switched and named,
-// the comp's settings. Places are indices into the document's lists.
+// effects added, removed, moved and switched, dialogs answered (Import OBJ, a name filter's
+// text), layers added, removed, moved, switched, soloed and named, the comp's settings. Places
+// are indices into the document's lists.
 #pragma once
 
 #include <nlohmann/json.hpp>

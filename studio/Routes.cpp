@@ -167,6 +167,15 @@ void AddRoutes(httplib::Server& http, const std::string& prefix, Session& sessio
                  Send(res, session.listFolder(req.get_param_value("dir")));
              }));
 
+    // GET api/geometry?comp=C&layer=L&frame=F: the layer's gathered geometry and the comp
+    // camera for the 3D view (Session::geometry).
+    http.Get(prefix + "/api/geometry",
+             Guarded([&session](const httplib::Request& req, httplib::Response& res) {
+                 Send(res, session.geometry(int32_t(NumberParam(req, "comp", 0)),
+                                            int32_t(NumberParam(req, "layer", 0)),
+                                            int64_t(NumberParam(req, "frame", 0))));
+             }));
+
     // GET api/frame?version=V&comp=C&frame=F&scale=S: the frame as PNG (header X-Version);
     // 409 {"stale": true, "version": current} when version V is no longer the document's.
     http.Get(prefix + "/api/frame",

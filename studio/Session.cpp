@@ -9,6 +9,9 @@
 #include <sstream>
 #include <tuple>
 
+#include "host/Gather.h"
+#include "host/ObjectMessage.h"
+#include "standalone/CompCamera.h"
 #include "standalone/CompRenderer.h"
 #include "standalone/Document.h"
 #include "standalone/DocumentWriter.h"
@@ -16,6 +19,7 @@
 #include "standalone/WholeFile.h"
 #include "studio/DocumentEdits.h"
 #include "studio/EffectWrites.h"
+#include "studio/GeometryJson.h"
 #include "studio/PngEncode.h"
 #include "studio/SessionModel.h"
 #include "studio/StudioError.h"
@@ -326,6 +330,33 @@ Json Session::exportSvg(int32_t compIndex, const std::string& layer, int64_t fra
     } catch (const std::exception& e) {
         throw StudioError(422, e.what());
     }
+}
+
+Json Session::geometry(int32_t compIndex, int32_t layerIndex, int64_t frameNumber) {
+    const auto s = current();
+    if (!s->host) throw StudioError(409, "the document does not load: there is no geometry");
+    auto& comps = s->host->project().comps;
+    if (compIndex < 0 || size_t(compIndex) >= comps.size())
+        throw StudioError(400, "there is no comp " + std::to_string(compIndex));
+    const standalone::Comp& comp = *comps[size_t(compIndex)];
+    if (layerIndex < 0 || size_t(layerIndex) >= comp.layers.size())
+        throw StudioError(400, "there is no layer " + std::to_string(layerIndex));
+    if (frameNumber < 0 || frameNumber >= comp.frameCount())
+        throw StudioError(400, "comp \"" + comp.name + "\" has frames 0 to " +
+                                   std::to_string(comp.frameCount() - 1));
+    std::lock_guard render(renderMutex_);
+    std::lock_guard lock(s->hostMutex);
+    s->host->setDownsample(PF_RationalScale{1, 1});
+    const A_Time time = comp.frameTime(frameNumber);
+    ScopedObjectMessage message;
+    const PF_Err status = Gather(*s->host, comp.layers[size_t(layerIndex)]->uid, time, *message);
+    Json answer =
+        GeometryJson(*message->geometry, standalone::CompCameraMatrix(comp, TimeToSeconds(time)));
+    answer["version"] = s->version;
+    answer["messages"] = Json::array();
+    if (status == kLoopGuardStatus) answer["messages"].push_back(kInfiniteLoopMessage);
+    for (std::string& report : s->host->takeReports()) answer["messages"].push_back(report);
+    return answer;
 }
 
 std::string Session::resolve(const std::string& path) const {

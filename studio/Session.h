@@ -66,6 +66,10 @@ class Session {
     // Returns {"path", "layer"}; StudioError 422 with the reason when nothing was written.
     Json exportSvg(int32_t comp, const std::string& layer, int64_t frame, bool sequence,
                    const std::string& path);
+    // The gathered geometry of layer `layer` of comp `comp` at frame `frame` (what `tavrin
+    // geometry` writes) with the comp camera, of the current version (GeometryJson), plus
+    // {"version", "messages"}.
+    Json geometry(int32_t comp, int32_t layer, int64_t frame);
     // A folder inside the allowed ones, for the page's file dialogs: {"dir": relative to the
     // document's folder ("" for it), "parent" when there is one to go up to, "entries":
     // [{"name", "folder"}]}. Hidden files are left out.

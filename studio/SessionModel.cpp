@@ -75,6 +75,7 @@ SessionModel::SessionModel(standalone::EmbeddedHost& host) : host_(host) {
                     {"id", layer.id},
                     {"kind", kKinds[size_t(layer.kind)]},
                     {"enabled", layer.enabled},
+                    {"solo", layer.solo},
                     {"threeD", layer.is3D},
                     {"inPoint", layer.inPoint},
                     {"outPoint", layer.outPoint},

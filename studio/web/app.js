@@ -1,14 +1,17 @@
 // The studio page: holds what the server last said (the document's state at the current time,
 // its version), sends each change as an edit, and keeps the panels in step: layers, viewer,
-// timeline, effect controls, the document's text. Every change goes through the server, which
-// applies it to the document and loads it again, so what the page shows is what the host says.
+// timeline, effect controls, the 3D view, the document's text. Every change goes through the
+// server, which applies it to the document and loads it again, so what the page shows is what
+// the host says.
 import {api, ApiError} from './api.js';
 import {EffectControls} from './controls.js';
 import {el} from './format.js';
 import {FileDialog} from './dialogs.js';
+import {TextDialog} from './textDialog.js';
 import {LayersPanel} from './layers.js';
 import {TextPane} from './textpane.js';
 import {Timeline} from './timeline.js';
+import {View3D} from './view3d.js';
 import {Viewer} from './viewer.js';
 
 class Studio {
@@ -31,6 +34,8 @@ class Studio {
     this.controls = new EffectControls(this);
     this.text = new TextPane(this);
     this.files = new FileDialog(this);
+    this.texts = new TextDialog();
+    this.view3d = new View3D(this);
     this.viewer.onshown = (key) => this.frameShown(key);
     this.wire();
   }
@@ -108,6 +113,7 @@ class Studio {
     this.controls.render();
     this.timeline.render();
     this.text.changed();
+    this.view3d.render();
   }
 
   showMessages(messages) {
@@ -217,6 +223,7 @@ class Studio {
     this.layers.render();
     this.controls.render();
     this.timeline.render();
+    this.view3d.render();
   }
 
   openComp(i) {
@@ -273,6 +280,17 @@ class Studio {
     } catch (e) {
       this.report(e);
     }
+  }
+
+  // A name filter's dialog: the answer goes into the document as the effect's dialog click, so
+  // the effect takes it as it takes a host's (an emptied box is a Cancel there too).
+  async askText(row, at, current) {
+    const answer = await this.texts.ask(row.dialog, current);
+    if (answer === null || answer === current) return;
+    const applied = await this.edit({op: 'answerTextDialog', ...at, param: row.index, answer});
+    const now = this.state?.comps?.[at.comp]?.layers?.[at.layer]?.effects?.[at.effect]?.params
+        ?.find((p) => p.index === row.index)?.value;
+    if (applied && now !== answer) this.setStatus(`"${row.name}" kept its text`);
   }
 
   // The OBJ source's "Import OBJ": the file and the dialog's three boxes, kept in the

@@ -41,6 +41,11 @@ export class LayersPanel {
       el('input', {type: 'checkbox', checked: layer.enabled, title: 'video switch',
                    'aria-label': `${layer.name} enabled`,
                    onchange: (e) => s.edit({op: 'setLayer', ...at, set: {enabled: e.target.checked}})}),
+      // Solo: while any layer is soloed only soloed layers show. Off is written as no key.
+      el('input', {type: 'checkbox', class: 'solo', checked: layer.solo, title: 'solo',
+                   'aria-label': `${layer.name} solo`,
+                   onchange: (e) => s.edit({op: 'setLayer', ...at,
+                                            set: {solo: e.target.checked ? true : null}})}),
       chip,
       el('button', {class: 'layer-name', onclick: () => s.selectLayer(i)},
          `${i + 1}. ${layer.name}`),

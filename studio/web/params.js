@@ -1,6 +1,8 @@
 // One control per parameter kind, each {element, update(param)}: `update` shows the state's
 // value unless the person is using the control at that moment.
+import {curveEditor} from './curveEditor.js';
 import {el, newGesture, rounded} from './format.js';
+import {gradientEditor} from './gradientEditor.js';
 
 function setParam(studio, at, row, value, gesture) {
   const op = {op: 'setParam', ...at, param: row.index, value, time: studio.time()};
@@ -110,51 +112,26 @@ function layerControl(studio, row, at) {
   }};
 }
 
-// A curve over distance: by name, or the samples of one edited elsewhere.
+// Curves and gradients have editors of their own; an edit goes to the document as its value.
 function curveControl(studio, row, at) {
-  const select = el('select', {'aria-label': row.name},
-                    el('option', {value: 'falling'}, 'Falling'),
-                    el('option', {value: 'flat'}, 'Flat'),
-                    el('option', {value: 'custom', disabled: true}, 'Custom (samples)'));
-  select.addEventListener('change', () => setParam(studio, at, row, select.value));
-  return {element: select, update: (p) => {
-    select.value = typeof p.value === 'string' ? p.value : 'custom';
-  }};
+  return curveEditor(row, (value, gesture) => setParam(studio, at, row, value, gesture));
 }
 
-// A gradient's stops as a strip, with its stops as text to edit.
 function gradientControl(studio, row, at) {
-  const strip = el('span', {class: 'gradient-strip'});
-  const text = el('input', {class: 'stops', 'aria-label': `${row.name} stops`,
-                            title: 'stops: position #rrggbb [alpha], separated by commas'});
-  text.addEventListener('change', () => {
-    const stops = text.value.split(',').map((s) => s.trim()).filter(Boolean).map((s) => {
-      const [position, color, alpha] = s.split(/\s+/);
-      return {position: Number(position), color, alpha: alpha === undefined ? 1 : Number(alpha)};
-    });
-    setParam(studio, at, row, stops);
-  });
-  const hex = (c) => Array.isArray(c)
-      ? '#' + c.map((v) => Math.round(v * 255).toString(16).padStart(2, '0')).join('') : c;
-  return {element: el('span', {class: 'gradient'}, strip, text), update: (p) => {
-    const stops = Array.isArray(p.value) ? p.value : [];
-    strip.style.background = stops.length
-        ? `linear-gradient(to right, ${stops.map((s) => `${hex(s.color)} ${s.position * 100}%`).join(', ')})`
-        : 'none';
-    if (document.activeElement !== text) {
-      text.value = stops.map((s) => `${rounded(s.position, 3)} ${hex(s.color)}` +
-                                    (s.alpha !== 1 ? ` ${rounded(s.alpha, 3)}` : '')).join(', ');
-    }
-  }};
+  return gradientEditor(row, (value, gesture) => setParam(studio, at, row, value, gesture));
 }
 
-// A name filter: its text; empty means all (the effect's control then shows a placeholder).
+// A name filter: its text as a line that opens the effect's text dialog on a click, as in a
+// host; empty means all.
 function textControl(studio, row, at) {
-  const input = el('input', {class: 'text', 'aria-label': row.name,
-                             placeholder: '(all)', title: row.dialog || ''});
-  input.addEventListener('change', () => setParam(studio, at, row, input.value));
-  return {element: input, update: (p) => {
-    if (document.activeElement !== input) input.value = p.value ?? '';
+  let current = '';
+  const line = el('button', {class: 'text', 'aria-label': row.name,
+                             title: (row.dialog || '').replace('\n', ': '),
+                             onclick: () => studio.askText(row, at, current)});
+  return {element: line, update: (p) => {
+    current = p.value ?? '';
+    line.textContent = current === '' ? '(all)' : current;
+    line.classList.toggle('empty', current === '');
   }};
 }
 

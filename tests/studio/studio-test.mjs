@@ -3,10 +3,13 @@
 // the viewer's pixels with `tavrin render` of the document saved with that value; switches
 // "Primitive Type" and checks that exactly the parameters `tavrin info` says the effect hides
 // are hidden; sets two keys and scrubs between them; undoes and redoes; saves, reloads and
-// compares the file with `tavrin save`; plays from the frame cache; exports an SVG through the
-// page's dialog; adds an effect through a Toolkit menu; imports an OBJ file through the OBJ
-// source's "Import OBJ" button; and builds the bundled example from an empty comp with clicks
-// alone. Screenshots of each panel
+// compares the file with `tavrin save`; plays from the frame cache; drags, adds and presets a
+// curve's points and adds, colours and moves a gradient's stops (saved as `tavrin save` writes,
+// drawn as `tavrin render` draws); solos a layer under a solid added over it; shows the layer's
+// gathered geometry (as `tavrin geometry` writes it) in the 3D view and orbits; answers a name
+// filter's dialog (OK and Cancel); exports an SVG through the page's dialog; adds an effect
+// through a Toolkit menu; imports an OBJ file through the OBJ source's "Import OBJ" button; and
+// builds the bundled example from an empty comp with clicks alone. Screenshots of each panel
 // and the timings (docs/PERFORMANCE.md) are written to the artefacts folder and kept.
 //
 // node studio-test.mjs --tavrin PATH --examples DIR --out DIR
@@ -370,6 +373,258 @@ try {
   check(timings.playbackFps > 12, 'playback from the cache runs at many frames a second',
         `${timings.playbackFps.toFixed(1)} fps`);
   await settled();
+
+  // ---- the curve editor: a point dragged, one added, the result saved and rendered --------
+  const curve = param(lines, 'Opacity over Distance');
+  // Read in one call: the editor redraws its points with every state the page gets.
+  const curvePoints = () => page.evaluate((sel) => {
+    const g = document.querySelector(`${sel} svg.curve-graph`);
+    const dots = [...g.querySelectorAll('circle.curve-point')];
+    const w = Number(g.getAttribute('width')), h = Number(g.getAttribute('height')), pad = 6;
+    return dots.map((d) => [(Number(d.getAttribute('cx')) - pad) / (w - 2 * pad),
+                            (h - pad - Number(d.getAttribute('cy'))) / (h - 2 * pad)]);
+  }, curve);
+  await page.$eval(curve, (r) => r.scrollIntoView({block: 'center'}));
+  const falling = await curvePoints();
+  check(falling.length === 3 && Math.abs(falling[1][0] - 0.5) < 1e-6 && falling[2][1] === 0,
+        'the curve editor shows the falling curve as its three points', JSON.stringify(falling));
+  const dot = await (await page.$$(`${curve} circle.curve-point`))[1].boundingBox();
+  const graphBox = await (await page.$(`${curve} svg.curve-graph`)).boundingBox();
+  await page.mouse.move(dot.x + dot.width / 2, dot.y + dot.height / 2);
+  await page.mouse.down();
+  for (const k of [0.25, 0.5, 0.75, 1]) {
+    await page.mouse.move(dot.x + dot.width / 2 - graphBox.width * 0.25 * k,
+                          dot.y + dot.height / 2 + graphBox.height * 0.4 * k);
+  }
+  await page.mouse.up();
+  await settled();
+  const dragged = await curvePoints();
+  check(dragged.length === 3 && dragged[1][0] < 0.35 && dragged[1][1] < 0.7,
+        'dragging a point moves it', JSON.stringify(dragged));
+  await shoot('controls-curve', curve);
+  await page.click('#save');
+  await page.waitForFunction(() => document.getElementById('saved-state').textContent === 'saved');
+  const curveText = fs.readFileSync(doc, 'utf8');
+  run('save', doc, '-o', path.join(work, 'curve-resaved.json'));
+  check(curveText === fs.readFileSync(path.join(work, 'curve-resaved.json'), 'utf8'),
+        'the document saved after the curve edit is what tavrin save writes');
+  const validated = JSON.parse(run('validate', doc, '--json'));
+  check(validated.ok === true, 'and tavrin validate passes it', JSON.stringify(validated).slice(0, 200));
+  // The saved samples are the lines through the points the editor shows.
+  const savedSamples = JSON.parse(curveText).comps[0].layers[0].effects[3]
+      .params['Opacity over Distance']?.samples || [];
+  const through = (pts, t) => {
+    if (t <= pts[0][0]) return pts[0][1];
+    for (let k = 0; k + 1 < pts.length; k++)
+      if (t <= pts[k + 1][0])
+        return pts[k][1] + (pts[k + 1][1] - pts[k][1]) * (t - pts[k][0]) / (pts[k + 1][0] - pts[k][0]);
+    return pts[pts.length - 1][1];
+  };
+  const worst = savedSamples.reduce((m, v, i) => Math.max(m, Math.abs(v / 50 - through(dragged, i / 200))), 0);
+  check(savedSamples.length === 200 && worst < 2e-3,
+        'the saved samples follow the points shown', `largest gap ${worst}`);
+  run('render', doc, '-o', path.join(work, 'curve_####.png'), '--frames',
+      await page.$eval('#viewer', (c) => c.dataset.frame));
+  const curveFrame = await page.$eval('#viewer', (c) => c.dataset.frame.padStart(4, '0'));
+  const curveSame = await compareViewer(path.join(work, `curve_${curveFrame}.png`));
+  check(curveSame.sameSize && curveSame.maxDiff === 0,
+        'the viewer draws the edited curve as tavrin render does', JSON.stringify(curveSame));
+  const graphAt = async (d, f) => {
+    const b = await (await page.$(`${curve} svg.curve-graph`)).boundingBox();
+    return [b.x + 6 + d * (b.width - 12), b.y + b.height - 6 - f * (b.height - 12)];
+  };
+  const before = await page.evaluate(() => window.studio.version);
+  const [ax, ay] = await graphAt(0.8, 0.6);
+  await page.mouse.click(ax, ay, {clickCount: 2});
+  await page.waitForFunction((v) => window.studio.version !== v, {polling: 50}, before);
+  await settled();
+  const added = await curvePoints();
+  check(added.length === 4 && added.some((p) => Math.abs(p[0] - 0.8) < 0.02 && Math.abs(p[1] - 0.6) < 0.03),
+        'a double-click on the graph adds a point there', JSON.stringify(added));
+  await clickAndSettle('#undo');
+  check((await curvePoints()).length === 3, 'undo takes the added point away');
+  await page.select(`${curve} select`, 'flat');
+  await settled();
+  const flat = await curvePoints();
+  check(flat.length === 2 && flat.every((p) => Math.abs(p[1] - 1) < 1e-6),
+        'the "Flat" preset sets the flat curve', JSON.stringify(flat));
+
+  // ---- the gradient editor: a stop added, coloured and moved ------------------------------
+  await page.select('#new-effect', 'Tavrin Sound Effector');
+  await clickAndSettle('#add-effect');
+  const sound = 'section.effect[data-name="Tavrin Sound Effector"]';
+  await clickAndSettle(`${param(sound, 'Affect Color')} input[type=checkbox]`);
+  const gradient = param(sound, 'Color Gradient');
+  await page.$eval(gradient, (r) => {
+    for (let d = r.closest('details'); d; d = d.parentElement.closest('details')) d.open = true;
+    r.scrollIntoView({block: 'center'});
+  });
+  const stopCount = () => page.$$eval(`${gradient} .gradient-stop`, (m) => m.length);
+  const firstStops = await stopCount();
+  const barBox = await (await page.$(`${gradient} .gradient-bar`)).boundingBox();
+  let v0 = await page.evaluate(() => window.studio.version);
+  await page.mouse.click(barBox.x + barBox.width * 0.75, barBox.y + barBox.height / 2, {clickCount: 2});
+  await page.waitForFunction((v) => window.studio.version !== v, {polling: 50}, v0);
+  await settled();
+  check(await stopCount() === firstStops + 1, 'a double-click on the bar adds a stop',
+        `${firstStops} then ${await stopCount()}`);
+  v0 = await page.evaluate(() => window.studio.version);
+  await page.$eval(`${gradient} input[type=color]`, (i) => {
+    i.value = '#ff0000';
+    i.dispatchEvent(new Event('input'));
+    i.dispatchEvent(new Event('change'));
+  });
+  await page.waitForFunction((v) => window.studio.version !== v, {polling: 50}, v0);
+  await settled();
+  // The first stop dragged from 0 to about 0.2 along the bar.
+  const marker = await (await page.$$(`${gradient} .gradient-stop`))[0].boundingBox();
+  await page.mouse.move(marker.x + marker.width / 2, marker.y + marker.height / 2);
+  await page.mouse.down();
+  for (const k of [0.05, 0.1, 0.15, 0.2])
+    await page.mouse.move(barBox.x + barBox.width * k, marker.y + marker.height / 2);
+  await page.mouse.up();
+  await settled();
+  await shoot('controls-gradient', gradient);
+  await page.click('#save');
+  await page.waitForFunction(() => document.getElementById('saved-state').textContent === 'saved');
+  const gradientText = fs.readFileSync(doc, 'utf8');
+  run('save', doc, '-o', path.join(work, 'gradient-resaved.json'));
+  check(gradientText === fs.readFileSync(path.join(work, 'gradient-resaved.json'), 'utf8'),
+        'the document saved after the gradient edits is what tavrin save writes');
+  check(JSON.parse(run('validate', doc, '--json')).ok === true, 'and tavrin validate passes it');
+  const savedStops = JSON.parse(gradientText).comps[0].layers[0].effects
+      .find((e) => e.effect === 'Tavrin Sound Effector')?.params?.['Color Gradient'] || [];
+  const red = savedStops.find((s) => Math.abs(s.position - 0.75) < 0.01);
+  check(savedStops.length === firstStops + 1 && red && red.color.join() === '1,0,0' &&
+        Math.abs(savedStops[0].position - 0.2) < 0.02,
+        'the saved gradient holds the added red stop and the moved first one',
+        JSON.stringify(savedStops));
+
+  // ---- solo: a solid added over the network, then the network soloed ----------------------
+  page.on('dialog', (d) => d.accept(d.type() === 'prompt' ? 'Cover' : undefined));
+  await page.select('#new-layer-kind', 'solid');
+  await clickAndSettle('#add-layer');
+  const covered = await page.$eval('#viewer', (c) => c.toDataURL());
+  const networkRow = '#layer-list li[data-name="Network"]';
+  await clickAndSettle(`${networkRow} input.solo`);
+  await shoot('layers-solo', '#layer-list');
+  await shoot('viewer-solo', '#viewer-panel');
+  await page.click('#save');
+  await page.waitForFunction(() => document.getElementById('saved-state').textContent === 'saved');
+  const soloText = fs.readFileSync(doc, 'utf8');
+  const soloLayers = JSON.parse(soloText).comps[0].layers;
+  check(soloLayers.length === 2 && soloLayers[0].name === 'Cover' && soloLayers[1].solo === true &&
+        !('solo' in soloLayers[0]), 'the solo switch is saved on the soloed layer alone',
+        JSON.stringify(soloLayers.map((l) => [l.name, l.solo])));
+  run('save', doc, '-o', path.join(work, 'solo-resaved.json'));
+  check(soloText === fs.readFileSync(path.join(work, 'solo-resaved.json'), 'utf8'),
+        'and the file is what tavrin save writes');
+  const soloFrame = await page.$eval('#viewer', (c) => c.dataset.frame);
+  run('render', doc, '-o', path.join(work, 'solo_####.png'), '--frames', soloFrame);
+  const soloSame = await compareViewer(path.join(work, `solo_${soloFrame.padStart(4, '0')}.png`));
+  const uncovered = await page.$eval('#viewer', (c) => c.toDataURL());
+  check(soloSame.sameSize && soloSame.maxDiff === 0 && soloSame.drawn > 1000 && uncovered !== covered,
+        'with the network soloed the viewer shows it alone, as tavrin render does',
+        JSON.stringify(soloSame));
+  await clickAndSettle(`${networkRow} input.solo`);
+  check(await page.$eval('#viewer', (c) => c.toDataURL()) === covered,
+        'solo off: the cover shows again');
+  await clickAndSettle('#layer-list li[data-name="Cover"] button[title="remove the layer"]');
+  await page.click(`${networkRow} button.layer-name`);
+  await settled();
+
+  // ---- the 3D view: the layer's gathered geometry and the comp camera ---------------------
+  await page.click('#save');
+  await page.waitForFunction(() => document.getElementById('saved-state').textContent === 'saved');
+  await page.click('#view3d-pane summary');
+  await page.waitForFunction(() => Number(document.getElementById('view3d').dataset.drawn) > 0,
+                             {polling: 100});
+  const viewFrame = await page.evaluate(() => String(window.studio.frame));
+  run('geometry', doc, '--layer', 'Network', '--frame', viewFrame, '-o', path.join(work, 'geometry.json'));
+  const cliGeometry = JSON.parse(fs.readFileSync(path.join(work, 'geometry.json'), 'utf8'));
+  const routeGeometry = await page.evaluate(async (f) =>
+      (await fetch(`api/geometry?comp=0&layer=0&frame=${f}`)).json(), viewFrame);
+  const cliPositions = cliGeometry.positions.flat().map(Math.fround);
+  const samePositions = routeGeometry.positions.length === cliPositions.length &&
+      routeGeometry.positions.every((v, i) => Math.fround(v) === cliPositions[i]);
+  const shownCounts = await page.$eval('#view3d', (c) => [Number(c.dataset.points),
+                                                          Number(c.dataset.faces)]);
+  check(samePositions && shownCounts[0] === cliGeometry.positions.length &&
+        shownCounts[1] === cliGeometry.faces.length && shownCounts[0] > 100,
+        'the 3D view draws the points and faces tavrin geometry writes',
+        `${shownCounts} shown, ${cliGeometry.positions.length} points and ${cliGeometry.faces.length} faces written`);
+  // What the canvas shows: lit pixels, and the camera's yellow frame.
+  const view3dPixels = () => page.$eval('#view3d', (c) => {
+    const copy = document.createElement('canvas');
+    copy.width = c.width;
+    copy.height = c.height;
+    const g = copy.getContext('2d');
+    g.drawImage(c, 0, 0);
+    const d = g.getImageData(0, 0, c.width, c.height).data;
+    let lit = 0, yellow = 0;
+    for (let i = 0; i < d.length; i += 4) {
+      if (d[i] + d[i + 1] + d[i + 2] > 120) lit += 1;
+      if (d[i] > 200 && d[i + 1] > 160 && d[i + 2] < 110) yellow += 1;
+    }
+    return {lit, yellow, url: c.toDataURL()};
+  });
+  const orbit0 = await view3dPixels();
+  check(orbit0.lit > 500 && orbit0.yellow > 50, 'it shows the geometry and the comp camera',
+        `${orbit0.lit} lit, ${orbit0.yellow} camera pixels`);
+  await shoot('view3d', '#view3d-pane');
+  const viewBox = await (await page.$('#view3d')).boundingBox();
+  await page.mouse.move(viewBox.x + viewBox.width / 2, viewBox.y + viewBox.height / 2);
+  await page.mouse.down();
+  for (const k of [1, 2, 3, 4])
+    await page.mouse.move(viewBox.x + viewBox.width / 2 + 40 * k, viewBox.y + viewBox.height / 2 + 8 * k);
+  await page.mouse.up();
+  const orbit1 = await view3dPixels();
+  check(orbit1.url !== orbit0.url && orbit1.lit > 500, 'dragging orbits around it');
+  await shoot('view3d-orbit', '#view3d-pane');
+  await page.click('#view3d-pane summary');
+
+  // ---- a name filter's text dialog ---------------------------------------------------------
+  const mainFx = 'section.effect[data-name="Tavrin"]';
+  await clickAndSettle(`${param(mainFx, 'Use Lights for Shading')} input[type=checkbox]`);
+  const nameFilter = `${param(mainFx, 'Light(s) Name Begins with')} button.text`;
+  await page.$eval(nameFilter, (b) => b.scrollIntoView({block: 'center'}));
+  const filterBefore = await page.$eval(nameFilter, (b) => b.textContent);
+  await page.click(nameFilter);
+  await page.waitForSelector('#text-dialog[open]');
+  const dialogText = await page.$eval('#text-dialog', (d) => [
+    d.querySelector('#text-dialog-title').textContent, d.querySelector('#text-dialog-label').textContent,
+    d.querySelector('#text-dialog-text').value]);
+  await page.$eval('#text-dialog-text', (i) => { i.value = 'Key'; });
+  await shoot('dialog-name-filter', '#text-dialog');
+  let vText = await page.evaluate(() => window.studio.version);
+  await page.click('#text-dialog-ok');
+  await page.waitForFunction((v) => window.studio.version !== v, {polling: 50}, vText);
+  await settled();
+  const filterAfter = await page.$eval(nameFilter, (b) => b.textContent);
+  check(filterBefore === '(all)' && dialogText[0] === 'Set Light Name' &&
+        dialogText[1] === 'Only Lights that begin with this name are considered.' &&
+        dialogText[2] === '' && filterAfter === 'Key',
+        'a name filter opens its dialog and takes the answer', JSON.stringify([filterBefore, dialogText, filterAfter]));
+  // Cancel changes nothing.
+  vText = await page.evaluate(() => window.studio.version);
+  await page.click(nameFilter);
+  await page.waitForSelector('#text-dialog[open]');
+  const shownAgain = await page.$eval('#text-dialog-text', (i) => i.value);
+  await page.$eval('#text-dialog-text', (i) => { i.value = 'Other'; });
+  await page.click('#text-dialog-cancel');
+  await new Promise((r) => setTimeout(r, 300));
+  check(shownAgain === 'Key' && await page.evaluate(() => window.studio.version) === vText &&
+        await page.$eval(nameFilter, (b) => b.textContent) === 'Key',
+        'its Cancel changes nothing', shownAgain);
+  await page.click('#save');
+  await page.waitForFunction(() => document.getElementById('saved-state').textContent === 'saved');
+  const filterText = fs.readFileSync(doc, 'utf8');
+  run('save', doc, '-o', path.join(work, 'filter-resaved.json'));
+  const savedMain = JSON.parse(filterText).comps[0].layers[0].effects[0];
+  check(filterText === fs.readFileSync(path.join(work, 'filter-resaved.json'), 'utf8') &&
+        savedMain.params['Light(s) Name Begins with'] === 'Key' && !savedMain.dialogs,
+        'the saved document holds the text, as tavrin save writes it', JSON.stringify(savedMain.params));
+  await clickAndSettle(`${param(mainFx, 'Use Lights for Shading')} input[type=checkbox]`);
 
   // ---- Export SVG, answered through the page's dialog ------------------------------------
   await page.click(`section.effect[data-name="Tavrin"] .param[data-name="Export SVG"] button`);

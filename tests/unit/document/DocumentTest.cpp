@@ -115,6 +115,7 @@ TEST(Document, MalformedLayersAndEffects) {
          "no such file"},
         {R"({"precomp": {"comp": "Nope"}})", "$.comps[0].layers[0].precomp.comp",
          "no comp named \"Nope\""},
+        {R"({"solid": {}, "solo": 1})", "$.comps[0].layers[0].solo", "expected true or false"},
         {R"({"solid": {}, "inPoint": 2, "outPoint": 1})", "$.comps[0].layers[0].outPoint",
          "the out point must come after"},
         {R"({"solid": {}, "effects": [{"effect": "Tavrin Lines Rendrer"}]})",
@@ -156,6 +157,28 @@ TEST(Document, MalformedLayersAndEffects) {
         EXPECT_EQ(path, c->path) << c->text;
         EXPECT_EQ(message.rfind(c->messageStart, 0), 0u) << c->text << " gave: " << message;
     }
+}
+
+// Solo: once a layer of a comp is soloed only the soloed layers show; a soloed layer whose
+// video is off still shows nothing.
+TEST(Document, SoloedLayersAloneShow) {
+    auto centre = [](const std::string& layers) {
+        EmbeddedHost host;
+        standalone::LoadDocumentText(Wrap(layers), "doc.json", host);
+        standalone::CompRenderer renderer(host);
+        std::vector<std::string> m;
+        const auto frame = renderer.renderFrame(*host.project().comps.front(), 0, 8, m);
+        const size_t at = (size_t(16) * size_t(frame.width) + 32) * 4;
+        return std::vector<float>(frame.rgba.begin() + long(at), frame.rgba.begin() + long(at) + 4);
+    };
+    const std::string red = R"({"name": "Red", "solid": {"color": "#ff0000"})";
+    const std::string blue = R"({"name": "Blue", "solid": {"color": "#0000ff"})";
+    EXPECT_EQ(centre(red + "}," + blue + "}"), (std::vector<float>{1, 0, 0, 1}));
+    EXPECT_EQ(centre(red + "}," + blue + R"(, "solo": true})"), (std::vector<float>{0, 0, 1, 1}));
+    EXPECT_EQ(centre(red + R"(, "solo": true},)" + blue + R"(, "solo": true})"),
+              (std::vector<float>{1, 0, 0, 1}));
+    EXPECT_EQ(centre(red + "}," + blue + R"(, "solo": true, "enabled": false})"),
+              (std::vector<float>{0, 0, 0, 0}));
 }
 
 TEST(Document, PrecompCyclesAreRefused) {

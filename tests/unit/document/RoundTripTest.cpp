@@ -98,6 +98,7 @@ void ExpectSameProjects(EmbeddedHost& ha, EmbeddedHost& hb) {
             const std::string what = a.name + "/" + la.name;
             EXPECT_EQ(la.name, lb.name);
             EXPECT_EQ(la.kind, lb.kind) << what;
+            EXPECT_EQ(la.solo, lb.solo) << what;
             EXPECT_EQ(la.enabled, lb.enabled) << what;
             EXPECT_EQ(la.is3D, lb.is3D) << what;
             EXPECT_EQ(la.collapse, lb.collapse) << what;
@@ -287,7 +288,7 @@ TEST(RoundTrip, EveryKindOfLayerAndValue) {
         {"name": "Title", "text": {"text": "Hello", "font": "font.ttf", "size": 40,
                                    "color": [1, 0.5, 0]}, "parent": "Rig",
          "transform": {"position": [1, 2], "rotation": 15, "opacity": 50}},
-        {"name": "Label", "text": {"text": "Sans", "family": "DejaVu Sans"}},
+        {"name": "Label", "text": {"text": "Sans", "family": "DejaVu Sans"}, "solo": true},
         {"name": "Inset", "precomp": {"comp": "Inner"}, "collapse": true, "motionBlur": true,
          "masks": [{"name": "Round", "color": [0, 1, 0], "opacity": 80, "inverted": true,
                     "path": [[0, 0], {"point": [50, 0], "in": [-5, 0], "out": [5, 0]},
@@ -309,6 +310,7 @@ TEST(RoundTrip, EveryKindOfLayerAndValue) {
     EXPECT_NE(text.find("\"sequence\": \"meshes/m_##.obj\""), std::string::npos);
     EXPECT_NE(text.find("\"file\": \"tone.wav\""), std::string::npos);
     EXPECT_NE(text.find("\"fps\": \"30000/1001\""), std::string::npos);
+    EXPECT_NE(text.find("\"solo\": true"), std::string::npos);
     std::filesystem::remove_all(dir);
 }
 

@@ -1,7 +1,8 @@
 // The studio's session: edits applied to the document's JSON and loaded again, keys set and
 // removed at a time, undo and redo (a drag one step), refusals that change nothing, a popup's
-// visibility rule as the host applies it, saving as `tavrin save` writes, and frames where the
-// latest change wins.
+// visibility rule as the host applies it, saving as `tavrin save` writes, curves and gradients
+// edited as points and stops, the solo switch, name filters answered through their dialog, a
+// layer's geometry for the 3D view, and frames where the latest change wins.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,6 +10,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "host/Gather.h"
+#include "host/ObjectMessage.h"
 #include "standalone/Document.h"
 #include "standalone/DocumentWriter.h"
 #include "studio/Server.h"
@@ -205,6 +208,173 @@ TEST(StudioSession, SavingWritesWhatTavrinSaveWrites) {
     EXPECT_EQ(
         Json::parse(written)["comps"][0]["layers"][0]["effects"][3]["params"]["Maximum Distance"],
         45);
+}
+
+Json SetOpacityCurve(const Json& value) {
+    return {{"op", "setParam"}, {"comp", 0},  {"layer", 0},
+            {"effect", 3},      {"param", 7}, {"value", value}};
+}
+
+// The document saved from the session, checked to be what `tavrin save` writes for it.
+Json SavedAsTavrinSaves(Session& s, const fs::path& doc) {
+    s.save("");
+    const std::string written = ReadFile(doc);
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentFile(doc.string(), host);
+    EXPECT_EQ(written, standalone::SaveDocumentText(host, doc.string()));
+    return Json::parse(written);
+}
+
+TEST(StudioSession, ACurvesPointsBecomeItsSamplesAndAreSavedAsTavrinSaves) {
+    Copy copy;
+    Session s({copy.doc.string(), {}}, Tables());
+    s.edit(SetOpacityCurve(Json::parse("[[0, 0.2], [0.4, 1], [1, 0]]")));
+    // The session keeps the points the page sent; the state shows the 200 samples they make.
+    EXPECT_EQ(Params(s, 3)["Opacity over Distance"], Json::parse("[[0, 0.2], [0.4, 1], [1, 0]]"));
+    const Json samples = ParamState(s, 3, 7)["value"]["samples"];
+    ASSERT_EQ(samples.size(), 200u);
+    EXPECT_NEAR(samples[0].get<double>(), 10, 1e-4);    // 0.2 of 50
+    EXPECT_NEAR(samples[40].get<double>(), 30, 1e-4);   // half way up to the bend
+    EXPECT_NEAR(samples[80].get<double>(), 50, 1e-4);   // the bend at 0.4
+    EXPECT_NEAR(samples[140].get<double>(), 25, 1e-4);  // half way down
+    const Json saved = SavedAsTavrinSaves(s, copy.doc);
+    EXPECT_EQ(
+        saved["comps"][0]["layers"][0]["effects"][3]["params"]["Opacity over Distance"]["samples"],
+        samples);
+    // A named curve is written by its name.
+    s.edit(SetOpacityCurve("flat"));
+    EXPECT_EQ(ParamState(s, 3, 7)["value"], "flat");
+    EXPECT_EQ(
+        SavedAsTavrinSaves(
+            s, copy.doc)["comps"][0]["layers"][0]["effects"][3]["params"]["Opacity over Distance"],
+        "flat");
+}
+
+TEST(StudioSession, CurvePointsOutOfOrderAreRefusedWithTheirPath) {
+    Copy copy;
+    Session s({copy.doc.string(), {}}, Tables());
+    const std::string text = s.text();
+    try {
+        s.edit(SetOpacityCurve(Json::parse("[[0, 1], [0.6, 0.5], [0.5, 0]]")));
+        FAIL() << "points with falling distance loaded";
+    } catch (const StudioError& e) {
+        EXPECT_EQ(e.status(), 422);
+        EXPECT_EQ(e.jsonPath(),
+                  "$.comps[0].layers[0].effects[3].params.Opacity over Distance[2][0]");
+    }
+    EXPECT_EQ(s.text(), text);
+}
+
+TEST(StudioSession, AGradientsStopsAreSavedAsTavrinSavesAndLoadAgain) {
+    Copy copy;
+    Session s({copy.doc.string(), {}}, Tables());
+    s.edit({{"op", "addEffect"}, {"comp", 0}, {"layer", 0}, {"name", "Tavrin Sound Effector"}});
+    const Json stops = Json::parse(R"([{"position": 0, "color": "#000000", "alpha": 1},
+        {"position": 0.25, "color": [1, 0.5, 0], "alpha": 0.5},
+        {"position": 1, "color": "#ffffff", "alpha": 1}])");
+    Json op = {{"op", "setParam"}, {"comp", 0},   {"layer", 0},
+               {"effect", 4},      {"param", 20}, {"value", stops}};
+    s.edit(op);
+    const Json shown = ParamState(s, 4, 20)["value"];
+    ASSERT_EQ(shown.size(), 3u);
+    EXPECT_DOUBLE_EQ(shown[1]["position"].get<double>(), 0.25);
+    EXPECT_EQ(shown[1]["color"], Json::parse("[1, 0.5, 0]"));
+    EXPECT_DOUBLE_EQ(shown[1]["alpha"].get<double>(), 0.5);
+    const Json saved = SavedAsTavrinSaves(s, copy.doc);
+    EXPECT_EQ(saved["comps"][0]["layers"][0]["effects"][4]["params"]["Color Gradient"], shown);
+    // Stops out of order do not load, and change nothing.
+    const std::string text = s.text();
+    op["value"] = Json::parse(R"([{"position": 0.5, "color": "#000000"},
+                                  {"position": 0.2, "color": "#ffffff"}])");
+    try {
+        s.edit(op);
+        FAIL() << "stops out of order loaded";
+    } catch (const StudioError& e) {
+        EXPECT_EQ(e.status(), 422);
+        EXPECT_EQ(e.jsonPath(),
+                  "$.comps[0].layers[0].effects[4].params.Color Gradient[1].position");
+    }
+    EXPECT_EQ(s.text(), text);
+}
+
+TEST(StudioSession, TheSoloSwitchIsALayerKeyShownInTheState) {
+    Copy copy;
+    Session s({copy.doc.string(), {}}, Tables());
+    s.edit({{"op", "addLayer"}, {"comp", 0}, {"kind", "solid"}, {"name", "Cover"}, {"at", 0}});
+    EXPECT_FALSE(s.state(0)["comps"][0]["layers"][1]["solo"].get<bool>());
+    s.edit({{"op", "setLayer"}, {"comp", 0}, {"layer", 1}, {"set", {{"solo", true}}}});
+    EXPECT_TRUE(s.state(0)["comps"][0]["layers"][1]["solo"].get<bool>());
+    EXPECT_EQ(Json::parse(s.text())["comps"][0]["layers"][1]["solo"], true);
+    const Json saved = SavedAsTavrinSaves(s, copy.doc);
+    EXPECT_EQ(saved["comps"][0]["layers"][1]["solo"], true);
+    EXPECT_FALSE(saved["comps"][0]["layers"][0].contains("solo"));
+    // Off is no key at all, as `tavrin save` writes it.
+    s.edit({{"op", "setLayer"}, {"comp", 0}, {"layer", 1}, {"set", {{"solo", nullptr}}}});
+    EXPECT_FALSE(Json::parse(s.text())["comps"][0]["layers"][1].contains("solo"));
+    EXPECT_THROW(
+        s.edit({{"op", "setLayer"}, {"comp", 0}, {"layer", 1}, {"set", {{"solo", "yes"}}}}),
+        StudioError);
+}
+
+TEST(StudioSession, GeometryIsWhatTheLayerGathersWithTheCompCamera) {
+    Copy copy;
+    Session s({copy.doc.string(), {}}, Tables());
+    const Json g = s.geometry(0, 0, 0);
+    standalone::EmbeddedHost host;
+    standalone::LoadDocumentFile(copy.doc.string(), host);
+    const standalone::Comp& comp = *host.project().comps[0];
+    ScopedObjectMessage message;
+    Gather(host, comp.layers[0]->uid, comp.frameTime(0), *message);
+    const GeometryStore& store = *message->geometry;
+    ASSERT_GT(store.positions.size(), 100u);
+    ASSERT_EQ(g["positions"].size(), store.positions.size() * 3);
+    ASSERT_EQ(g["colors"].size(), store.colors.size() * 4);
+    for (size_t i = 0; i < store.positions.size(); ++i) {
+        EXPECT_EQ(g["positions"][3 * i].get<float>(), store.positions[i].x);
+        EXPECT_EQ(g["positions"][3 * i + 1].get<float>(), store.positions[i].y);
+        EXPECT_EQ(g["positions"][3 * i + 2].get<float>(), store.positions[i].z);
+        EXPECT_EQ(g["colors"][4 * i + 3].get<float>(), store.colors[i].a);
+    }
+    // The sphere's faces, as indices into the whole vertex list.
+    ASSERT_EQ(g["faces"].size(), store.faces.size() * 3);
+    EXPECT_GT(store.faces.size(), 100u);
+    for (const Json& i : g["faces"]) EXPECT_LT(i.get<size_t>(), store.positions.size());
+    // No camera layer: the default view, centred on the comp, 50 mm on 36 mm film.
+    const Json& camera = g["camera"];
+    EXPECT_EQ(camera["matrix"][12], 640);
+    EXPECT_EQ(camera["matrix"][13], 360);
+    EXPECT_DOUBLE_EQ(camera["zoom"].get<double>(), 1280 * 50.0 / 36.0);
+    EXPECT_DOUBLE_EQ(camera["matrix"][14].get<double>(), -1280 * 50.0 / 36.0);
+    EXPECT_EQ(camera["width"], 1280);
+    EXPECT_THROW(s.geometry(0, 9, 0), StudioError);
+    EXPECT_THROW(s.geometry(0, 0, 100000), StudioError);
+}
+
+Json AnswerLightNames(const Json& answer, int param = 4) {
+    return {{"op", "answerTextDialog"}, {"comp", 0},       {"layer", 0}, {"effect", 0},
+            {"param", param},           {"answer", answer}};
+}
+
+TEST(StudioSession, ANameFiltersDialogAnswerIsTheEffectsClickInTheDocument) {
+    Copy copy;
+    Session s({copy.doc.string(), {}}, Tables());
+    s.edit(AnswerLightNames("Key"));
+    EXPECT_EQ(ParamState(s, 0, 4)["value"], "Key");
+    EXPECT_EQ(Json::parse(s.text())["comps"][0]["layers"][0]["effects"][0]["dialogs"],
+              Json::parse(R"([{"click": "Light(s) Name Begins with", "answer": "Key"}])"));
+    // An emptied box is a Cancel, as in a host: the text stays.
+    s.edit(AnswerLightNames(""));
+    EXPECT_EQ(ParamState(s, 0, 4)["value"], "Key");
+    // Saved as `tavrin save` writes it: the text, no clicks.
+    const Json effect = SavedAsTavrinSaves(s, copy.doc)["comps"][0]["layers"][0]["effects"][0];
+    EXPECT_EQ(effect["params"]["Light(s) Name Begins with"], "Key");
+    EXPECT_FALSE(effect.contains("dialogs"));
+    // A stored text with a quote breaks the dialog's script: the next answer changes nothing.
+    s.edit(AnswerLightNames("Bob's"));
+    s.edit(AnswerLightNames("Alpha"));
+    EXPECT_EQ(ParamState(s, 0, 4)["value"], "Bob's");
+    EXPECT_THROW(s.edit(AnswerLightNames("x", 2)), StudioError);  // not a name filter
+    EXPECT_THROW(s.edit(AnswerLightNames(3)), StudioError);
 }
 
 TEST(StudioSession, AFrameOfAnOldVersionIsNotDrawn) {
