@@ -70,7 +70,7 @@ void CompilePrograms(GlGlobals& g) {
         }
     g.framePlain = FrameProgram(shaders::frame_frag, FrameDefines(0, 0, 0, 0));
     g.frameDepthCull = FrameProgram(shaders::frame_frag, FrameDefines(1, 0, 0, 0));
-    g.frameOneMinusAlpha = FrameProgram(shaders::frame_frag, FrameDefines(0, 1, 0, 0));
+    g.transmittanceSum = FrameProgram(shaders::transmittance_frag, "");
     g.frameMsaaAlphaCorrection = FrameProgram(shaders::frame_frag, FrameDefines(0, 0, 1, 1));
     g.frameOneMinusAlphaMsaa = FrameProgram(shaders::frame_frag, FrameDefines(0, 1, 1, 0));
     g.stochasticComposite = FrameProgram(shaders::composite_frag, "#define MULTISAMPLE 0 \n");
@@ -83,7 +83,7 @@ void DeletePrograms(GlGlobals& g) {
         for (uint32_t& p : family)
             if (p) glDeleteProgram(p), p = 0;
     for (uint32_t* p :
-         {&g.framePlain, &g.frameDepthCull, &g.frameOneMinusAlpha, &g.frameMsaaAlphaCorrection,
+         {&g.framePlain, &g.frameDepthCull, &g.transmittanceSum, &g.frameMsaaAlphaCorrection,
           &g.frameOneMinusAlphaMsaa, &g.stochasticComposite, &g.layerCopy, &g.depthMap})
         if (*p) glDeleteProgram(*p), *p = 0;
 }
