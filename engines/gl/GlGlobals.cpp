@@ -142,11 +142,14 @@ uint32_t FamilyProgram(const GlGlobals& globals, int32_t family, FamilyRow row) 
 
 uint32_t MakeCircleTexture(int32_t size) {
     Log("Creating Circle Texture");
+    // Only the alpha is sampled: one channel is a quarter of the texels to filter.
     const std::vector<float> pixels = CircleTextureData(size);
+    std::vector<float> alpha(pixels.size() / 4);
+    for (size_t i = 0; i < alpha.size(); ++i) alpha[i] = pixels[4 * i + 3];
     GLuint id = 0;
     glGenTextures(1, &id);
     glBindTexture(GL_TEXTURE_2D, id);
-    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA32F, size, size, 0, GL_RGBA, GL_FLOAT, pixels.data());
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_R32F, size, size, 0, GL_RED, GL_FLOAT, alpha.data());
     glGenerateMipmap(GL_TEXTURE_2D);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_REPEAT);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_REPEAT);
