@@ -77,9 +77,26 @@ void UnifiedFrame1080_64Samples_Peer(benchmark::State& s) {
     Frame(s, false, 6, 1);
 }
 
+// The growth with the passes: Render Quality 1, 3, 6 and 8 draw 16, 32, 64 and 128 passes (the
+// GL path's floors; it never draws fewer than 16, and more than 128 needs depth of field, which
+// this example has not).
+void UnifiedFrame1080Passes(benchmark::State& s) {
+    static constexpr int32_t kPassesOfQuality[9] = {0, 16, 24, 32, 40, 48, 64, 72, 128};
+    const auto quality = int32_t(s.range(0));
+    Frame(s, true, quality, kPassesOfQuality[quality]);
+}
+
 BENCHMARK(UnifiedFrame1080_16Samples_Ours)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(UnifiedFrame1080_16Samples_Peer)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(UnifiedFrame1080_64Samples_Ours)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(UnifiedFrame1080_64Samples_Peer)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(UnifiedFrame1080Passes)
+    ->ArgName("quality")
+    ->Arg(1)
+    ->Arg(3)
+    ->Arg(6)
+    ->Arg(8)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 }  // namespace

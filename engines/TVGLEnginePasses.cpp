@@ -21,6 +21,7 @@ constexpr float kFlipY[16] = {1, 0, 0, 0, 0, -1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 constexpr float kZero[4] = {0, 0, 0, 0};
 constexpr double kPixelShiftX = 0.5, kPixelShiftY = 0.5;
 constexpr float kOpaqueBlack[4] = {0, 0, 0, 1};
+constexpr float kOpaqueWhite[4] = {1, 1, 1, 1};
 
 }  // namespace
 
@@ -101,20 +102,23 @@ void TVGLEngine::renderPasses() {
         }
     };
     if (accumulatePasses_) {
-        gl::ClearFramebuffer(passFbo_.id, kZero);
         depthMapPass(finalFbo_.id);
         if (alphaCorrection) {
-            for (int32_t p = passStart_; p < passEnd_; ++p) {
-                gl::ClearColorOnly(transmitPassFbo_.id, kOpaqueBlack);
-                glColorMask(GL_FALSE, GL_FALSE, GL_FALSE, GL_TRUE);
-                drawAll(transmitPassFbo_.id, p, gl::kRowPlain, gl::kBlendTransmit,
-                        depthLayer ? gl::kDepthTestOnly : gl::kDepthOff, 0);
-                fullScreen(globals_->frameOneMinusAlpha, coverageFbo_.id,
+            // Four passes' transmittances at once, one in each channel of the target: one clear
+            // and one full-screen sum for every four passes instead of one of each per pass.
+            for (int32_t group = passStart_; group < passEnd_; group += 4) {
+                gl::ClearColorOnly(transmitPassFbo_.id, kOpaqueWhite);
+                for (int32_t k = 0; k < 4 && group + k < passEnd_; ++k) {
+                    glColorMask(k == 0, k == 1, k == 2, k == 3);
+                    drawAll(transmitPassFbo_.id, group + k, gl::kRowPlain, gl::kBlendTransmit,
+                            depthLayer ? gl::kDepthTestOnly : gl::kDepthOff, 0);
+                }
+                glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
+                fullScreen(globals_->transmittanceSum, coverageFbo_.id,
                            {{"frameTex", GlUniform::Texture(UniformKind::Texture2D,
                                                             transmitPassFbo_.colorTexture.id)},
                             {"frameWeight", GlUniform::Float(weight)}},
                            gl::kBlendAdd, gl::kDepthOff);
-                glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
             }
         }
         for (int32_t p = passStart_; p < passEnd_; ++p) {

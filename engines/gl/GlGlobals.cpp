@@ -70,7 +70,7 @@ void CompilePrograms(GlGlobals& g) {
         }
     g.framePlain = FrameProgram(shaders::frame_frag, FrameDefines(0, 0, 0, 0));
     g.frameDepthCull = FrameProgram(shaders::frame_frag, FrameDefines(1, 0, 0, 0));
-    g.frameOneMinusAlpha = FrameProgram(shaders::frame_frag, FrameDefines(0, 1, 0, 0));
+    g.transmittanceSum = FrameProgram(shaders::transmittance_frag, "");
     g.frameMsaaAlphaCorrection = FrameProgram(shaders::frame_frag, FrameDefines(0, 0, 1, 1));
     g.frameOneMinusAlphaMsaa = FrameProgram(shaders::frame_frag, FrameDefines(0, 1, 1, 0));
     g.stochasticComposite = FrameProgram(shaders::composite_frag, "#define MULTISAMPLE 0 \n");
@@ -83,7 +83,7 @@ void DeletePrograms(GlGlobals& g) {
         for (uint32_t& p : family)
             if (p) glDeleteProgram(p), p = 0;
     for (uint32_t* p :
-         {&g.framePlain, &g.frameDepthCull, &g.frameOneMinusAlpha, &g.frameMsaaAlphaCorrection,
+         {&g.framePlain, &g.frameDepthCull, &g.transmittanceSum, &g.frameMsaaAlphaCorrection,
           &g.frameOneMinusAlphaMsaa, &g.stochasticComposite, &g.layerCopy, &g.depthMap})
         if (*p) glDeleteProgram(*p), *p = 0;
 }
@@ -142,11 +142,14 @@ uint32_t FamilyProgram(const GlGlobals& globals, int32_t family, FamilyRow row) 
 
 uint32_t MakeCircleTexture(int32_t size) {
     Log("Creating Circle Texture");
+    // Only the alpha is sampled: one channel is a quarter of the texels to filter.
     const std::vector<float> pixels = CircleTextureData(size);
+    std::vector<float> alpha(pixels.size() / 4);
+    for (size_t i = 0; i < alpha.size(); ++i) alpha[i] = pixels[4 * i + 3];
     GLuint id = 0;
     glGenTextures(1, &id);
     glBindTexture(GL_TEXTURE_2D, id);
-    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA32F, size, size, 0, GL_RGBA, GL_FLOAT, pixels.data());
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_R32F, size, size, 0, GL_RED, GL_FLOAT, alpha.data());
     glGenerateMipmap(GL_TEXTURE_2D);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_REPEAT);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_REPEAT);

@@ -28,7 +28,7 @@ struct GlGlobals {
     GlTexture circleTexture;  // 1024 square
     uint32_t framePlain = 0;
     uint32_t frameDepthCull = 0;
-    uint32_t frameOneMinusAlpha = 0;
+    uint32_t transmittanceSum = 0;  // four passes' transmittances, one a channel
     uint32_t frameMsaaAlphaCorrection = 0;
     uint32_t frameOneMinusAlphaMsaa = 0;
     uint32_t stochasticComposite = 0;

@@ -507,7 +507,9 @@ void ApplyBlend(int32_t mode, float factor) {
             glBlendFuncSeparate(GL_ONE, GL_ZERO, GL_ONE, GL_ZERO);
             break;
         case kBlendTransmit:
-            glBlendFuncSeparate(GL_ZERO, GL_ZERO, GL_ZERO, GL_ONE_MINUS_SRC_ALPHA);
+            // Every channel is multiplied by 1 - alpha, so that a colour mask can give each
+            // channel to a pass of its own.
+            glBlendFuncSeparate(GL_ZERO, GL_ONE_MINUS_SRC_ALPHA, GL_ZERO, GL_ONE_MINUS_SRC_ALPHA);
             break;
         default:
             glDisable(GL_BLEND);

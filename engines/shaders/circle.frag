@@ -9,6 +9,6 @@ vec4 stochasticColor(vec2 fragCoord, vec4 inColor, float idx);
 
 void main() {
     vec4 c = fColor;
-    c.a *= texture(circle_tex, tex).a;
+    c.a *= texture(circle_tex, tex).r;
     outColor = stochasticColor(gl_FragCoord.xy, c, fIdx);
 }

@@ -110,7 +110,7 @@ TEST(GlContext, GlobalSetupMakesEveryProgramAndBothTextures) {
             else
                 EXPECT_NE(g.g->families[family][row], 0u) << family << " " << row;
         }
-    for (uint32_t p : {g.g->framePlain, g.g->frameDepthCull, g.g->frameOneMinusAlpha,
+    for (uint32_t p : {g.g->framePlain, g.g->frameDepthCull, g.g->transmittanceSum,
                        g.g->frameMsaaAlphaCorrection, g.g->frameOneMinusAlphaMsaa,
                        g.g->stochasticComposite, g.g->layerCopy, g.g->depthMap})
         EXPECT_NE(p, 0u);
