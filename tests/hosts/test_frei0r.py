@@ -8,7 +8,7 @@ import json
 
 import numpy as np
 
-from conftest import EXAMPLES, decode_rgba, frei0r_env, over, run, tavrin_frame
+from conftest import EXAMPLES, decode_rgba, frei0r_env, over, run, run_melt, tavrin_frame
 
 WIDTH, HEIGHT = 320, 180
 BACKGROUND = (0x33, 0x66, 0x99, 0xFF)
@@ -146,10 +146,11 @@ def test_melt_runs_the_filter(tmp):
     # melt's own colour producer under the filter, written as PNG frames by its avformat consumer.
     document = EXAMPLES / "orbit.json"
     pattern = tmp / "melt_%02d.png"
-    run(["melt", "-silent", "-profile", "atsc_720p_30", "color:#336699", "in=0", "out=5",
-         "-filter", "frei0r.tavrin", f"0={document}", "1=", "2=", "3=0",
-         "-consumer", f"avformat:{pattern}", "width=320", "height=180", "vcodec=png",
-         "pix_fmt=rgba", "real_time=0"], env=frei0r_env())
+    run_melt(["-silent", "-profile", "atsc_720p_30", "color:#336699", "in=0", "out=5",
+              "-filter", "frei0r.tavrin", f"0={document}", "1=", "2=", "3=0",
+              "-consumer", f"avformat:{pattern}", "width=320", "height=180", "vcodec=png",
+              "pix_fmt=rgba", "real_time=0"],
+             [tmp / f"melt_{n + 1:02d}.png" for n in range(6)], frei0r_env())
     for n in (0, 5):
         got = decode_rgba(tmp / f"melt_{n + 1:02d}.png", WIDTH, HEIGHT)
         expected = over(tavrin_frame(document, n, tmp, scale="1/4"), background())
@@ -185,8 +186,9 @@ def test_melt_plays_an_mlt_project_naming_the_filter(tmp):
 </mlt>
 """)
     pattern = tmp / "project_%02d.png"
-    run(["melt", "-silent", str(project), "-consumer", f"avformat:{pattern}", "vcodec=png",
-         "pix_fmt=rgba", "real_time=0"], env=frei0r_env())
+    run_melt(["-silent", str(project), "-consumer", f"avformat:{pattern}", "vcodec=png",
+              "pix_fmt=rgba", "real_time=0"],
+             [tmp / f"project_{n + 1:02d}.png" for n in range(6)], frei0r_env())
     for n in (0, 5):
         got = decode_rgba(tmp / f"project_{n + 1:02d}.png", WIDTH, HEIGHT)
         expected = over(tavrin_frame(document, n, tmp, scale="1/4"), background())
