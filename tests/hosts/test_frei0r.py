@@ -142,28 +142,38 @@ def test_layer_parameter_draws_that_layer_alone(tmp):
     assert np.any(everything[0] != frames[0])
 
 
+def assert_melt_draws_orbit(tmp, name, source_args, consumer_args=()):
+    """melt writes frames 0 to 5 of `source_args` as PNGs named `name`_01.png ...; frames 0 and
+    5 must equal tavrin render of the example orbit over the background colour."""
+    document = EXAMPLES / "orbit.json"
+    pattern = tmp / f"{name}_%02d.png"
+    frames = [tmp / f"{name}_{n + 1:02d}.png" for n in range(6)]
+    run_melt(["-silent"] + source_args(document) +
+             ["-consumer", f"avformat:{pattern}", "vcodec=png", "pix_fmt=rgba", "real_time=0"] +
+             list(consumer_args), frames, frei0r_env())
+    for n in (0, 5):
+        got = decode_rgba(frames[n], WIDTH, HEIGHT)
+        expected = over(tavrin_frame(document, n, tmp, scale="1/4"), background())
+        assert_close(got, expected, f"{name} frame {n}")
+        assert drawn(got) > 100, f"{name} frame {n} drew nothing"
+
+
 def test_melt_runs_the_filter(tmp):
     # melt's own colour producer under the filter, written as PNG frames by its avformat consumer.
-    document = EXAMPLES / "orbit.json"
-    pattern = tmp / "melt_%02d.png"
-    run_melt(["-silent", "-profile", "atsc_720p_30", "color:#336699", "in=0", "out=5",
-              "-filter", "frei0r.tavrin", f"0={document}", "1=", "2=", "3=0",
-              "-consumer", f"avformat:{pattern}", "width=320", "height=180", "vcodec=png",
-              "pix_fmt=rgba", "real_time=0"],
-             [tmp / f"melt_{n + 1:02d}.png" for n in range(6)], frei0r_env())
-    for n in (0, 5):
-        got = decode_rgba(tmp / f"melt_{n + 1:02d}.png", WIDTH, HEIGHT)
-        expected = over(tavrin_frame(document, n, tmp, scale="1/4"), background())
-        assert_close(got, expected, f"melt frame {n}")
+    assert_melt_draws_orbit(
+        tmp, "melt",
+        lambda document: ["-profile", "atsc_720p_30", "color:#336699", "in=0", "out=5",
+                          "-filter", "frei0r.tavrin", f"0={document}", "1=", "2=", "3=0"],
+        ["width=320", "height=180"])
 
 
 def test_melt_plays_an_mlt_project_naming_the_filter(tmp):
     # Kdenlive and Shotcut keep their projects as MLT XML and play them through MLT: a project
     # that names the filter inside its tractor, as docs/hosts.md shows, played by melt. A
     # filter on the tractor draws at the project's size, so the project is made 320x180.
-    document = EXAMPLES / "orbit.json"
-    project = tmp / "project.mlt"
-    project.write_text(f"""<?xml version="1.0" encoding="utf-8"?>
+    def project(document):
+        path = tmp / "project.mlt"
+        path.write_text(f"""<?xml version="1.0" encoding="utf-8"?>
 <mlt LC_NUMERIC="C">
   <profile width="{WIDTH}" height="{HEIGHT}" frame_rate_num="30" frame_rate_den="1" progressive="1"
     sample_aspect_num="1" sample_aspect_den="1" display_aspect_num="16" display_aspect_den="9"
@@ -185,12 +195,6 @@ def test_melt_plays_an_mlt_project_naming_the_filter(tmp):
   </tractor>
 </mlt>
 """)
-    pattern = tmp / "project_%02d.png"
-    run_melt(["-silent", str(project), "-consumer", f"avformat:{pattern}", "vcodec=png",
-              "pix_fmt=rgba", "real_time=0"],
-             [tmp / f"project_{n + 1:02d}.png" for n in range(6)], frei0r_env())
-    for n in (0, 5):
-        got = decode_rgba(tmp / f"project_{n + 1:02d}.png", WIDTH, HEIGHT)
-        expected = over(tavrin_frame(document, n, tmp, scale="1/4"), background())
-        assert_close(got, expected, f"project frame {n}")
-        assert drawn(got) > 100, f"project frame {n} drew nothing"
+        return [str(path)]
+
+    assert_melt_draws_orbit(tmp, "project", project)
