@@ -99,8 +99,8 @@ class Session {
     mutable std::mutex mutex_;       // current_, the stacks, document_, saved_
     std::shared_ptr<Snapshot> current_;
     std::vector<std::string> undo_, redo_;
-    std::string saved_;    // the text on disk, for "saved"
-    std::string gesture_;  // the gesture of the last change, if it had one
+    std::string saved_;       // the text on disk, for "saved"
+    std::string gesture_;     // the gesture of the last change, if it had one
     std::mutex changeMutex_;  // one change at a time
     std::mutex renderMutex_;  // one frame at a time
 };
