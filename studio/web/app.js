@@ -74,19 +74,26 @@ class Studio {
   }
 
   // Asks the server for the state at the current time and shows it.
+  // `refreshing` counts the state fetches in flight: the controls are built anew when each
+  // one returns, so the page has settled only when none is left.
   async refresh({frame = true} = {}) {
-    const s = await api.state(this.time());
-    this.state = s;
-    this.version = s.version;
-    const comps = s.comps || [];
-    if (this.comp >= comps.length) this.comp = Math.max(0, comps.length - 1);
-    const c = this.compState;
-    if (c) {
-      this.frame = Math.min(this.frame, c.frames - 1);
-      if (this.layer >= c.layers.length) this.layer = Math.max(0, c.layers.length - 1);
+    this.refreshing = (this.refreshing || 0) + 1;
+    try {
+      const s = await api.state(this.time());
+      this.state = s;
+      this.version = s.version;
+      const comps = s.comps || [];
+      if (this.comp >= comps.length) this.comp = Math.max(0, comps.length - 1);
+      const c = this.compState;
+      if (c) {
+        this.frame = Math.min(this.frame, c.frames - 1);
+        if (this.layer >= c.layers.length) this.layer = Math.max(0, c.layers.length - 1);
+      }
+      this.render();
+      if (frame) this.viewer.show();
+    } finally {
+      this.refreshing -= 1;
     }
-    this.render();
-    if (frame) this.viewer.show();
   }
 
   render() {

@@ -73,12 +73,13 @@ const lines = 'section.effect[data-name="Tavrin Lines Renderer"]';
 const prims = 'section.effect[data-name="Tavrin Primitives Object"]';
 const param = (effect, name) => `${effect} .param[data-name="${name}"]`;
 
-// Waits until the viewer shows the frame of the current version and no edit is waiting.
+// Waits until the viewer shows the frame of the current version, no edit is waiting and no
+// state fetch is in flight (each rebuilds the controls when it returns).
 async function settled() {
   await page.waitForFunction(() => {
     const s = window.studio;
     const c = document.getElementById('viewer');
-    return s && s.state && !s.sending && s.queue.length === 0 &&
+    return s && s.state && !s.sending && s.queue.length === 0 && !s.refreshing &&
            Number(c.dataset.version) === s.version && Number(c.dataset.frame) === s.frame &&
            Number(c.dataset.scale) === s.scale;
   }, {polling: 50});
@@ -140,6 +141,88 @@ function startStudio(document) {
     child.on('exit', (code) => reject(new Error(`tavrin studio ended with ${code}`)));
   });
   return {child, address};
+}
+
+// The examples the software path draws (the others turn on Unified Rendering, whose frames on a
+// machine without a GPU take seconds).
+const softwareExamples = fs.readdirSync(args.examples)
+    .filter((f) => f.endsWith('.json'))
+    .filter((f) => !fs.readFileSync(path.join(args.examples, f), 'utf8')
+        .includes('"Unified Rendering": true'))
+    .sort();
+
+// From a change to its frame, for each software-path example opened in a studio of its own:
+// the first number box of the effect controls takes three values in turn (the one it holds
+// times 0.9, then back, then again), each timed until the viewer shows its version's frame.
+async function exampleLatencies() {
+  const results = {};
+  for (const name of softwareExamples) {
+    const studio = startStudio(path.join(args.examples, name));
+    const p = await browser.newPage();
+    p.setDefaultTimeout(60000 * slow);
+    p.on('pageerror', (e) => pageErrors.push(`${name}: ${e.message}`));
+    const shown = () => p.waitForFunction(() => {
+      const s = window.studio;
+      const c = document.getElementById('viewer');
+      return s && s.state && !s.sending && s.queue.length === 0 && !s.refreshing &&
+             Number(c.dataset.version) === s.version && Number(c.dataset.frame) === s.frame;
+    }, {polling: 20});
+    try {
+      await p.goto(await studio.address);
+      await shown();
+      // The first visible number box, on the first layer that has one, whose value the
+      // document takes: in the comp itself, else in the first comp one of its layers holds.
+      const times = [];
+      for (let comp = 0; comp < 2 && times.length < 3; comp++) {
+        if (comp === 1) {
+          const open = await p.$('button[title^="open comp"]');
+          if (!open) break;
+          await open.click();
+          await shown();
+        }
+        const layerCount = (await p.$$('button.layer-name')).length;
+        for (let layer = 0; layer < layerCount && times.length < 3; layer++) {
+          await (await p.$$('button.layer-name'))[layer].click();
+          for (const box of await p.$$('section.effect .param input.number')) {
+            if (!(await box.evaluate((i) => i.offsetParent !== null))) continue;
+            const v0 = Number(await box.evaluate((i) => i.value));
+            const v1 = v0 !== 0 ? Math.round(v0 * 9) / 10 : 0.1;
+            for (const v of [v1, v0, v1]) {
+              const before = await p.evaluate(() => window.studio.version);
+              const t0 = await p.evaluate(() => performance.now());
+              await box.evaluate((i, v) => {
+                i.value = String(v);
+                i.dispatchEvent(new Event('change'));
+              }, v);
+              // A value the document does not take leaves the version as it was.
+              const taken = await p.waitForFunction((b) => window.studio.version !== b,
+                                                    {polling: 20, timeout: 2000 * slow}, before)
+                  .then(() => true, () => false);
+              if (!taken) break;
+              await shown();
+              times.push(await p.evaluate((t0) => performance.now() - t0, t0));
+            }
+            if (times.length === 3) break;
+            times.length = 0;
+          }
+        }
+      }
+      // The size of the frame the changes drew.
+      const size = await p.evaluate(() => {
+        const c = document.getElementById('viewer');
+        return `${c.width}x${c.height}`;
+      });
+      times.sort((a, b) => a - b);
+      results[name] = {size, median: Math.round(times[1]), all: times.map((t) => Math.round(t))};
+      check(times.length === 3, `a change to ${name} shows its frame`, JSON.stringify(results[name]));
+    } finally {
+      await p.close();
+      const ended = new Promise((resolve) => studio.child.once('exit', resolve));
+      studio.child.kill('SIGTERM');
+      await ended;
+    }
+  }
+  return results;
 }
 
 // The bundled example built from an empty comp by clicks alone, saved, rendered, and compared
@@ -682,6 +765,7 @@ try {
   await shoot('studio-end', null);
 
   await buildFromEmpty();
+  timings.changeToFrameMsPerExample = await exampleLatencies();
   check(pageErrors.length === 0, 'the page raised no error', pageErrors.join('; '));
 } catch (e) {
   check(false, 'the test ran to its end', e.stack || String(e));
